@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "ZqMacClient/ViewController.h"
+
+#include "ZqMacClient/ApplicationVersion.h"
+#include "ZqMacClient/LogFormat.h"
+#include "ZqMacClient/NumericCompare.h"
+#include "ZqMacClient/ZqClient.h"
+#include "ZqMacClient/ZqError.h"
+#include "ZqMacClient/ZqRestApiClient.h"
+#include "platform/PercentEncoding.h"
+#include "platform/Platform.h"
+
+#include <cstdlib>
+
+using platform::fatalError;
+using platform::NSLog;
+
+namespace {
+
+constexpr std::uint64_t defaultPort = 443;
+
+/// The address that both REST requests begin with. The decoded parts are encoded again.
+std::string restBaseAddress(const URLComponents& components) {
+    if (!components.host) {
+        fatalError("the server URL has no host");
+    }
+    return "https://" + platform::percentEncodedHost(*components.host) + ":"
+        + std::to_string(components.port.value_or(defaultPort))
+        + platform::percentEncodedPath(components.path);
+}
+
+/// The value that a request for `url` answers with, if any.
+std::optional<std::string> requestValue(const std::string& url, const std::string& actionText) {
+    if (!formsURL(url)) {
+        fatalError("not a URL: " + url);
+    }
+    return ZqRestApiClient(url).getValue(actionText);
+}
+
+} // namespace
+
+ViewController* ViewController::viewController = nullptr;
+
+ViewController::ViewController(platform::NSTextView* statusTextView)
+    : m_statusTextView(statusTextView) {
+}
+
+ViewController::~ViewController() {
+    if (viewController == this) {
+        viewController = nullptr;
+    }
+}
+
+void ViewController::viewDidLoad() {
+    viewController = this;
+}
+
+void ViewController::appendText(std::string_view text) {
+    NSLog(logFormatted(text));
+    if (m_statusTextView == nullptr) {
+        fatalError("there is no status view");
+    }
+    if (platform::NSTextStorage* storage = m_statusTextView->textStorage()) {
+        storage->append(std::string(text) + "\n");
+    }
+}
+
+std::optional<URLComponents> ViewController::parseServerUrl(const std::string& serverUrl) {
+    std::optional<URLComponents> components = URLComponents::parse(serverUrl);
+    if (!components || !components->getQueryParameter("roomId")
+        || components->scheme != "quillet") {
+        ZqError("Error", "Could not parse server URL: " + serverUrl).showAndExit();
+    }
+    return components;
+}
+
+void ViewController::connectToServer(const std::string& serverUrl) {
+    const std::optional<URLComponents> components = parseServerUrl(serverUrl);
+    const std::optional<std::string> roomId = components->getQueryParameter("roomId");
+    if (!components->host) {
+        fatalError("the server URL has no host");
+    }
+    const std::uint64_t port = components->port.value_or(defaultPort);
+    NSLog("Server: ", *components->scheme, "://", *components->host, ":", std::to_string(port));
+    NSLog("Room ID: ", *roomId);
+    m_client = std::make_shared<ZqClient>(this);
+    m_client->connect(components->host, port, components->path + "/room/" + *roomId, roomId);
+}
+
+void ViewController::checkForUpdates(const std::string& serverUrl) {
+    appendText("Checking for application updates...");
+    const std::string baseAddress = restBaseAddress(*parseServerUrl(serverUrl));
+    const std::optional<std::string> latestVersion
+        = requestValue(baseAddress + "/update/version?os=macos", "checking for Quillet updates");
+    const std::optional<std::string> installedVersion = applicationVersion();
+    if (!installedVersion) {
+        fatalError("the application has no version");
+    }
+    NSLog("Installed Quillet version: ", *installedVersion);
+    if (!latestVersion) {
+        fatalError("the server did not tell the latest version");
+    }
+    NSLog("Latest available Quillet version: ", *latestVersion);
+    if (numericCompare(*installedVersion, *latestVersion) != NSComparisonResult::orderedAscending) {
+        appendText("No application updates found.");
+        return;
+    }
+    // The version goes in as it came, not escaped.
+    const std::optional<std::string> updateUrl
+        = requestValue(baseAddress + "/update/bundle?os=macos&version=" + *latestVersion,
+            "getting Quillet update download URL");
+    if (!updateUrl) {
+        fatalError("the server did not tell where to download the update");
+    }
+    displayUpgradeNotification(*latestVersion, *updateUrl);
+}
+
+void ViewController::displayUpgradeNotification(
+    const std::string& latestVersion, const std::string& updateUrl) {
+    appendText("New version available: " + latestVersion);
+    platform::NSAlert alert;
+    alert.alertStyle = platform::NSAlertStyle::informational;
+    alert.messageText = "Please upgrade Quillet";
+    alert.informativeText = "Newer version is available: " + latestVersion;
+    alert.buttons = {"Download update", "Ignore"};
+    if (platform::current().userInterface().runModal(alert) != platform::NSAlertFirstButtonReturn) {
+        return;
+    }
+    NSLog("Opening download update page: ", updateUrl);
+    if (!formsURL(updateUrl)) {
+        fatalError("not a URL: " + updateUrl);
+    }
+    // The agent ends whether or not the page could be opened.
+    platform::current().userInterface().openURL(updateUrl);
+    platform::exitProcess(EXIT_SUCCESS);
+}

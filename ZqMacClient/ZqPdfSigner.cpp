@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#include "ZqMacClient/ZqPdfSigner.h"
+
+#include "ZqMacClient/Base64.h"
+#include "ZqMacClient/DebugDescription.h"
+#include "ZqMacClient/SigningRequest.h"
+#include "ZqMacClient/ZqClient.h"
+#include "ZqMacClient/ZqNotification.h"
+#include "platform/Platform.h"
+
+#include <utility>
+
+using platform::fatalError;
+using platform::NSLog;
+
+void ZqPdfSigner::signPdf(
+    CRVStompClient* service, ZqClient* client, const ZqMessage* message) const {
+    ZqNotification("Signing attachment", "Quillet").show();
+    if (message == nullptr) {
+        fatalError("there is no message to take a PDF from");
+    }
+    LogLine().add("Signing PDF: ").addOptional(message->payload()).write();
+    const JsonObject& payload = signingPayload(*message);
+    const std::string& digest
+        = requiredText(payload, "certificateDigest", "Certificate digest missing");
+    auto bytesToSign = base64Decoded(requiredText(payload, "bytesToSign", "PDF bytes to sign"));
+    std::optional<platform::Bytes> pdfToSign;
+    if (const std::string* text = optionalText(payload, "pdfToSign")) {
+        pdfToSign = base64Decoded(*text);
+    }
+    const std::string& algorithm = signatureAlgorithmOf(payload);
+
+    const ZqKeychainAccess keychain;
+    const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
+    const ZqCertificate& certificate = signingCertificate(certificates, digest);
+    LogLine().add("bytesToSign: ").addOptional(bytesToSign).write();
+    NSLog("privateKey: ", debugDescription(certificate.privateKeyRef));
+    NSLog("signatureAlgorithm: ", algorithm);
+    NSLog("keychain: ", keychain.description());
+    if (!bytesToSign) {
+        fatalError("\"bytesToSign\" is not Base64");
+    }
+    const auto signature = keychain.signData(
+        signingDigest(keychain, *bytesToSign, algorithm), certificate.privateKeyRef, algorithm);
+    JsonValue signatureText = base64OrNull(signature);
+    LogLine().add("PDF successfully signed: ").addOptionalText(signatureText).write();
+
+    JsonValue document = base64OrNull(pdfToSign);
+    // Tens of megabytes that are needed no more.
+    bytesToSign.reset();
+    pdfToSign.reset();
+    JsonObject answer;
+    answer.add("signature", std::move(signatureText));
+    answer.add("certificate", certificateText(certificate));
+    answer.add("pdfToSign", std::move(document));
+    answer.add("requestId", requestIdValue(*message));
+    const ZqMessage response("SIGN_PDF_RESPONSE", std::move(answer), message->requestId());
+    if (client == nullptr) {
+        fatalError("there is no session to answer through");
+    }
+    client->send(service, &response);
+}
+
+std::array<std::uint8_t, 20> ZqPdfSigner::sha1(platform::BytesView data) const {
+    return ZqKeychainAccess().sha1(data);
+}
+
+std::array<std::uint8_t, 32> ZqPdfSigner::sha256(platform::BytesView data) const {
+    return ZqKeychainAccess().sha256(data);
+}

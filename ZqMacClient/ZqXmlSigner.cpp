@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include "ZqMacClient/ZqXmlSigner.h"
+
+#include "ZqMacClient/Base64.h"
+#include "ZqMacClient/DebugDescription.h"
+#include "ZqMacClient/SigningRequest.h"
+#include "ZqMacClient/ZqClient.h"
+#include "ZqMacClient/ZqNotification.h"
+#include "platform/Platform.h"
+
+#include <utility>
+
+using platform::fatalError;
+using platform::NSLog;
+
+void ZqXmlSigner::signXml(
+    CRVStompClient* service, ZqClient* client, const ZqMessage* message) const {
+    ZqNotification("Signing document", "Quillet").show();
+    if (message == nullptr) {
+        fatalError("there is no message to take XML from");
+    }
+    LogLine().add("Signing XML document: ").addOptional(message->payload()).write();
+    const JsonObject& payload = signingPayload(*message);
+    const std::string& digest
+        = requiredText(payload, "certificateDigest", "Certificate digest missing");
+    const std::string& signedInfo
+        = requiredText(payload, "xmlSignedInfo", "XML signed info missing");
+    const std::string& algorithm = signatureAlgorithmOf(payload);
+    NSLog("xmlSignedInfo: ", signedInfo);
+
+    const ZqKeychainAccess keychain;
+    const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
+    const ZqCertificate& certificate = signingCertificate(certificates, digest);
+    // Byte for byte as received: no canonicalisation, no trimming.
+    const platform::Bytes signedInfoDigest
+        = signingDigest(keychain, platform::bytesOf(signedInfo), algorithm);
+    LogLine()
+        .add("xmlSignedInfo digest: ")
+        .addOptional(std::optional(base64Encoded(signedInfoDigest)))
+        .write();
+    const auto signature
+        = keychain.signData(signedInfoDigest, certificate.privateKeyRef, algorithm);
+    JsonValue signatureText = base64OrNull(signature);
+    LogLine().add("XML successfully signed: ").addOptionalText(signatureText).write();
+
+    JsonObject answer;
+    answer.add("signature", std::move(signatureText));
+    answer.add("xmlSignedInfo", signedInfo);
+    answer.add("certificate", certificateText(certificate));
+    answer.add("requestId", requestIdValue(*message));
+    const ZqMessage response("SIGN_XML_RESPONSE", std::move(answer), message->requestId());
+    if (client == nullptr) {
+        fatalError("there is no session to answer through");
+    }
+    client->send(service, &response);
+}
+
+std::array<std::uint8_t, 20> ZqXmlSigner::sha1(platform::BytesView data) const {
+    return ZqKeychainAccess().sha1(data);
+}
+
+std::array<std::uint8_t, 32> ZqXmlSigner::sha256(platform::BytesView data) const {
+    return ZqKeychainAccess().sha256(data);
+}

@@ -1,0 +1,5 @@
+// SPDX-License-Identifier: MIT
+// The compiled parts of Asio and Beast.
+#include <boost/asio/impl/src.hpp>
+#include <boost/asio/ssl/impl/src.hpp>
+#include <boost/beast/src.hpp>

@@ -1,0 +1,41 @@
+# SPDX-License-Identifier: MIT
+# Warnings, hardening and instrumentation, for every target of the project.
+add_library(quillet_options INTERFACE)
+target_include_directories(quillet_options INTERFACE ${PROJECT_SOURCE_DIR})
+
+target_compile_options(quillet_options INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wcast-qual -Wformat=2 -Wundef
+  -Wdouble-promotion -Wnull-dereference -Wimplicit-fallthrough -Wextra-semi)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(quillet_options INTERFACE -Wduplicated-cond -Wlogical-op)
+  # What GCC 12's optimiser believes of coroutine frames, variants and inlined library code is often
+  # wrong; clang checks the same without these three.
+  target_compile_options(quillet_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:-Wno-null-dereference
+    -Wno-maybe-uninitialized -Wno-mismatched-new-delete>)
+endif()
+
+target_compile_definitions(quillet_options INTERFACE _GLIBCXX_ASSERTIONS)
+target_compile_options(quillet_options INTERFACE
+  -fstack-protector-strong -fvisibility=hidden
+  $<$<NOT:$<PLATFORM_ID:Darwin>>:-fstack-clash-protection>)
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fcf-protection=full QUILLET_HAS_CF_PROTECTION)
+if(QUILLET_HAS_CF_PROTECTION)
+  target_compile_options(quillet_options INTERFACE -fcf-protection=full)
+endif()
+if(NOT APPLE)
+  target_link_options(quillet_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--as-needed)
+endif()
+
+if(QUILLET_SANITIZERS)
+  target_compile_options(quillet_options INTERFACE
+    -fsanitize=${QUILLET_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quillet_options INTERFACE -fsanitize=${QUILLET_SANITIZERS})
+elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(quillet_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+if(QUILLET_COVERAGE)
+  target_compile_options(quillet_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(quillet_options INTERFACE --coverage)
+endif()

@@ -1,0 +1,20 @@
+# SPDX-License-Identifier: MIT
+# Libraries, each linked by the rooms that wrap it.
+find_package(Threads REQUIRED)
+find_package(OpenSSL 3 REQUIRED)
+find_package(Boost 1.81 REQUIRED CONFIG COMPONENTS json url)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(NSS REQUIRED IMPORTED_TARGET nss)
+
+# Asio and Beast are compiled once here instead of in every file that includes them.
+add_library(quillet_asio STATIC cmake/AsioBeast.cpp)
+target_compile_definitions(quillet_asio PUBLIC
+  BOOST_ASIO_SEPARATE_COMPILATION BOOST_BEAST_SEPARATE_COMPILATION
+  BOOST_ASIO_NO_DEPRECATED BOOST_BEAST_USE_STD_STRING_VIEW)
+target_link_libraries(quillet_asio
+  PUBLIC Boost::headers OpenSSL::SSL OpenSSL::Crypto Threads::Threads
+  PRIVATE quillet_options)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND QUILLET_SANITIZERS MATCHES "undefined")
+  # clang 14 cannot assemble coroutines with this check ("difference across sections").
+  target_compile_options(quillet_asio PUBLIC -fno-sanitize=function)
+endif()

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: MIT
+#include "frameworks/CRVStompClient/CRVStompClient.h"
+
+#include "platform/PercentEncoding.h"
+#include "platform/Platform.h"
+
+using platform::NSLog;
+
+namespace {
+
+constexpr std::string_view offeredVersions = "1.0,1.1,1.2";
+
+/// The version that a CONNECTED frame settles on; a server that names none speaks 1.0
+/// (STOMP 1.2, "Protocol Negotiation").
+std::optional<stomp::Version> negotiatedVersion(const stomp::Frame& connected) {
+    const std::string* version = connected.headers.find("version");
+    return version == nullptr ? stomp::Version::v1_0 : stomp::versionFromText(*version);
+}
+
+} // namespace
+
+std::shared_ptr<CRVStompClient> CRVStompClient::initWithHost(std::string host, std::uint64_t port,
+    std::optional<std::string> url, std::optional<std::string> login,
+    std::optional<std::string> passcode, std::weak_ptr<CRVStompClientDelegate> delegate,
+    bool autoconnect, bool wss) {
+    std::shared_ptr<CRVStompClient> client(new CRVStompClient(std::move(host), port, std::move(url),
+        std::move(login), std::move(passcode), std::move(delegate), wss));
+    if (autoconnect) {
+        client->connect();
+    }
+    return client;
+}
+
+CRVStompClient::CRVStompClient(std::string host, std::uint64_t port, std::optional<std::string> url,
+    std::optional<std::string> login, std::optional<std::string> passcode,
+    std::weak_ptr<CRVStompClientDelegate> delegate, bool wss)
+    : m_host(std::move(host))
+    , m_port(port)
+    , m_url(std::move(url))
+    , m_login(std::move(login))
+    , m_passcode(std::move(passcode))
+    , m_delegate(std::move(delegate))
+    , m_secure(wss) {
+}
+
+void CRVStompClient::connect() {
+    if (m_state != State::idle) {
+        return;
+    }
+    m_state = State::connecting;
+    platform::WebSocketRequest request;
+    request.host = m_host;
+    request.port = m_port;
+    request.target = m_url && !m_url->empty() ? platform::percentEncodedPath(*m_url) : "/";
+    request.secure = m_secure;
+    request.subprotocols = {"v12.stomp", "v11.stomp"};
+    m_socket = platform::current().network().openWebSocket(request, weak_from_this());
+}
+
+void CRVStompClient::subscribeToDestination(
+    const std::string& destination, const HeaderDictionary& header) {
+    stomp::Headers headers{{"destination", destination}};
+    for (const auto& [name, value] : header) {
+        if (value) {
+            headers.add(name, *value);
+        }
+    }
+    sendFrame("SUBSCRIBE", headers, {});
+}
+
+void CRVStompClient::sendMessage(std::optional<std::string> body, const std::string& destination) {
+    std::string text = std::move(body).value_or(std::string());
+    const stomp::Headers headers{
+        {"destination", destination}, {"content-length", std::to_string(text.size())}};
+    sendFrame("SEND", headers, std::move(text));
+}
+
+void CRVStompClient::webSocketDidOpen(const std::string&) {
+    if (m_state != State::connecting) {
+        return;
+    }
+    m_state = State::handshaking;
+    stomp::Headers headers{{"accept-version", std::string(offeredVersions)}, {"host", m_host}};
+    if (m_login) {
+        headers.add("login", *m_login);
+    }
+    if (m_passcode) {
+        headers.add("passcode", *m_passcode);
+    }
+    sendFrame("CONNECT", headers, {});
+}
+
+void CRVStompClient::webSocketDidReceiveData(std::string data) {
+    std::string_view input = data;
+    stomp::Frame frame;
+    while (m_state != State::disconnected) {
+        switch (m_decoder.decode(input, frame)) {
+        case stomp::FrameDecoder::Result::frame:
+            handleFrame(std::move(frame));
+            break;
+        case stomp::FrameDecoder::Result::needMore:
+            return;
+        case stomp::FrameDecoder::Result::failed:
+            disconnect("the server broke the STOMP protocol: " + m_decoder.error());
+            return;
+        }
+    }
+}
+
+void CRVStompClient::webSocketDidClose(const std::string& reason) {
+    disconnect(reason);
+}
+
+void CRVStompClient::handleFrame(stomp::Frame frame) {
+    if (frame.command == "ERROR") {
+        handleError(std::move(frame));
+    } else if (m_state == State::handshaking) {
+        if (frame.command == "CONNECTED") {
+            handleConnected(frame);
+        } else {
+            disconnect("the server sent " + frame.command + " before CONNECTED");
+        }
+    } else if (frame.command == "MESSAGE") {
+        if (const auto delegate = m_delegate.lock()) {
+            frame.body.push_back('\0');
+            delegate->messageReceived(this, std::move(frame.body), frame.headers);
+        }
+    } else if (frame.command == "RECEIPT") {
+        const std::string* receiptId = frame.headers.find("receipt-id");
+        if (const auto delegate = m_delegate.lock(); delegate && receiptId != nullptr) {
+            delegate->serverDidSendReceipt(this, *receiptId);
+        }
+    } else {
+        NSLog("Ignoring STOMP frame: ", frame.command);
+    }
+}
+
+void CRVStompClient::handleConnected(const stomp::Frame& frame) {
+    const std::optional<stomp::Version> version = negotiatedVersion(frame);
+    if (!version) {
+        disconnect("the server chose STOMP version " + *frame.headers.find("version")
+            + ", which was not offered");
+        return;
+    }
+    m_version = *version;
+    m_decoder.setVersion(*version);
+    m_state = State::connected;
+    if (const auto delegate = m_delegate.lock()) {
+        delegate->stompClientDidConnect(this);
+    }
+}
+
+void CRVStompClient::handleError(stomp::Frame frame) {
+    const std::string* message = frame.headers.find("message");
+    // The server must close after an ERROR; some never do, so nothing is awaited from it.
+    m_state = State::disconnected;
+    m_socket->close();
+    if (const auto delegate = m_delegate.lock()) {
+        delegate->serverDidSendError(this,
+            message == nullptr ? std::nullopt : std::optional<std::string>(*message),
+            std::move(frame.body));
+    }
+}
+
+void CRVStompClient::sendFrame(
+    const std::string& command, const stomp::Headers& headers, std::string body) {
+    if (m_state != (command == "CONNECT" ? State::handshaking : State::connected)) {
+        NSLog("Not connected, STOMP frame not sent: ", command);
+        return;
+    }
+    std::optional<std::string> head = stomp::encodeHead(command, headers, m_version);
+    if (!head) {
+        disconnect("a header of the frame " + command + " cannot be written in STOMP "
+            + std::string(stomp::versionText(m_version)));
+        return;
+    }
+    std::vector<std::string> pieces;
+    pieces.push_back(std::move(*head));
+    pieces.push_back(std::move(body));
+    pieces.emplace_back(1, '\0');
+    m_socket->send(std::move(pieces));
+}
+
+/// Tells the log the cause, then the delegate, once.
+void CRVStompClient::disconnect(const std::string& reason) {
+    if (m_state == State::disconnected) {
+        return;
+    }
+    const bool wasConnected = m_state == State::connected;
+    m_state = State::disconnected;
+    NSLog(wasConnected ? "Connection to " : "Could not connect to ", address(),
+        wasConnected ? " lost: " : ": ", reason);
+    m_socket->close();
+    if (const auto delegate = m_delegate.lock()) {
+        delegate->stompClientWillDisconnect(this, reason);
+        delegate->stompClientDidDisconnect(this);
+    }
+}
+
+std::string CRVStompClient::address() const {
+    return (m_secure ? "wss://" : "ws://") + m_host + ":" + std::to_string(m_port);
+}

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/DesktopRegistration.h"
+
+#include "DesktopEntry.h"
+#include "platform/linux/ChildProcess.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string_view>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::chrono::seconds xdgMimeLimit{10};
+
+/// A base directory of the user (XDG Base Directory, freedesktop.org): absolute, or the default.
+std::optional<fs::path> baseDirectory(const char* variable, const char* defaultInHome) {
+    const char* value = std::getenv(variable);
+    if (value != nullptr && value[0] == '/') {
+        return fs::path(value);
+    }
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || home[0] != '/') {
+        return std::nullopt;
+    }
+    return fs::path(home) / defaultInHome;
+}
+
+std::optional<std::string> contentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        return std::nullopt;
+    }
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+/// Through a file beside it, so that a reader never sees half an entry.
+bool replaceContent(const fs::path& path, const std::string& content) {
+    const fs::path draft = path.string() + "." + std::to_string(getpid());
+    std::error_code error;
+    {
+        std::ofstream file(draft, std::ios::binary | std::ios::trunc);
+        file << content;
+        if (!file.flush()) {
+            fs::remove(draft, error);
+            return false;
+        }
+    }
+    fs::rename(draft, path, error);
+    return !error;
+}
+
+void replaceAll(std::string& text, std::string_view what, const std::string& with) {
+    for (std::size_t at = text.find(what); at != std::string::npos;
+         at = text.find(what, at + with.size())) {
+        text.replace(at, what.size(), with);
+    }
+}
+
+/// Whether the user's own choice of default applications names the entry for the type already.
+bool isDefaultAlready(const std::string& mimeType, const std::string& entryName) {
+    const auto configuration = baseDirectory("XDG_CONFIG_HOME", ".config");
+    const auto content = configuration ? contentOf(*configuration / "mimeapps.list") : std::nullopt;
+    if (!content) {
+        return false;
+    }
+    std::istringstream lines(*content);
+    std::string line;
+    bool inDefaults = false;
+    while (std::getline(lines, line)) {
+        if (line.starts_with('[')) {
+            inDefaults = line == "[Default Applications]";
+        } else if (inDefaults
+            && (line == mimeType + "=" + entryName
+                || line.starts_with(mimeType + "=" + entryName + ";"))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+std::string quotedForExec(const std::string& path) {
+    // Inside quotes the four characters take a backslash, which the value's own escaping doubles;
+    // a per-cent sign would begin a field code.
+    std::string quoted = "\"";
+    for (const char c : path) {
+        switch (c) {
+        case '"':
+        case '`':
+        case '$':
+            quoted += "\\\\";
+            quoted += c;
+            break;
+        case '\\':
+            quoted += "\\\\\\\\";
+            break;
+        case '%':
+            quoted += "%%";
+            break;
+        default:
+            quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+bool registerUrlScheme(const std::string& scheme, const std::string& bundleIdentifier) {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    const auto data = baseDirectory("XDG_DATA_HOME", ".local/share");
+    if (error || !data || program.string().find_first_of("\r\n") != std::string::npos) {
+        return false;
+    }
+    std::string entry = desktopEntryTemplate;
+    replaceAll(entry, "{scheme}", scheme);
+    replaceAll(entry, "{program}", quotedForExec(program.string()));
+
+    const std::string entryName = bundleIdentifier + ".desktop";
+    const fs::path path = *data / "applications" / entryName;
+    if (contentOf(path) != entry) {
+        fs::create_directories(path.parent_path(), error);
+        if (!replaceContent(path, entry)) {
+            return false;
+        }
+    }
+    const std::string mimeType = "x-scheme-handler/" + scheme;
+    return isDefaultAlready(mimeType, entryName)
+        || runToEnd({"xdg-mime", "default", entryName, mimeType}, xdgMimeLimit);
+}
+
+} // namespace platform

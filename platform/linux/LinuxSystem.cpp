@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/LinuxSystem.h"
+
+#include "BundleInfo.h"
+#include "platform/Utf8.h"
+#include "platform/linux/DesktopRegistration.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+/// "YYYY-MM-DD HH:MM:SS.mmm ZqMacClient[PID:TID] ", local time.
+std::string logPrefix() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm parts{};
+    localtime_r(&now.tv_sec, &parts);
+    std::array<char, 32> date{};
+    const std::size_t length = std::strftime(date.data(), date.size(), "%Y-%m-%d %H:%M:%S", &parts);
+    std::string milliseconds = std::to_string(now.tv_nsec / 1'000'000);
+    milliseconds.insert(0, 3 - milliseconds.size(), '0');
+    return std::string(date.data(), length) + "." + milliseconds + " ZqMacClient["
+        + std::to_string(getpid()) + ":" + std::to_string(gettid()) + "] ";
+}
+
+/// Writes the parts with one call as long as the system takes them whole, which keeps lines of
+/// several processes apart in a file opened for appending.
+void writeTogether(int descriptor, std::vector<iovec> parts) {
+    std::size_t first = 0;
+    while (first < parts.size()) {
+        const std::size_t count = std::min<std::size_t>(parts.size() - first, IOV_MAX);
+        ssize_t written = writev(descriptor, &parts[first], static_cast<int>(count));
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return; // a full disk or a closed stream must not stop a signature
+        }
+        while (first < parts.size() && static_cast<std::size_t>(written) >= parts[first].iov_len) {
+            written -= static_cast<ssize_t>(parts[first].iov_len);
+            ++first;
+        }
+        if (first < parts.size()) {
+            parts[first].iov_base = static_cast<char*>(parts[first].iov_base) + written;
+            parts[first].iov_len -= static_cast<std::size_t>(written);
+        }
+    }
+}
+
+std::string_view withoutTrailingNuls(std::string_view text) {
+    const std::size_t last = text.find_last_not_of('\0');
+    return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
+}
+
+/// What the log takes of a text: it stays a text file, so no NUL and no ill-formed UTF-8 goes in.
+std::string logSafe(std::string_view text) {
+    std::string safe = utf8Repaired(text);
+    std::erase(safe, '\0');
+    return safe;
+}
+
+template <std::size_t size>
+std::array<std::uint8_t, size> digestOf(BytesView data, const EVP_MD* algorithm) {
+    std::array<std::uint8_t, size> digest{};
+    unsigned int length = 0;
+    if (EVP_Digest(data.data(), data.size(), digest.data(), &length, algorithm, nullptr) != 1
+        || length != size) {
+        std::abort(); // never a wrong digest under a signature
+    }
+    return digest;
+}
+
+/// A log file is a regular file of this user: not a link, a device, or somebody else's file that
+/// waits under the name for what is signed.
+bool isOwnRegularFile(int descriptor) {
+    struct stat status { };
+    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+} // namespace
+
+LinuxSystem::LinuxSystem(int argc, char** argv)
+    : m_arguments(argv, argv + argc) {
+}
+
+void LinuxSystem::NSLog(LogText text) {
+    std::deque<std::string> copies;
+    std::vector<iovec> parts;
+    const auto add = [&parts](std::string_view part) {
+        parts.push_back({const_cast<char*>(part.data()), part.size()});
+    };
+    add(copies.emplace_back(logPrefix()));
+    for (const std::string_view piece : text) {
+        const std::string_view content = withoutTrailingNuls(piece);
+        const bool isSafe = content.find('\0') == std::string_view::npos && isUtf8(content);
+        add(isSafe ? content : std::string_view(copies.emplace_back(logSafe(content))));
+    }
+    add("\n");
+    writeTogether(STDERR_FILENO, std::move(parts));
+}
+
+void LinuxSystem::print(std::string_view line) {
+    writeAll(STDOUT_FILENO, std::string(line) + "\n");
+}
+
+bool LinuxSystem::reopenStandardError(const std::string& path, const std::string& mode) {
+    if (mode != "a+") {
+        return false;
+    }
+    const int descriptor = open(path.c_str(),
+        O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) {
+        return false;
+    }
+    const bool reopened
+        = isOwnRegularFile(descriptor) && dup2(descriptor, STDERR_FILENO) == STDERR_FILENO;
+    close(descriptor);
+    return reopened;
+}
+
+std::optional<std::string> LinuxSystem::bundleIdentifier() {
+    const auto identifier = objectForInfoDictionaryKey("CFBundleIdentifier");
+    const auto* text = identifier ? identifier->as<std::string>() : nullptr;
+    return text == nullptr ? std::nullopt : std::optional<std::string>(*text);
+}
+
+std::optional<PropertyValue> LinuxSystem::objectForInfoDictionaryKey(const std::string& key) {
+    const auto* found = std::find_if(std::begin(bundleInfo), std::end(bundleInfo),
+        [&](const auto& entry) { return entry.first == key; });
+    if (found == std::end(bundleInfo)) {
+        return std::nullopt;
+    }
+    return std::string(found->second);
+}
+
+std::vector<std::string> LinuxSystem::arguments() {
+    return m_arguments;
+}
+
+NSOperatingSystemVersion LinuxSystem::operatingSystemVersion() {
+    utsname name{};
+    return uname(&name) == 0 ? versionOfKernelRelease(name.release) : NSOperatingSystemVersion();
+}
+
+std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
+    const std::string& scheme, const std::string& bundleIdentifier) {
+    return registerUrlScheme(scheme, bundleIdentifier) ? 0 : -1;
+}
+
+std::array<std::uint8_t, 20> LinuxSystem::CC_SHA1(BytesView data) {
+    return digestOf<20>(data, EVP_sha1());
+}
+
+std::array<std::uint8_t, 32> LinuxSystem::CC_SHA256(BytesView data) {
+    return digestOf<32>(data, EVP_sha256());
+}
+
+void writeAll(int descriptor, std::string_view text) {
+    writeTogether(descriptor, {{const_cast<char*>(text.data()), text.size()}});
+}
+
+NSOperatingSystemVersion versionOfKernelRelease(std::string_view release) {
+    NSOperatingSystemVersion version;
+    for (long* number : {&version.majorVersion, &version.minorVersion, &version.patchVersion}) {
+        const char* const end = release.data() + release.size();
+        const auto [parsed, error] = std::from_chars(release.data(), end, *number);
+        release.remove_prefix(static_cast<std::size_t>(parsed - release.data()));
+        if (error != std::errc() || !release.starts_with('.')) {
+            break;
+        }
+        release.remove_prefix(1);
+    }
+    return version;
+}
+
+} // namespace platform

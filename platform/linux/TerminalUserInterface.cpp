@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/TerminalUserInterface.h"
+
+#include "platform/Utf8.h"
+#include "platform/linux/ChildProcess.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/linux/LinuxSystem.h"
+
+#include <cerrno>
+#include <cstring>
+#include <termios.h>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+/// Text as a terminal may show it. What comes from a server must not move the cursor, so control
+/// characters other than line break and tab become U+FFFD.
+std::string displayable(std::string_view text) {
+    std::string shown;
+    for (const char c : utf8Repaired(text)) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isSecondControl = !shown.empty() && shown.back() == '\xC2' && byte < 0xA0
+            && byte >= 0x80; // U+0080 to U+009F
+        if (isSecondControl) {
+            shown.pop_back();
+        }
+        if (isSecondControl || byte == 0x7F || (byte < 0x20 && c != '\n' && c != '\t')) {
+            shown += "\xEF\xBF\xBD";
+        } else {
+            shown += c;
+        }
+    }
+    return shown;
+}
+
+void show(const std::string& text) {
+    writeAll(STDOUT_FILENO, text);
+}
+
+/// A line of standard input without its end; nothing at the end of input. Takes no byte beyond
+/// the line, which belongs to the next question.
+std::optional<std::string> readLine() {
+    std::string line;
+    char c = '\0';
+    while (true) {
+        const ssize_t count = read(STDIN_FILENO, &c, 1);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return line.empty() ? std::nullopt : std::optional(std::move(line));
+        }
+        if (c == '\n') {
+            return line;
+        }
+        line += c;
+    }
+}
+
+/// Turns a terminal's echo off for its own lifetime.
+class EchoOff {
+public:
+    EchoOff()
+        : m_isTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0) {
+        if (m_isTerminal) {
+            termios silent = m_before;
+            silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+            silent.c_lflag |= ECHONL;
+            tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+        }
+    }
+    EchoOff(const EchoOff&) = delete;
+    EchoOff& operator=(const EchoOff&) = delete;
+    ~EchoOff() {
+        if (m_isTerminal) {
+            tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
+        }
+    }
+
+private:
+    termios m_before{};
+    bool m_isTerminal;
+};
+
+std::string alertText(const NSAlert& alert) {
+    const bool isCritical = alert.alertStyle == NSAlertStyle::critical;
+    std::string text = isCritical ? "\n*** " : "\n--- ";
+    text += displayable(alert.messageText) + "\n";
+    if (!alert.informativeText.empty()) {
+        text += displayable(alert.informativeText) + "\n";
+    }
+    return text;
+}
+
+/// The response to a prompt: "1" is the first button, all else the last.
+int chosenButton(const std::vector<std::string>& buttons) {
+    std::string text;
+    for (std::size_t i = 0; i < buttons.size(); ++i) {
+        text += "  " + std::to_string(i + 1) + ") " + displayable(buttons[i]) + "\n";
+    }
+    show(text + "Your choice (1-" + std::to_string(buttons.size()) + "): ");
+    const std::optional<std::string> answer = readLine();
+    show("\n");
+    for (std::size_t i = 0; i < buttons.size(); ++i) {
+        if (answer == std::to_string(i + 1)) {
+            return NSAlertFirstButtonReturn + static_cast<int>(i);
+        }
+    }
+    return NSAlertFirstButtonReturn + static_cast<int>(buttons.size()) - 1;
+}
+
+bool isWebAddress(const std::string& url) {
+    const auto hasScheme = [&](std::string_view scheme) {
+        return url.size() > scheme.size()
+            && strncasecmp(url.c_str(), scheme.data(), scheme.size()) == 0;
+    };
+    return hasScheme("https://") || hasScheme("http://");
+}
+
+} // namespace
+
+TerminalUserInterface::TerminalUserInterface(LinuxApplication& application)
+    : m_application(application) {
+}
+
+void TerminalUserInterface::StatusTextStorage::append(std::string_view text) {
+    show(displayable(text));
+}
+
+int TerminalUserInterface::runModal(const NSAlert& alert) {
+    int response = NSAlertFirstButtonReturn;
+    m_application.runModally([&] {
+        show(alertText(alert));
+        if (alert.buttons.empty()) {
+            show("Press Enter to continue. ");
+            readLine();
+            show("\n");
+        } else {
+            response = chosenButton(alert.buttons);
+        }
+    });
+    return response;
+}
+
+void TerminalUserInterface::deliverNotification(const NSUserNotification&) {
+    // A terminal has no notification centre; the title stands in the status lines already.
+}
+
+bool TerminalUserInterface::openURL(const std::string& url) {
+    // The address comes from a server: only pages of the web, no files, no options of xdg-open.
+    return isWebAddress(url) && startDetached({"xdg-open", url});
+}
+
+std::optional<std::string> TerminalUserInterface::askForPassword(
+    const std::string& tokenName, bool again) {
+    std::optional<std::string> password;
+    m_application.runModally([&] {
+        const EchoOff echoOff; // before the question, so that no early key is seen
+        show(std::string(again ? "\nThat password is wrong.\n" : "\n") + "Password of \""
+            + displayable(tokenName) + "\" (empty to cancel): ");
+        password = readLine();
+    });
+    if (password && password->empty()) {
+        return std::nullopt;
+    }
+    return password;
+}
+
+} // namespace platform

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/UserInterface.h"
+
+namespace platform {
+
+class LinuxApplication;
+
+/// The shell of a terminal: status lines on standard output, alerts and prompts answered by lines
+/// of standard input. What is shown never carries control characters to the terminal.
+class TerminalUserInterface : public UserInterface {
+public:
+    explicit TerminalUserInterface(LinuxApplication& application);
+
+    NSTextView* statusTextView() override { return &m_statusTextView; }
+    int runModal(const NSAlert& alert) override;
+    void deliverNotification(const NSUserNotification& notification) override;
+    bool openURL(const std::string& url) override;
+    std::optional<std::string> askForPassword(const std::string& tokenName, bool again) override;
+
+private:
+    class StatusTextStorage : public NSTextStorage {
+    public:
+        void append(std::string_view text) override;
+    };
+    class StatusTextView : public NSTextView {
+    public:
+        NSTextStorage* textStorage() override { return &m_storage; }
+
+    private:
+        StatusTextStorage m_storage;
+    };
+
+    LinuxApplication& m_application;
+    StatusTextView m_statusTextView;
+};
+
+} // namespace platform

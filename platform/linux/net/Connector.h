@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// Makes every connection: name lookup, TCP, proxy, TLS.
+#pragma once
+
+#include "platform/linux/net/ClientStream.h"
+#include "platform/linux/net/Expected.h"
+#include "platform/linux/net/IoThread.h"
+#include "platform/linux/net/NetworkErrorText.h"
+#include "platform/linux/net/ProxySettings.h"
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace platform::linux_ {
+
+struct Destination {
+    HostName host;
+    std::uint16_t port = 443;
+    bool secure = true;
+};
+
+/// Used on the thread of the sockets.
+class Connector {
+public:
+    struct Settings {
+        std::chrono::milliseconds stallLimit; // for each phase of a connection
+        std::chrono::milliseconds nextAddressDelay; // between attempts at the addresses of a name
+        ProxyEnvironment proxies;
+        std::string userAgent; // or empty
+    };
+
+    Connector(std::shared_ptr<IoGate> gate, Settings settings)
+        : m_gate(std::move(gate))
+        , m_settings(std::move(settings)) { }
+
+    /// A stream on which requests may be sent. For a secure destination: TLS 1.2 or later, chain
+    /// trusted by the system, certificate for this host (RFC 9525).
+    boost::asio::awaitable<Expected<ClientStream>> connect(
+        Destination destination, AbortSignal& abort);
+
+    const Settings& settings() const { return m_settings; }
+    Peer peerFor(const Destination& destination) const;
+
+private:
+    boost::asio::awaitable<Expected<TcpStream>> connectTransport(
+        Destination destination, std::optional<Proxy> proxy, AbortSignal& abort);
+    boost::asio::awaitable<Expected<TcpStream>> connectTcp(
+        HostName host, Peer peer, AbortSignal& abort);
+    boost::asio::awaitable<Expected<TcpStream>> connectByProxy(
+        Proxy proxy, Destination destination, AbortSignal& abort);
+    boost::asio::awaitable<Expected<ClientStream>> startTls(
+        TcpStream tcp, Destination destination, AbortSignal& abort);
+    Expected<boost::asio::ssl::context*> tlsContext();
+
+    std::shared_ptr<IoGate> m_gate;
+    Settings m_settings;
+    std::optional<boost::asio::ssl::context> m_tlsContext;
+};
+
+} // namespace platform::linux_

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/net/HttpsGet.h"
+
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/ssl/error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/write.hpp>
+#include <boost/url/parse.hpp>
+#include <boost/url/url.hpp>
+
+namespace platform::linux_ {
+
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace urls = boost::urls;
+
+using boost::system::error_code;
+using Parser = http::response_parser<http::string_body>;
+
+struct Address {
+    Destination destination;
+    std::string target; // path and query
+};
+
+struct Response {
+    unsigned status = 0;
+    std::string location;
+    std::string body;
+};
+
+Expected<Address> readAddress(const urls::url& url) {
+    if (url.scheme_id() != urls::scheme::https) {
+        return Failure{"the address " + singleLine(url.buffer()) + " is not an https address"};
+    }
+    const auto host = parseHostName(std::string(url.encoded_host()));
+    if (!host) {
+        return host.failure();
+    }
+    const auto port = parsePort(std::string(url.port()), 443);
+    if (!port) {
+        return port.failure();
+    }
+    std::string target(url.encoded_target());
+    if (!target.starts_with('/')) {
+        target.insert(0, "/");
+    }
+    return Address{{*host, *port, true}, std::move(target)};
+}
+
+bool isRedirect(const Response& response) {
+    const unsigned status = response.status;
+    const bool redirects
+        = status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+    return redirects && !response.location.empty();
+}
+
+/// Reads the body, or what there is of it: the stream's end also ends a body without a length,
+/// and many servers end the stream without ending the encryption.
+asio::awaitable<error_code> readResponse(
+    ClientStream& stream, beast::flat_buffer& buffer, Parser& parser, const Peer& peer) {
+    error_code error;
+    while (!parser.is_done()) {
+        stream.layer().expireAfter(peer.limit);
+        co_await http::async_read_some(
+            stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
+        if (error == asio::ssl::error::stream_truncated && parser.is_header_done()
+            && parser.need_eof()) {
+            error = {};
+            parser.put_eof(error);
+        }
+        if (error) {
+            co_return error;
+        }
+    }
+    co_return error;
+}
+
+http::request<http::empty_body> getRequest(const Address& address, const std::string& userAgent) {
+    http::request<http::empty_body> request(http::verb::get, address.target, 11);
+    const Destination& destination = address.destination;
+    request.set(http::field::host, destination.host.authority(destination.port, 443));
+    if (!userAgent.empty()) {
+        request.set(http::field::user_agent, userAgent);
+    }
+    request.set(http::field::accept, "application/json");
+    request.set(http::field::connection, "close");
+    return request;
+}
+
+asio::awaitable<Expected<Response>> getOnce(Connector& connector, Address address) {
+    AbortSignal neverRaised;
+    auto stream = co_await connector.connect(address.destination, neverRaised);
+    if (!stream) {
+        co_return stream.failure();
+    }
+    const Peer peer = connector.peerFor(address.destination);
+    const auto request = getRequest(address, connector.settings().userAgent);
+    error_code error;
+    stream->layer().expireAfter(peer.limit);
+    co_await http::async_write(*stream, request, asio::redirect_error(asio::use_awaitable, error));
+    beast::flat_buffer buffer(std::size_t{2} * httpHeaderLimit);
+    std::optional<Parser> parser;
+    do { // over interim responses (RFC 9110, section 15.2)
+        parser.emplace();
+        parser->header_limit(httpHeaderLimit);
+        parser->body_limit(httpBodyLimit);
+        if (!error) {
+            error = co_await readResponse(*stream, buffer, *parser, peer);
+        }
+    } while (!error && parser->get().result_int() < 200);
+    if (error) {
+        co_return Failure{networkErrorText(peer, error)};
+    }
+    auto message = parser->release();
+    co_return Response{message.result_int(), std::string(message[http::field::location]),
+        std::move(message.body())};
+}
+
+HttpsAnswer failed(const Failure& failure) {
+    return {std::nullopt, std::nullopt, TransportError{failure.text}};
+}
+
+/// Where a Location leads, without its fragment.
+Expected<urls::url> redirected(const urls::url& from, const std::string& location) {
+    const std::string host(from.host());
+    const auto reference = urls::parse_uri_reference(location);
+    urls::url to;
+    if (!reference || !urls::resolve(from, *reference, to)) {
+        return Failure{host + " redirects to an address that cannot be read"};
+    }
+    if (to.scheme_id() != urls::scheme::https) {
+        return Failure{host + " redirects to an address that is not https"};
+    }
+    to.remove_fragment();
+    return to;
+}
+
+} // namespace
+
+asio::awaitable<HttpsAnswer> httpsGet(Connector& connector, std::string text) {
+    const auto parsed = urls::parse_uri(text);
+    if (!parsed) {
+        co_return failed({"the address " + singleLine(text) + " cannot be read"});
+    }
+    urls::url url(*parsed);
+    for (int redirects = 0; redirects <= httpRedirectLimit; ++redirects) {
+        const auto address = readAddress(url);
+        if (!address) {
+            co_return failed(address.failure());
+        }
+        auto response = co_await getOnce(connector, *address);
+        if (!response) {
+            co_return failed(response.failure());
+        }
+        if (!isRedirect(*response)) {
+            URLResponse where{std::string(url.buffer()), static_cast<int>(response->status)};
+            co_return HttpsAnswer{std::move(response->body), std::move(where), std::nullopt};
+        }
+        auto next = redirected(url, response->location);
+        if (!next) {
+            co_return failed(next.failure());
+        }
+        url = std::move(*next);
+    }
+    co_return failed({std::string(url.host()) + " redirects too often"});
+}
+
+} // namespace platform::linux_

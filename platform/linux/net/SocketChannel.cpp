@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/net/SocketChannel.h"
+
+#include "platform/linux/net/WebSocketSession.h"
+
+namespace platform::linux_ {
+
+namespace {
+
+// Small pieces that wait for the main thread are joined, so that a server's many heart-beats do not
+// pile up while an alert is open. Larger ones are passed on without being copied.
+constexpr std::size_t smallPiece = std::size_t{4} << 10;
+constexpr std::size_t joinedSize = std::size_t{256} << 10;
+
+std::size_t sizeOf(const MessagePieces& message) {
+    std::size_t size = 0;
+    for (const std::string& piece : message) {
+        size += piece.size();
+    }
+    return size;
+}
+
+} // namespace
+
+SocketChannel::SocketChannel(Application& application, std::weak_ptr<WebSocketDelegate> delegate,
+    std::shared_ptr<IoGate> gate, std::shared_ptr<const std::atomic<bool>> silenced)
+    : m_application(application)
+    , m_delegate(std::move(delegate))
+    , m_gate(std::move(gate))
+    , m_silenced(std::move(silenced)) {
+}
+
+void SocketChannel::send(MessagePieces message) {
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_ended || m_closeRequested) {
+            return;
+        }
+        m_unsentBytes += sizeOf(message);
+        m_messages.push_back(std::move(message));
+    }
+    wakeSession();
+}
+
+void SocketChannel::close() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_closeRequested = true;
+    }
+    wakeSession();
+}
+
+void SocketChannel::abandon() {
+    std::deque<std::string> dropped;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_abandoned = true;
+        dropped.swap(m_waiting);
+    }
+    wakeSession();
+}
+
+void SocketChannel::setSession(std::weak_ptr<WebSocketSession> session) {
+    const std::lock_guard lock(m_mutex);
+    m_session = std::move(session);
+}
+
+std::optional<MessagePieces> SocketChannel::takeMessage() {
+    const std::lock_guard lock(m_mutex);
+    if (m_messages.empty()) {
+        return std::nullopt;
+    }
+    MessagePieces message = std::move(m_messages.front());
+    m_messages.pop_front();
+    m_unsentBytes -= sizeOf(message);
+    return message;
+}
+
+bool SocketChannel::hasMessages() {
+    const std::lock_guard lock(m_mutex);
+    return !m_messages.empty();
+}
+
+bool SocketChannel::isEnding() {
+    const std::lock_guard lock(m_mutex);
+    return m_closeRequested || m_abandoned;
+}
+
+bool SocketChannel::wantsData() {
+    const std::lock_guard lock(m_mutex);
+    return m_waitingBytes < waitingLimit && m_unsentBytes < unsentLimit;
+}
+
+void SocketChannel::deliverOpen(std::string subprotocol) {
+    postEvent([subprotocol = std::move(subprotocol)](
+                  WebSocketDelegate& delegate) { delegate.webSocketDidOpen(subprotocol); });
+}
+
+void SocketChannel::deliverData(std::string data) {
+    if (data.empty() || isMuted()) {
+        return;
+    }
+    {
+        const std::lock_guard lock(m_mutex);
+        m_waitingBytes += data.size();
+        if (!m_waiting.empty() && data.size() <= smallPiece
+            && m_waiting.back().size() + data.size() <= joinedSize) {
+            m_waiting.back() += data;
+            return;
+        }
+        m_waiting.push_back(std::move(data));
+    }
+    m_application.performOnMainThread([self = shared_from_this()] { self->dispatchData(); });
+}
+
+void SocketChannel::deliverClose(std::string reason) {
+    std::deque<MessagePieces> dropped;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_ended = true;
+        dropped.swap(m_messages);
+    }
+    postEvent([reason = std::move(reason)](
+                  WebSocketDelegate& delegate) { delegate.webSocketDidClose(reason); });
+}
+
+void SocketChannel::wakeSession() {
+    std::weak_ptr<WebSocketSession> session;
+    {
+        const std::lock_guard lock(m_mutex);
+        session = m_session;
+    }
+    // Only the network's thread may hold a session, for there it must be destroyed.
+    m_gate->post([session] {
+        if (const auto awake = session.lock()) {
+            awake->pump();
+        }
+    });
+}
+
+bool SocketChannel::isMuted() {
+    const std::lock_guard lock(m_mutex);
+    return m_abandoned || *m_silenced;
+}
+
+void SocketChannel::postEvent(Event event) {
+    if (!isMuted()) {
+        m_application.performOnMainThread(
+            [self = shared_from_this(), event = std::move(event)] { self->dispatch(event); });
+    }
+}
+
+void SocketChannel::dispatchData() {
+    std::string data;
+    bool wasFull = false;
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_waiting.empty()) {
+            return;
+        }
+        wasFull = m_waitingBytes >= waitingLimit;
+        data = std::move(m_waiting.front());
+        m_waiting.pop_front();
+        m_waitingBytes -= data.size();
+    }
+    if (wasFull) {
+        wakeSession();
+    }
+    dispatch([&data](WebSocketDelegate& delegate) {
+        delegate.webSocketDidReceiveData(std::move(data));
+    });
+}
+
+void SocketChannel::dispatch(const Event& event) {
+    if (isMuted()) {
+        return;
+    }
+    if (const auto delegate = m_delegate.lock()) {
+        event(*delegate);
+    }
+}
+
+} // namespace platform::linux_

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// The keychain of Linux: the user's NSS database, smart cards of its module list included.
+#pragma once
+
+#include "platform/Security.h"
+#include "platform/linux/security/PasswordPrompt.h"
+
+#include <memory>
+#include <string>
+
+namespace platform {
+
+class NssDatabase;
+
+/// Further statuses of the platform that this keychain answers with.
+inline constexpr OSStatus errSecParam = -50;
+inline constexpr OSStatus errSecNotAvailable = -25291;
+inline constexpr OSStatus errSecInvalidKeychain = -25295;
+inline constexpr OSStatus errSecInvalidItemRef = -25304;
+inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
+
+/// $HOME/.pki/nssdb, the home folder falling back to that of the account.
+std::string defaultDatabaseDirectory();
+
+/// The database is opened for reading at first need and stays open for this object's life.
+/// References that outlive it still tell what they are, but sign nothing.
+class NssSecurity final : public Security {
+public:
+    /// `userInterface` outlives this object; it is asked for the passwords of locked tokens, once
+    /// that is allowed.
+    explicit NssSecurity(
+        UserInterface& userInterface, std::string databaseDirectory = defaultDatabaseDirectory());
+    ~NssSecurity() override;
+
+    /// errSecNoDefaultKeychain without a database, errSecNotAvailable when it may not be read,
+    /// errSecInvalidKeychain when it is damaged.
+    OSStatus SecKeychainCopyDefault() override;
+
+    /// Understands identities ("class" = "idnt") without limit ("m_Limit" = "m_LimitAll") as data
+    /// ("r_Data"), references ("r_Ref"), or dictionaries of both; errSecParam for anything else.
+    /// Order: the database before further tokens, the certificates of a token in the token's order.
+    /// A certificate that is on two tokens with its key gives two identities, for either key can
+    /// sign when the other's token is gone. A certificate that is no X.509 is left out.
+    /// Without any identity errSecItemNotFound; errSecUserCanceled or errSecInteractionNotAllowed
+    /// when a locked token may hide some.
+    SecResult<PropertyArray> SecItemCopyMatching(const PropertyDictionary& query) override;
+
+    /// Costs nothing and asks for nothing: the token's key is looked up when it signs.
+    SecResult<SecKeyRef> SecIdentityCopyPrivateKey(const SecIdentityRef& identity) override;
+    SecResult<SecCertificateRef> SecIdentityCopyCertificate(
+        const SecIdentityRef& identity) override;
+    std::optional<Bytes> SecCertificateCopySerialNumber(
+        const SecCertificateRef& certificate) override;
+    std::optional<PropertyDictionary> SecCertificateCopyValues(
+        const SecCertificateRef& certificate) override;
+
+    /// Decided by the public key in the certificate, so a locked token stays locked.
+    bool SecKeyIsAlgorithmSupported(
+        const SecKeyRef& key, SecKeyOperationType operation, SecKeyAlgorithm algorithm) override;
+    SecSignature SecKeyCreateSignature(
+        const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override;
+
+    std::optional<std::string> SecCopyErrorMessageString(OSStatus status) override;
+
+    /// Not allowed until this is called with true.
+    OSStatus SecKeychainSetUserInteractionAllowed(bool allowed) override;
+
+private:
+    OSStatus open();
+
+    std::string m_directory;
+    PasswordPrompt m_prompt;
+    std::unique_ptr<NssDatabase> m_database; // declared last: closed first
+};
+
+} // namespace platform

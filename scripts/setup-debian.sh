@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# Installs what building, testing and the demo need on Debian 12. Does nothing when all is there.
+set -euo pipefail
+
+packages=(
+  ca-certificates            # the system's trust, read by the agent
+  cmake ninja-build g++ pkg-config
+  libboost1.81-dev libboost-json1.81-dev libboost-url1.81-dev
+  libssl-dev libnss3-dev
+  libgtest-dev libgmock-dev libbenchmark-dev
+  libnss3-tools openssl      # throwaway identities; independent verification
+)
+case "${1:-}" in
+  "") ;;
+  --analysis) packages+=(clang-14 libclang-rt-14-dev lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr) ;;
+  *)
+    echo "usage: $0 [--analysis]" >&2
+    exit 2
+    ;;
+esac
+
+missing=()
+for package in "${packages[@]}"; do
+  state=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+  [ "$state" = "install ok installed" ] || missing+=("$package")
+done
+[ "${#missing[@]}" -gt 0 ] || exit 0
+
+echo "Installing: ${missing[*]}"
+asRoot=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "setup: run as root or install sudo" >&2; exit 1; }
+  asRoot=(sudo)
+fi
+export DEBIAN_FRONTEND=noninteractive
+"${asRoot[@]}" apt-get update -qq
+"${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

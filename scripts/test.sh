@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# Builds everything and runs all tests. Further arguments go to ctest.
+#   QUILLET_PRESET=asan scripts/test.sh    the same in another build (see CMakePresets.json)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+preset=${QUILLET_PRESET:-release}
+case $preset in
+  clang | asan | tsan | fuzz | coverage) scripts/setup-debian.sh --analysis ;;
+  *) scripts/setup-debian.sh ;;
+esac
+cmake --preset "$preset" -DQUILLET_TESTS=ON -DQUILLET_BENCH=ON >/dev/null
+cmake --build --preset "$preset"
+ctest --preset "$preset" --schedule-random "$@"

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/CertificateAuthority.h"
+#include "devserver/Encoding.h"
+#include "tests/devserver/TestClient.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+namespace devserver::test {
+namespace {
+
+TEST(CertificateTest, EveryNameAndAddressOfTheCertificateIsTrusted) {
+    Server server;
+    ASSERT_EQ(server.start(), std::nullopt);
+    for (const char* host : {"localhost", "127.0.0.1"}) {
+        const HttpReply reply = request(server, "/update/version?os=macos", host);
+        EXPECT_EQ(reply.status, 200U) << host << ": " << reply.error;
+    }
+    const HttpReply overIpv6 = request(server, "/update/version?os=macos", "::1");
+    // Machines without IPv6 have no ::1 to listen on; where there is one it is served.
+    EXPECT_TRUE(overIpv6.status == 200U || overIpv6.error.find("verify") == std::string::npos)
+        << overIpv6.error;
+}
+
+TEST(CertificateTest, AnotherAuthorityIsNotTrusted) {
+    Server server;
+    Server other;
+    ASSERT_EQ(server.start(), std::nullopt);
+    ASSERT_EQ(other.start(), std::nullopt);
+    TestClient client;
+    EXPECT_FALSE(client.open(server.port(), other.authorityPem(), "/room/1"));
+    EXPECT_NE(client.error.find("certificate verify failed"), std::string::npos) << client.error;
+}
+
+TEST(CertificateTest, ExpiredCertificateIsRefused) {
+    ServerOptions options;
+    options.certificates.validFrom = -48h;
+    options.certificates.validTo = -24h;
+    Server server(options);
+    ASSERT_EQ(server.start(), std::nullopt);
+    EXPECT_NE(request(server, "/").error.find("certificate verify failed"), std::string::npos);
+}
+
+TEST(CertificateTest, CertificateForAnotherNameIsRefused) {
+    ServerOptions options;
+    options.certificates.dnsNames = {"elsewhere.example"};
+    options.certificates.addresses = {};
+    Server server(options);
+    ASSERT_EQ(server.start(), std::nullopt);
+    EXPECT_NE(request(server, "/").error.find("certificate verify failed"), std::string::npos);
+}
+
+TEST(CertificateTest, AuthorityIsWrittenAsPem) {
+    Server server;
+    ASSERT_EQ(server.start(), std::nullopt);
+    const std::string path = testing::TempDir() + "devserver-authority.pem";
+    ASSERT_TRUE(server.writeAuthority(path));
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    std::remove(path.c_str());
+    EXPECT_EQ(text.str(), server.authorityPem());
+    EXPECT_EQ(text.str().find("-----BEGIN CERTIFICATE-----\n"), 0U);
+    EXPECT_FALSE(server.writeAuthority("/nonexistent/ca.pem"));
+}
+
+TEST(EncodingTest, Base64GoesBothWays) {
+    for (const std::string bytes : {"", "a", "ab", "abc", "abcd"}) {
+        EXPECT_EQ(base64Decoded(base64Encoded(bytes)), bytes);
+    }
+    EXPECT_EQ(base64Encoded("[]"), "W10=");
+    EXPECT_EQ(base64Encoded("\xFB\xFF"), "+/8=");
+}
+
+TEST(EncodingTest, Base64IsReadStrictly) {
+    for (const char* text :
+        {"W10", "W10=\n", " W10=", "W1\n0=", "W=10", "====", "W===", "W-_=", "W10=W10=", "W"}) {
+        EXPECT_EQ(base64Decoded(text), std::nullopt) << text;
+    }
+}
+
+TEST(EncodingTest, Sha1IsTheStandardOne) {
+    EXPECT_EQ(base64Encoded(sha1("abc")), "qZk+NkcGgWq6PiVxeFDCbJzQ2J0=");
+}
+
+TEST(EncodingTest, OnlyWholeCertificatesBecomePem) {
+    std::string error;
+    const auto authority = CertificateAuthority::make({}, error);
+    ASSERT_TRUE(authority) << error;
+    const std::string& pem = authority->certificatePem();
+    std::string body = pem.substr(pem.find('\n'), pem.rfind("\n-----END") - pem.find('\n'));
+    std::erase(body, '\n');
+    const std::optional<std::string> der = base64Decoded(body);
+    ASSERT_TRUE(der);
+    EXPECT_EQ(certificatePemOfDer(*der), pem);
+    EXPECT_EQ(certificatePemOfDer(*der + "x"), std::nullopt);
+    EXPECT_EQ(certificatePemOfDer(der->substr(1)), std::nullopt);
+    EXPECT_EQ(certificatePemOfDer(""), std::nullopt);
+}
+
+} // namespace
+} // namespace devserver::test

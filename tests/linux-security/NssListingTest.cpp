@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: MIT
+#include "NssDirectory.h"
+#include "platform/linux/security/NssSecurity.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <nss.h>
+#include <pk11pub.h>
+#include <sstream>
+#include <unistd.h>
+
+using namespace platform;
+
+namespace {
+
+class NssListing : public testing::Test {
+protected:
+    NssDirectory directory;
+    ScriptedUserInterface userInterface;
+
+    std::string message(NssSecurity& security, OSStatus status) {
+        return security.SecCopyErrorMessageString(status).value_or("(nothing)");
+    }
+};
+
+std::map<std::string, std::string> filesOf(const std::string& path) {
+    std::map<std::string, std::string> files;
+    for (const auto& file : std::filesystem::directory_iterator(path)) {
+        std::ostringstream content;
+        content << std::ifstream(file.path(), std::ios::binary).rdbuf();
+        files[file.path().filename()] = content.str();
+    }
+    return files;
+}
+
+class ForeignIdentity final : public SecIdentity {
+public:
+    std::string description() const override { return "foreign"; }
+};
+
+} // namespace
+
+TEST_F(NssListing, MissingDatabaseIsNoDefaultKeychain) {
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecKeychainCopyDefault(), errSecNoDefaultKeychain);
+    EXPECT_EQ(security.SecItemCopyMatching(allIdentities()).status, errSecNoDefaultKeychain);
+    EXPECT_EQ(message(security, errSecNoDefaultKeychain),
+        "There is no certificate database in " + directory.path() + ".");
+    EXPECT_TRUE(filesOf(directory.path()).empty());
+}
+
+TEST_F(NssListing, EmptyDatabaseHoldsNoIdentity) {
+    directory.create();
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecKeychainCopyDefault(), errSecSuccess);
+    EXPECT_EQ(security.SecItemCopyMatching(allIdentities()).status, errSecItemNotFound);
+    EXPECT_EQ(message(security, errSecItemNotFound),
+        "The certificate database in " + directory.path()
+            + " holds no certificate with a private key.");
+}
+
+TEST_F(NssListing, DamagedDatabaseHasAStatusOfItsOwn) {
+    std::ofstream(directory.path() + "/cert9.db") << "this is no database, whatever its name";
+    std::ofstream(directory.path() + "/key4.db") << "nor is this";
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecKeychainCopyDefault(), errSecInvalidKeychain);
+    EXPECT_EQ(message(security, errSecInvalidKeychain),
+        "The certificate database in " + directory.path() + " is damaged.");
+}
+
+TEST_F(NssListing, DatabaseWithoutItsKeyFileIsDamaged) {
+    directory.create();
+    std::filesystem::remove(directory.path() + "/key4.db");
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecKeychainCopyDefault(), errSecInvalidKeychain);
+}
+
+TEST_F(NssListing, DatabaseThatMayNotBeReadHasAStatusOfItsOwn) {
+    directory.create();
+    std::filesystem::permissions(directory.path(), std::filesystem::perms::none);
+    const auto openAsOrdinaryUser = [this] {
+        if (geteuid() == 0 && setuid(65534) != 0) {
+            _exit(2);
+        }
+        NssSecurity security(userInterface, directory.path());
+        const bool right = security.SecKeychainCopyDefault() == errSecNotAvailable
+            && message(security, errSecNotAvailable)
+                == "The certificate database in " + directory.path() + " may not be read.";
+        _exit(right ? 0 : 1);
+    };
+    EXPECT_EXIT(openAsOrdinaryUser(), testing::ExitedWithCode(0), "");
+    std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(NssListing, DatabaseThatAppearsLaterIsFound) {
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecKeychainCopyDefault(), errSecNoDefaultKeychain);
+    directory.create();
+    EXPECT_EQ(security.SecKeychainCopyDefault(), errSecSuccess);
+}
+
+TEST_F(NssListing, IdentityCarriesItsCertificateAndReferences) {
+    directory.create();
+    CertificateBuilder builder;
+    builder.subject = {{"C", "NL"}, {"O", "Example\nOrg"}, {"CN", "Example Signer"}};
+    builder.serialNumber = {0x00, 0xAB, 0xCD};
+    const Bytes der = directory.addIdentity(builder);
+    NssSecurity security(userInterface, directory.path());
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 1U);
+    const ListedIdentity& identity = identities[0];
+    EXPECT_EQ(identity.der, der);
+    EXPECT_EQ(identity.commonName, "Example Signer");
+    EXPECT_EQ(security.SecCertificateCopySerialNumber(identity.certificate), builder.serialNumber);
+    EXPECT_EQ(identity.identity->description(),
+        "identity of NL, Example Org, Example Signer on NSS Certificate DB");
+    EXPECT_EQ(identity.certificate->description(),
+        "certificate of NL, Example Org, Example Signer (serial number 00:AB:CD)");
+    EXPECT_EQ(identity.key->description(), "RSA 2048-bit private key on NSS Certificate DB");
+}
+
+TEST_F(NssListing, IdentitiesComeInTheOrderInWhichTheyWereAdded) {
+    directory.create();
+    for (const char* name : {"Zoe", "Adam", "Mary"}) {
+        CertificateBuilder builder;
+        builder.subject = {{"CN", name}};
+        directory.addIdentity(builder, name);
+    }
+    NssSecurity security(userInterface, directory.path());
+    for (int round = 0; round < 2; ++round) {
+        const auto identities = listed(security);
+        ASSERT_EQ(identities.size(), 3U);
+        EXPECT_EQ(identities[0].commonName, "Zoe");
+        EXPECT_EQ(identities[1].commonName, "Adam");
+        EXPECT_EQ(identities[2].commonName, "Mary");
+    }
+}
+
+TEST_F(NssListing, HundredIdentitiesAreAllThereOnce) {
+    directory.addManyIdentities(100);
+    NssSecurity security(userInterface, directory.path());
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 100U);
+    for (std::size_t i = 0; i < identities.size(); ++i) {
+        char name[32];
+        std::snprintf(name, sizeof name, "Identity %04zu", i + 1);
+        EXPECT_EQ(identities[i].commonName, name);
+    }
+}
+
+TEST_F(NssListing, IdentityAddedMeanwhileIsListedNextTime) {
+    directory.create();
+    directory.addIdentity({}, "first");
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(listed(security).size(), 1U);
+    directory.addIdentity({}, "second");
+    EXPECT_EQ(listed(security).size(), 2U);
+}
+
+TEST_F(NssListing, ExpiredAndNotYetValidCertificatesAreListed) {
+    directory.create();
+    CertificateBuilder expired;
+    expired.subject = {{"CN", "Expired"}};
+    expired.validFrom = -7200;
+    expired.validTo = -3600;
+    directory.addIdentity(expired, "expired");
+    CertificateBuilder future;
+    future.subject = {{"CN", "Future"}};
+    future.validFrom = 3600;
+    directory.addIdentity(future, "future");
+    NssSecurity security(userInterface, directory.path());
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 2U);
+    EXPECT_EQ(identities[0].commonName, "Expired");
+    EXPECT_EQ(identities[1].commonName, "Future");
+}
+
+TEST_F(NssListing, CertificateWithoutKeyIsNotListed) {
+    directory.create();
+    CertificateBuilder authority;
+    authority.subject = {{"CN", "Example Authority"}};
+    directory.addCertificate(authority, "authority");
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecItemCopyMatching(allIdentities()).status, errSecItemNotFound);
+    directory.addIdentity({});
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 1U);
+    EXPECT_EQ(identities[0].commonName, "Example Signer");
+}
+
+TEST_F(NssListing, RenewedCertificateSharesTheKey) {
+    directory.create();
+    CertificateBuilder builder;
+    builder.key = makeKeyPair("RSA");
+    directory.addIdentity(builder, "old");
+    directory.addCertificate(builder, "renewed");
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(listed(security).size(), 2U);
+}
+
+TEST_F(NssListing, SubjectMayBeEmpty) {
+    directory.create();
+    CertificateBuilder builder;
+    builder.subject = {};
+    builder.serialNumber = {0x01};
+    directory.addIdentity(builder);
+    NssSecurity security(userInterface, directory.path());
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 1U);
+    EXPECT_EQ(
+        identities[0].certificate->description(), "certificate of (no subject) (serial number 01)");
+}
+
+TEST_F(NssListing, SameCertificateOnTwoTokensIsTwoIdentities) {
+    directory.create();
+    CertificateBuilder builder;
+    builder.key = makeKeyPair("RSA");
+    builder.serialNumber = {0x01};
+    directory.addIdentity(builder);
+    NssDirectory card;
+    card.create();
+    CertificateBuilder other;
+    other.subject = {{"CN", "Card Only"}};
+    other.serialNumber = {0x02};
+    card.addIdentity(other, "card");
+    card.addIdentity(builder);
+
+    NssSecurity security(userInterface, directory.path());
+    ASSERT_EQ(security.SecKeychainCopyDefault(), errSecSuccess);
+    const std::string moduleParameters
+        = "configdir='sql:" + card.path() + "' tokenDescription='Test Card' flags=readOnly";
+    PK11SlotInfo* slot = SECMOD_OpenUserDB(moduleParameters.c_str());
+    ASSERT_NE(slot, nullptr);
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 3U);
+    EXPECT_EQ(
+        identities[0].identity->description(), "identity of Example Signer on NSS Certificate DB");
+    EXPECT_EQ(identities[1].identity->description(), "identity of Card Only on Test Card");
+    EXPECT_EQ(identities[2].identity->description(), "identity of Example Signer on Test Card");
+
+    SECMOD_CloseUserDB(slot);
+    PK11_FreeSlot(slot);
+    const SecSignature signature = security.SecKeyCreateSignature(identities[1].key,
+        SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256, Bytes(32));
+    EXPECT_FALSE(signature.signature);
+    EXPECT_EQ(signature.error, "Test Card is not there any more.");
+    EXPECT_EQ(listed(security).size(), 1U);
+}
+
+TEST_F(NssListing, QueryDecidesWhatIsReturned) {
+    directory.create();
+    directory.addIdentity({});
+    NssSecurity security(userInterface, directory.path());
+    PropertyDictionary query = allIdentities();
+    query.set(kSecReturnRef, false);
+    EXPECT_NE(security.SecItemCopyMatching(query).value.value().at(0).as<Bytes>(), nullptr);
+    query = allIdentities();
+    query.set(kSecReturnData, false);
+    EXPECT_NE(
+        security.SecItemCopyMatching(query).value.value().at(0).as<SecIdentityRef>(), nullptr);
+}
+
+TEST_F(NssListing, QueryThatIsNotUnderstoodIsAParameterError) {
+    NssSecurity security(userInterface, directory.path());
+    const auto statusWith = [&](const char* key, PropertyValue value) {
+        PropertyDictionary query = allIdentities();
+        query.set(key, std::move(value));
+        return security.SecItemCopyMatching(query).status;
+    };
+    EXPECT_EQ(statusWith(kSecClass, "cert"), errSecParam);
+    EXPECT_EQ(statusWith(kSecClass, 1), errSecParam);
+    EXPECT_EQ(statusWith(kSecMatchLimit, "m_LimitOne"), errSecParam);
+    EXPECT_EQ(statusWith(kSecReturnData, "yes"), errSecParam);
+    EXPECT_EQ(statusWith(kSecReturnRef, 1), errSecParam);
+    EXPECT_EQ(statusWith("labl", "signer"), errSecParam);
+    EXPECT_EQ(security.SecItemCopyMatching({}).status, errSecParam);
+    EXPECT_EQ(security
+                  .SecItemCopyMatching(
+                      {{kSecClass, kSecClassIdentity}, {kSecMatchLimit, kSecMatchLimitAll}})
+                  .status,
+        errSecParam);
+    EXPECT_NE(message(security, errSecParam), "(nothing)");
+}
+
+TEST_F(NssListing, ReferencesOfAnotherKeychainAreRefused) {
+    NssSecurity security(userInterface, directory.path());
+    const SecIdentityRef foreign = std::make_shared<ForeignIdentity>();
+    for (const SecIdentityRef& identity : {foreign, SecIdentityRef()}) {
+        EXPECT_EQ(security.SecIdentityCopyPrivateKey(identity).status, errSecInvalidItemRef);
+        EXPECT_EQ(security.SecIdentityCopyCertificate(identity).status, errSecInvalidItemRef);
+    }
+    EXPECT_EQ(security.SecCertificateCopySerialNumber(nullptr), std::nullopt);
+    EXPECT_FALSE(security.SecCertificateCopyValues(nullptr));
+    EXPECT_NE(message(security, errSecInvalidItemRef), "(nothing)");
+}
+
+TEST_F(NssListing, UnknownStatusHasNoText) {
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(security.SecCopyErrorMessageString(errSecSuccess), std::nullopt);
+    EXPECT_EQ(security.SecCopyErrorMessageString(12345), std::nullopt);
+}
+
+TEST_F(NssListing, DatabaseIsLeftAsItIs) {
+    directory.create();
+    directory.addIdentity({});
+    const auto before = filesOf(directory.path());
+    {
+        NssSecurity security(userInterface, directory.path());
+        EXPECT_EQ(listed(security).size(), 1U);
+    }
+    EXPECT_EQ(filesOf(directory.path()), before);
+}
+
+TEST_F(NssListing, ModuleListMayBeMissing) {
+    directory.create();
+    directory.addIdentity({});
+    std::filesystem::remove(directory.path() + "/pkcs11.txt");
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(listed(security).size(), 1U);
+}
+
+TEST_F(NssListing, ModuleThatDoesNotLoadIsPassedOver) {
+    directory.create();
+    directory.addIdentity({});
+    std::ofstream(directory.path() + "/pkcs11.txt", std::ios::app)
+        << "\nlibrary=/nowhere/card.so\nname=Card\nNSS=slotParams={0x00000001=[slotFlags=RSA]}\n";
+    NssSecurity security(userInterface, directory.path());
+    EXPECT_EQ(listed(security).size(), 1U);
+}
+
+TEST_F(NssListing, FolderNameMayHoldBlanksAndQuotes) {
+    NssDirectory odd("it's a \"folder\" of J\xC3\xBCrgen");
+    odd.create();
+    odd.addIdentity({});
+    NssSecurity security(userInterface, odd.path());
+    EXPECT_EQ(listed(security).size(), 1U);
+}
+
+TEST_F(NssListing, ShutdownIsCleanWhileReferencesRemain) {
+    directory.create();
+    CertificateBuilder builder;
+    builder.serialNumber = {0x01};
+    const Bytes der = directory.addIdentity(builder);
+    std::vector<ListedIdentity> identities;
+    {
+        NssSecurity security(userInterface, directory.path());
+        identities = listed(security);
+        ASSERT_EQ(identities.size(), 1U);
+        EXPECT_TRUE(NSS_IsInitialized());
+    }
+    EXPECT_FALSE(NSS_IsInitialized());
+    EXPECT_EQ(identities[0].certificate->description(),
+        "certificate of Example Signer (serial number 01)");
+
+    NssSecurity another(userInterface, directory.path());
+    EXPECT_EQ(listed(another).at(0).der, der);
+    const SecSignature signature = another.SecKeyCreateSignature(identities[0].key,
+        SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256, Bytes(32));
+    EXPECT_FALSE(signature.signature);
+    EXPECT_EQ(signature.error, "The keychain of this private key is closed.");
+}
+
+TEST_F(NssListing, DefaultDatabaseIsInTheHomeFolder) {
+    const char* home = std::getenv("HOME");
+    const std::string before = home == nullptr ? "" : home;
+    setenv("HOME", "/home/somebody", 1);
+    EXPECT_EQ(defaultDatabaseDirectory(), "/home/somebody/.pki/nssdb");
+    setenv("HOME", "", 1);
+    const std::string ofAccount = defaultDatabaseDirectory();
+    unsetenv("HOME");
+    EXPECT_EQ(defaultDatabaseDirectory(), ofAccount);
+    EXPECT_NE(ofAccount, "/home/somebody/.pki/nssdb");
+    EXPECT_TRUE(ofAccount.ends_with("/.pki/nssdb"));
+    setenv("HOME", before.c_str(), 1);
+}

@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/security/X509Values.h"
+#include "CertificateBuilder.h"
+#include "platform/Security.h"
+#include "platform/Utf8.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+using namespace platform;
+
+namespace {
+
+KeyPair smallKey() {
+    static const KeyPair key = makeKeyPair("EC"); // quick to make; names do not depend on it
+    return key;
+}
+
+X509Values valuesOf(CertificateBuilder builder) {
+    if (!builder.key) {
+        builder.key = smallKey();
+    }
+    return X509Values::parse(builder.build()).value();
+}
+
+X509Values valuesOfSubject(std::vector<NameAttribute> subject) {
+    CertificateBuilder builder;
+    builder.subject = std::move(subject);
+    return valuesOf(builder);
+}
+
+std::string textUnder(const PropertyDictionary& property, const char* key) {
+    const PropertyValue* value = property.find(key);
+    const auto* text = value == nullptr ? nullptr : value->as<std::string>();
+    return text == nullptr ? "(none)" : *text;
+}
+
+const PropertyDictionary& property(const PropertyDictionary& values, const char* oid) {
+    return *values.find(oid)->as<PropertyDictionary>();
+}
+
+const PropertyArray& list(const PropertyDictionary& dictionary) {
+    return *dictionary.find(kSecPropertyKeyValue)->as<PropertyArray>();
+}
+
+/// "2.5.4.6=NL" for each attribute, those of one RDN in brackets.
+std::vector<std::string> flat(const PropertyArray& section) {
+    std::vector<std::string> lines;
+    for (const PropertyValue& value : section) {
+        const auto& dictionary = *value.as<PropertyDictionary>();
+        if (textUnder(dictionary, kSecPropertyKeyType) == kSecPropertyTypeSection) {
+            lines.push_back("[");
+            for (const std::string& line : flat(list(dictionary))) {
+                lines.push_back(line);
+            }
+            lines.push_back("]");
+        } else {
+            EXPECT_EQ(textUnder(dictionary, kSecPropertyKeyType), kSecPropertyTypeString);
+            lines.push_back(textUnder(dictionary, kSecPropertyKeyLabel) + "="
+                + textUnder(dictionary, kSecPropertyKeyValue));
+        }
+    }
+    return lines;
+}
+
+std::vector<std::string> subjectOf(const X509Values& values) {
+    const PropertyDictionary all = values.values();
+    return flat(list(property(all, kSecOIDX509V1SubjectName)));
+}
+
+std::string commonNameOf(const X509Values& values) {
+    const PropertyDictionary all = values.values();
+    return *list(property(all, kSecOIDCommonName)).at(0).as<std::string>();
+}
+
+std::string commonNameFrom(int stringType, const std::string& bytes) {
+    return commonNameOf(valuesOfSubject({{"CN", bytes, stringType}}));
+}
+
+/// For values that OpenSSL refuses to write: put in place of harmless ones.
+std::string commonNameFromBroken(int stringType, const std::string& bytes) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    builder.subject = {{"CN", std::string(bytes.size(), 'Q')}};
+    Bytes der = builder.build();
+    const auto encoded = [](int type, const std::string& text) {
+        Bytes element = {static_cast<std::uint8_t>(type), static_cast<std::uint8_t>(text.size())};
+        element.insert(element.end(), text.begin(), text.end());
+        return element;
+    };
+    const Bytes harmless = encoded(V_ASN1_UTF8STRING, builder.subject[0].bytes);
+    const Bytes broken = encoded(stringType, bytes);
+    const auto place = std::search(der.begin(), der.end(), harmless.begin(), harmless.end());
+    EXPECT_NE(place, der.end());
+    std::copy(broken.begin(), broken.end(), place);
+    return commonNameOf(X509Values::parse(der).value());
+}
+
+using Lines = std::vector<std::string>;
+
+} // namespace
+
+TEST(X509Values, NamesKeepTheCertificatesOwnOrder) {
+    const X509Values values
+        = valuesOfSubject({{"CN", "Signer"}, {"C", "NL"}, {"OU", "Unit"}, {"O", "Org"}});
+    EXPECT_EQ(subjectOf(values),
+        (Lines{"2.5.4.3=Signer", "2.5.4.6=NL", "2.5.4.11=Unit", "2.5.4.10=Org"}));
+    EXPECT_EQ(values.subjectText(), "Signer, NL, Unit, Org");
+}
+
+TEST(X509Values, IssuerAndSubjectAreSectionsOfTheirOwn) {
+    CertificateBuilder builder;
+    builder.issuer = {{"C", "BE"}, {"CN", "Authority"}};
+    const PropertyDictionary all = valuesOf(builder).values();
+    const PropertyDictionary& issuer = property(all, kSecOIDX509V1IssuerName);
+    EXPECT_EQ(textUnder(issuer, kSecPropertyKeyType), kSecPropertyTypeSection);
+    EXPECT_EQ(flat(list(issuer)), (Lines{"2.5.4.6=BE", "2.5.4.3=Authority"}));
+    const PropertyDictionary& subject = property(all, kSecOIDX509V1SubjectName);
+    EXPECT_EQ(textUnder(subject, kSecPropertyKeyType), kSecPropertyTypeSection);
+    EXPECT_EQ(flat(list(subject)), (Lines{"2.5.4.3=Example Signer"}));
+}
+
+TEST(X509Values, AttributesCarryAReadableLabel) {
+    const PropertyDictionary all
+        = valuesOfSubject({{"C", "NL"}, {"1.2.3.4.5.6", "private"}}).values();
+    const PropertyArray& subject = list(property(all, kSecOIDX509V1SubjectName));
+    EXPECT_EQ(textUnder(*subject.at(0).as<PropertyDictionary>(), kSecPropertyKeyLocalizedLabel),
+        "countryName");
+    EXPECT_EQ(textUnder(*subject.at(1).as<PropertyDictionary>(), kSecPropertyKeyLocalizedLabel),
+        "1.2.3.4.5.6");
+}
+
+TEST(X509Values, RdnOfSeveralAttributesIsANestedSection) {
+    const X509Values values = valuesOfSubject({{"C", "NL"}, {"CN", "Signer", V_ASN1_UTF8STRING},
+        {"serialNumber", "42", V_ASN1_PRINTABLESTRING, true}, {"O", "Org"}});
+    // DER sorts the attributes of one RDN by their encoding.
+    EXPECT_EQ(subjectOf(values),
+        (Lines{"2.5.4.6=NL", "[", "2.5.4.5=42", "2.5.4.3=Signer", "]", "2.5.4.10=Org"}));
+}
+
+TEST(X509Values, TwoRdnsOfSeveralAttributesStayApart) {
+    const X509Values values = valuesOfSubject({{"CN", "A"}, {"O", "B", V_ASN1_UTF8STRING, true},
+        {"CN", "C"}, {"O", "D", V_ASN1_UTF8STRING, true}});
+    EXPECT_EQ(subjectOf(values),
+        (Lines{"[", "2.5.4.3=A", "2.5.4.10=B", "]", "[", "2.5.4.3=C", "2.5.4.10=D", "]"}));
+}
+
+TEST(X509Values, AllCommonNamesAreListedInOrder) {
+    const PropertyDictionary all = valuesOfSubject(
+        {{"CN", "first"}, {"O", "Org"}, {"CN", "second", V_ASN1_UTF8STRING, true},
+            {"CN", "third"}}).values();
+    const PropertyDictionary& names = property(all, kSecOIDCommonName);
+    EXPECT_EQ(textUnder(names, kSecPropertyKeyType), kSecPropertyTypeArray);
+    ASSERT_EQ(list(names).size(), 3U);
+    EXPECT_EQ(*list(names)[0].as<std::string>(), "first");
+    EXPECT_EQ(*list(names)[1].as<std::string>(), "second");
+    EXPECT_EQ(*list(names)[2].as<std::string>(), "third");
+}
+
+TEST(X509Values, WithoutCommonNameThereIsNoSuchEntry) {
+    const PropertyDictionary all = valuesOfSubject({{"O", "Org"}}).values();
+    EXPECT_EQ(all.find(kSecOIDCommonName), nullptr);
+    EXPECT_NE(all.find(kSecOIDX509V1SubjectName), nullptr);
+}
+
+TEST(X509Values, EmptySubjectIsAnEmptySection) {
+    const X509Values values = valuesOfSubject({});
+    const PropertyDictionary all = values.values();
+    EXPECT_TRUE(list(property(all, kSecOIDX509V1SubjectName)).empty());
+    EXPECT_EQ(all.find(kSecOIDCommonName), nullptr);
+    EXPECT_EQ(values.subjectText(), "");
+}
+
+TEST(X509Values, Utf8StringIsKept) {
+    EXPECT_EQ(commonNameFrom(V_ASN1_UTF8STRING, "J\xC3\xBCrgen \xF0\x9F\x96\x8B"),
+        "J\xC3\xBCrgen \xF0\x9F\x96\x8B");
+}
+
+TEST(X509Values, IllFormedUtf8BecomesReplacementCharacters) {
+    EXPECT_EQ(
+        commonNameFromBroken(V_ASN1_UTF8STRING, "a\xFF!b\xC3"), "a\xEF\xBF\xBD!b\xEF\xBF\xBD");
+}
+
+TEST(X509Values, PrintableIa5AndNumericStringsAreKept) {
+    EXPECT_EQ(commonNameFrom(V_ASN1_PRINTABLESTRING, "Plain (text)"), "Plain (text)");
+    EXPECT_EQ(commonNameFrom(V_ASN1_IA5STRING, "signer@example.org"), "signer@example.org");
+    EXPECT_EQ(commonNameFrom(V_ASN1_NUMERICSTRING, "12 34"), "12 34");
+    EXPECT_EQ(commonNameFrom(V_ASN1_PRINTABLESTRING, "a\xE9z"), "a\xEF\xBF\xBDz");
+}
+
+TEST(X509Values, T61StringIsReadAsLatin1) {
+    EXPECT_EQ(commonNameFrom(V_ASN1_T61STRING, "J\xFCrgen"), "J\xC3\xBCrgen");
+}
+
+TEST(X509Values, BmpStringIsReadAsUtf16) {
+    EXPECT_EQ(commonNameFrom(V_ASN1_BMPSTRING, std::string("\0J\0\xFC\x20\xAC", 6)),
+        "J\xC3\xBC\xE2\x82\xAC");
+    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\xD8\x3D\xDD\x8B\0!", 6)),
+        "\xF0\x9F\x96\x8B!");
+}
+
+TEST(X509Values, WhatIsNoCharacterInABmpStringIsReplaced) {
+    const std::string replaced = "\xEF\xBF\xBD!";
+    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\xD8\x3D\0!", 4)), replaced);
+    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\xDD\x8B\0!", 4)), replaced);
+    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\0!\0", 3)), "!\xEF\xBF\xBD");
+    EXPECT_EQ(
+        commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\0!\xD8\x3D", 4)), "!\xEF\xBF\xBD");
+}
+
+TEST(X509Values, UniversalStringIsReadAsUtf32) {
+    EXPECT_EQ(commonNameFrom(V_ASN1_UNIVERSALSTRING, std::string("\0\0\0J\0\x01\xF5\x8B", 8)),
+        "J\xF0\x9F\x96\x8B");
+}
+
+TEST(X509Values, WhatIsNoCharacterInAUniversalStringIsReplaced) {
+    EXPECT_EQ(commonNameFromBroken(V_ASN1_UNIVERSALSTRING, std::string("\0\x11\0\0\0\0\0!", 8)),
+        "\xEF\xBF\xBD!");
+    EXPECT_EQ(
+        commonNameFromBroken(V_ASN1_UNIVERSALSTRING, std::string("\0\0\xD8\0", 4)), "\xEF\xBF\xBD");
+    EXPECT_EQ(commonNameFromBroken(V_ASN1_UNIVERSALSTRING, std::string("\0\0\0!\0\0", 6)),
+        "!\xEF\xBF\xBD");
+}
+
+TEST(X509Values, ValueThatIsNoTextIsItsDerInHexadecimal) {
+    EXPECT_EQ(commonNameFrom(V_ASN1_BIT_STRING, "\xA5"), "#030200A5");
+}
+
+TEST(X509Values, CommasQuotesAndLineBreaksAreKeptAsTheyStand) {
+    const std::string odd = std::string("Doe, \"Jo\"\r\n=+;<>\\\0end", 21);
+    EXPECT_EQ(commonNameFrom(V_ASN1_UTF8STRING, odd), odd);
+}
+
+TEST(X509Values, SubjectTextIsOneLine) {
+    EXPECT_EQ(
+        valuesOfSubject({{"CN", "line\nbreak\x7F"}, {"O", ""}}).subjectText(), "line break , ");
+}
+
+TEST(X509Values, VeryLongNamesAreKeptWhole) {
+    const std::string longText(60000, 'x');
+    EXPECT_EQ(commonNameFrom(V_ASN1_UTF8STRING, longText), longText);
+    std::vector<NameAttribute> many(500, {"OU", "unit"});
+    EXPECT_EQ(subjectOf(valuesOfSubject(many)).size(), 500U);
+}
+
+TEST(X509Values, SerialNumberIsTheIntegersContent) {
+    Bytes twenty(20, 0xEE);
+    twenty[0] = 0x7F;
+    for (const Bytes& content : {Bytes{0x01}, Bytes{0x00}, Bytes{0x00, 0x80}, Bytes{0xFF},
+             Bytes{0x80, 0x01}, Bytes{0x00, 0xFF, 0x00}, twenty}) {
+        CertificateBuilder builder;
+        builder.serialNumber = content;
+        EXPECT_EQ(valuesOf(builder).serialNumber(), content);
+    }
+}
+
+TEST(X509Values, SerialNumberWithNeedlessZerosIsKept) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    builder.serialNumber = {0x11, 0x22, 0x33};
+    Bytes der = builder.build();
+    const auto place = std::search(
+        der.begin(), der.end(), builder.serialNumber.begin(), builder.serialNumber.end());
+    ASSERT_NE(place, der.end());
+    const Bytes padded = {0x00, 0x00, 0x01};
+    std::copy(padded.begin(), padded.end(), place);
+    EXPECT_EQ(X509Values::parse(der).value().serialNumber(), padded);
+}
+
+TEST(X509Values, VersionAndSerialNumberAreTexts) {
+    CertificateBuilder builder;
+    builder.serialNumber = {0x00, 0xAB, 0x01};
+    const X509Values values = valuesOf(builder);
+    const PropertyDictionary all = values.values();
+    EXPECT_EQ(textUnder(property(all, "2.16.840.1.113741.2.1.1.1.2"), kSecPropertyKeyValue), "3");
+    EXPECT_EQ(
+        textUnder(property(all, "2.16.840.1.113741.2.1.1.1.3"), kSecPropertyKeyValue), "00 AB 01");
+    EXPECT_EQ(values.serialText(), "00:AB:01");
+}
+
+TEST(X509Values, PublicKeyTellsItsAlgorithm) {
+    const auto keyOf = [](const char* algorithm) {
+        CertificateBuilder builder;
+        builder.key = makeKeyPair(algorithm);
+        return valuesOf(builder).publicKey();
+    };
+    const X509Values::PublicKey rsa = keyOf("RSA");
+    EXPECT_TRUE(rsa.isRsa);
+    EXPECT_EQ(rsa.algorithm, "RSA");
+    EXPECT_EQ(rsa.bits, 2048U);
+    EXPECT_FALSE(keyOf("RSA-PSS").isRsa);
+    EXPECT_FALSE(keyOf("EC").isRsa);
+    EXPECT_EQ(keyOf("EC").algorithm, "EC");
+    EXPECT_FALSE(keyOf("ED25519").isRsa);
+}
+
+TEST(X509Values, AnythingButOneCertificateIsNothing) {
+    EXPECT_FALSE(X509Values::parse({}));
+    EXPECT_FALSE(X509Values::parse(bytesOf("no certificate")));
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    Bytes der = builder.build();
+    der.push_back(0);
+    EXPECT_FALSE(X509Values::parse(der));
+}
+
+TEST(X509Values, CutCertificateIsNothing) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    const Bytes der = builder.build();
+    for (std::size_t length = 0; length < der.size(); ++length) {
+        EXPECT_FALSE(X509Values::parse(BytesView(der).first(length))) << length;
+    }
+}
+
+TEST(X509Values, DamagedCertificateGivesWellFormedTextsOrNothing) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    builder.subject = {{"C", "NL"}, {"CN", std::string("\0J\0\xFC", 4), V_ASN1_BMPSTRING},
+        {"O", "Org", V_ASN1_T61STRING, true}};
+    const Bytes der = builder.build();
+    std::size_t read = 0;
+    for (std::size_t place = 0; place < der.size(); ++place) {
+        for (const int change : {0x01, 0x02, 0x04, 0x10, 0x20, 0x80, 0xFF}) {
+            Bytes damaged = der;
+            damaged[place] = static_cast<std::uint8_t>(damaged[place] ^ change);
+            const auto values = X509Values::parse(damaged);
+            if (values) {
+                ++read;
+                values->publicKey();
+                EXPECT_FALSE(values->serialNumber().empty());
+                EXPECT_TRUE(isUtf8(PropertyValue(values->values()).description()));
+            }
+        }
+    }
+    EXPECT_GT(read, 0U);
+}

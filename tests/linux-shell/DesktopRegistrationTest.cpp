@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+// The desktop entry, and the default handler of the URL scheme.
+#include "platform/linux/DesktopRegistration.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <cstdlib>
+#include <gmock/gmock.h>
+
+namespace fs = std::filesystem;
+using platform::registerUrlScheme;
+using testing::HasSubstr;
+
+namespace {
+
+/// A home of its own, with an `xdg-mime` that notes how often it ran.
+class DesktopRegistrationTest : public testing::Test {
+protected:
+    DesktopRegistrationTest() {
+        setenv("HOME", (m_folder / "home").c_str(), 1);
+        setenv("PATH", ((m_folder / "bin").string() + ":/usr/bin:/bin").c_str(), 1);
+        unsetenv("XDG_DATA_HOME");
+        unsetenv("XDG_CONFIG_HOME");
+        makeTool("printf '%s ' \"$@\" >>" + calls().string());
+    }
+
+    void makeTool(const std::string& script) const {
+        writeFile(m_folder / "bin/xdg-mime", "#!/bin/sh\n" + script + "\n");
+        fs::permissions(m_folder / "bin/xdg-mime", fs::perms::owner_all);
+    }
+    bool registered() const { return registerUrlScheme("quillet", "com.quillet.ZqMacClient"); }
+    fs::path home() const { return m_folder / "home"; }
+    fs::path entry() const {
+        return home() / ".local/share/applications/com.quillet.ZqMacClient.desktop";
+    }
+    fs::path calls() const { return m_folder / "calls"; }
+
+    TemporaryFolder m_folder;
+};
+
+constexpr const char* oneCall = "default com.quillet.ZqMacClient.desktop x-scheme-handler/quillet ";
+
+} // namespace
+
+TEST_F(DesktopRegistrationTest, EntryNamesTheRunningProgramAndTheScheme) {
+    ASSERT_TRUE(registered());
+    const std::string program = fs::read_symlink("/proc/self/exe").string();
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nExec=\"" + program + "\" %u\n"));
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nMimeType=x-scheme-handler/quillet;\n"));
+    EXPECT_EQ(contentOf(calls()), oneCall);
+}
+
+TEST_F(DesktopRegistrationTest, OnlyWhatDiffersIsWritten) {
+    ASSERT_TRUE(registered());
+    const auto written = fs::last_write_time(entry());
+    fs::last_write_time(entry(), written - std::chrono::hours(1));
+    writeFile(home() / ".config/mimeapps.list",
+        "[Added Associations]\n[Default Applications]\n"
+        "x-scheme-handler/quillet=com.quillet.ZqMacClient.desktop;\n");
+    ASSERT_TRUE(registered());
+    EXPECT_EQ(fs::last_write_time(entry()), written - std::chrono::hours(1));
+    EXPECT_EQ(contentOf(calls()), oneCall);
+}
+
+TEST_F(DesktopRegistrationTest, AnotherProgramsClaimIsReplaced) {
+    writeFile(entry(), "[Desktop Entry]\nExec=other\n");
+    writeFile(home() / ".config/mimeapps.list",
+        "[Default Applications]\nx-scheme-handler/quillet=other.desktop\n"
+        "[Added Associations]\nx-scheme-handler/quillet=com.quillet.ZqMacClient.desktop\n");
+    ASSERT_TRUE(registered());
+    EXPECT_THAT(contentOf(entry()), HasSubstr("Name=Quillet\n"));
+    EXPECT_EQ(contentOf(calls()), oneCall);
+}
+
+TEST_F(DesktopRegistrationTest, BaseDirectoriesOfTheUserAreHonoured) {
+    setenv("XDG_DATA_HOME", (m_folder / "data").c_str(), 1);
+    ASSERT_TRUE(registered());
+    EXPECT_TRUE(fs::exists(m_folder / "data/applications/com.quillet.ZqMacClient.desktop"));
+    EXPECT_FALSE(fs::exists(entry()));
+}
+
+TEST_F(DesktopRegistrationTest, FailuresAreToldAndHarmless) {
+    makeTool("exit 3");
+    EXPECT_FALSE(registered());
+    fs::remove(m_folder / "bin/xdg-mime");
+    setenv("PATH", (m_folder / "bin").c_str(), 1);
+    EXPECT_FALSE(registered());
+    writeFile(m_folder / "file", "");
+    setenv("HOME", (m_folder / "file").c_str(), 1);
+    EXPECT_FALSE(registered());
+    unsetenv("HOME");
+    EXPECT_FALSE(registered());
+}
+
+TEST_F(DesktopRegistrationTest, ProgramPathsAreQuotedForTheExecKey) {
+    EXPECT_EQ(platform::quotedForExec("/opt/my app/x"), "\"/opt/my app/x\"");
+    EXPECT_EQ(platform::quotedForExec("/a$b`c\"d\\e%f"), R"("/a\\$b\\`c\\"d\\\\e%%f")");
+}

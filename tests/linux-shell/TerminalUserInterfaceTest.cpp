@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+// Alerts, prompts and passwords in a terminal, over a pair of pipes and over a real one.
+#include "platform/linux/TerminalUserInterface.h"
+#include "platform/linux/LinuxApplication.h"
+
+#include <array>
+#include <cstdlib>
+#include <fcntl.h>
+#include <functional>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+using platform::NSAlert;
+using platform::NSAlertStyle;
+using testing::HasSubstr;
+
+namespace {
+
+std::string readAll(int descriptor) {
+    std::string text;
+    std::array<char, 1024> buffer{};
+    ssize_t count = 0;
+    while ((count = read(descriptor, buffer.data(), buffer.size())) > 0) {
+        text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+}
+
+/// What `use` writes to standard output when standard input holds `input`.
+std::string terminalOutput(
+    const std::string& input, const std::function<void(platform::TerminalUserInterface&)>& use) {
+    std::array<int, 2> in{}, out{};
+    EXPECT_EQ(pipe(in.data()), 0);
+    EXPECT_EQ(pipe(out.data()), 0);
+    EXPECT_EQ(write(in[1], input.data(), input.size()), static_cast<ssize_t>(input.size()));
+    close(in[1]);
+    const int savedInput = dup(STDIN_FILENO);
+    const int savedOutput = dup(STDOUT_FILENO);
+    std::fflush(stdout);
+    dup2(in[0], STDIN_FILENO);
+    dup2(out[1], STDOUT_FILENO);
+    {
+        platform::LinuxApplication application;
+        platform::TerminalUserInterface userInterface(application);
+        use(userInterface);
+    }
+    dup2(savedInput, STDIN_FILENO);
+    dup2(savedOutput, STDOUT_FILENO);
+    for (const int descriptor : {in[0], out[1], savedInput, savedOutput}) {
+        close(descriptor);
+    }
+    std::string text = readAll(out[0]);
+    close(out[0]);
+    return text;
+}
+
+int responseTo(const std::string& input) {
+    int response = 0;
+    terminalOutput(input, [&](auto& terminal) {
+        response = terminal.runModal(
+            {"message", "details", NSAlertStyle::informational, {"First", "Second"}});
+    });
+    return response;
+}
+
+} // namespace
+
+TEST(TerminalUserInterfaceTest, StatusTextIsWrittenAsItStands) {
+    EXPECT_EQ(terminalOutput("",
+                  [](auto& terminal) {
+                      terminal.statusTextView()->textStorage()->append("100 %s\tcaf\xC3\xA9\n\n");
+                  }),
+        "100 %s\tcaf\xC3\xA9\n\n");
+}
+
+TEST(TerminalUserInterfaceTest, ControlCharactersAndIllFormedTextAreShownAsReplacements) {
+    const std::string replacement = "\xEF\xBF\xBD";
+    EXPECT_EQ(terminalOutput("",
+                  [](auto& terminal) {
+                      terminal.statusTextView()->textStorage()->append(
+                          "\x1b[31m\x7f\r\xC2\x9B\xC2\xA0\xff");
+                  }),
+        replacement + "[31m" + replacement + replacement + replacement + "\xC2\xA0" + replacement);
+}
+
+TEST(TerminalUserInterfaceTest, AlertShowsItsStyleMessageAndDetailsAndTakesOneLine) {
+    const std::string text = terminalOutput("\nrest\n", [](auto& terminal) {
+        terminal.runModal({"message", "details\nin two lines", NSAlertStyle::critical, {}});
+        terminal.runModal({"second", "", NSAlertStyle::informational, {}});
+    });
+    EXPECT_EQ(text,
+        "\n*** message\ndetails\nin two lines\nPress Enter to continue. \n"
+        "\n--- second\nPress Enter to continue. \n");
+}
+
+TEST(TerminalUserInterfaceTest, EndOfInputDismissesAnAlert) {
+    EXPECT_THAT(terminalOutput("",
+                    [](auto& terminal) {
+                        terminal.runModal({"m", "d", {}, {}});
+                    }),
+        HasSubstr("Press Enter"));
+}
+
+TEST(TerminalUserInterfaceTest, OneIsTheFirstButtonAndAnythingElseTheLast) {
+    EXPECT_EQ(responseTo("1\n"), 1000);
+    for (const char* input : {"2\n", "\n", "", "1x\n", " 1\n", "yes\n", "10\n", "-1\n"}) {
+        EXPECT_EQ(responseTo(input), 1001) << input;
+    }
+    EXPECT_EQ(responseTo("1"), 1000);
+}
+
+TEST(TerminalUserInterfaceTest, PasswordIsTheLineAndAnEmptyOneCancels) {
+    std::optional<std::string> given, empty, none;
+    const std::string text = terminalOutput("p\xC3\xA4ss word\n\n", [&](auto& terminal) {
+        given = terminal.askForPassword("NSS Certificate DB", false);
+        empty = terminal.askForPassword("NSS Certificate DB", true);
+        none = terminal.askForPassword("NSS Certificate DB", true);
+    });
+    EXPECT_EQ(given, "p\xC3\xA4ss word");
+    EXPECT_FALSE(empty.has_value());
+    EXPECT_FALSE(none.has_value());
+    EXPECT_THAT(text, HasSubstr("Password of \"NSS Certificate DB\" (empty to cancel): "));
+    EXPECT_THAT(text, HasSubstr("That password is wrong."));
+    EXPECT_EQ(text.find("word\n\n"), std::string::npos);
+}
+
+TEST(TerminalUserInterfaceTest, PasswordIsNotEchoedByATerminal) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+    ASSERT_GE(slave, 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(slave, STDIN_FILENO);
+        dup2(slave, STDOUT_FILENO);
+        platform::LinuxApplication application;
+        platform::TerminalUserInterface terminal(application);
+        const auto password = terminal.askForPassword("token", false);
+        termios after{};
+        tcgetattr(slave, &after);
+        _exit(password == "secret" && (after.c_lflag & ECHO) != 0 ? 0 : 1);
+    }
+    std::string seen;
+    std::array<char, 256> buffer{};
+    while (seen.find("cancel): ") == std::string::npos) {
+        const ssize_t length = read(master, buffer.data(), buffer.size());
+        ASSERT_GT(length, 0);
+        seen.append(buffer.data(), static_cast<std::size_t>(length));
+    }
+    ASSERT_EQ(write(master, "secret\n", 7), 7);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    fcntl(master, F_SETFL, O_NONBLOCK);
+    ssize_t count = 0;
+    while ((count = read(master, buffer.data(), buffer.size())) > 0) {
+        seen.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    EXPECT_EQ(seen.find("secret"), std::string::npos) << seen;
+    close(slave);
+    close(master);
+}
+
+TEST(TerminalUserInterfaceTest, OnlyWebAddressesAreHandedToTheDesktop) {
+    setenv("PATH", "/nowhere", 1);
+    platform::LinuxApplication application;
+    platform::TerminalUserInterface terminal(application);
+    for (const char* url : {"file:///etc/passwd", "--help", "javascript:1", "https://", "x"}) {
+        EXPECT_FALSE(terminal.openURL(url)) << url;
+    }
+    EXPECT_FALSE(terminal.openURL("https://example.org")); // there is no xdg-open
+}

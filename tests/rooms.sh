@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+# Proves that each room includes only what it may.
+#   rooms.sh PROJECT_ROOT
+set -u
+cd "$1" || exit 2
+status=0
+
+# check ROOM-FILES ALLOWED-REGEX: every #include of the files must match.
+check() {
+  local what=$1 allowed=$2
+  shift 2
+  local found
+  found=$(grep -nHE '^[[:space:]]*#[[:space:]]*include' "$@" | grep -vE "include[[:space:]]+($allowed)")
+  if [ -n "$found" ]; then
+    echo "$what may not include:"
+    echo "$found"
+    status=1
+  fi
+}
+
+standard='<[a-z_0-9]+>'
+boost='<boost/(json|url)[a-z_/]*\.hpp>'
+check 'platform/*.h'        "$standard|\"platform/[A-Za-z0-9]+\.h\"" platform/*.h platform/*.cpp
+check 'frameworks/'         "$standard|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"" \
+  $(find frameworks -name '*.h' -o -name '*.cpp')
+check 'the frame codec'     "$standard|\"frameworks/CRVStompClient/StompFrame\.h\"" \
+  frameworks/CRVStompClient/StompFrame.*
+check 'headers of ZqMacClient/' \
+  "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.h
+check 'ZqMacClient/' \
+  "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.cpp
+check 'platform/linux/' "<.*>|\"platform/.*\"|\"(BundleInfo|DesktopEntry)\.h\"" \
+  $(find platform/linux -name '*.h' -o -name '*.cpp')
+check 'devserver/' "<.*>|\"devserver/.*\"|\"frameworks/CRVStompClient/StompFrame\.h\"" \
+  $(find devserver -name '*.h' -o -name '*.cpp')
+
+# The portable rooms know no operating system.
+named=$(grep -nE '__APPLE__|__linux__|_WIN32|#[[:space:]]*if' platform/*.h platform/*.cpp \
+  ZqMacClient/*.h ZqMacClient/*.cpp $(find frameworks -name '*.h' -o -name '*.cpp'))
+if [ -n "$named" ]; then
+  echo "conditional compilation in a portable room:"
+  echo "$named"
+  status=1
+fi
+exit $status

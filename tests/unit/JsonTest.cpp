@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: MIT
+#include "ZqMacClient/JsonReader.h"
+#include "ZqMacClient/JsonWriter.h"
+
+#include <cmath>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// What the writer makes of what the reader read, or the reader's error.
+std::string rewritten(const std::string& text) {
+    const JsonReadResult result = readJson(text);
+    return result.value ? writeJson(*result.value).text.value_or("not writable")
+                        : result.errorDescription;
+}
+
+std::string written(const JsonValue& value) {
+    return writeJson(value).text.value_or("not writable");
+}
+
+/// The one text in an array of one.
+std::string textIn(const std::string& json) {
+    const JsonReadResult result = readJson(json);
+    if (!result.value) {
+        return result.errorDescription;
+    }
+    return *result.value->as<JsonArray>()->at(0).as<std::string>();
+}
+
+std::string nestedObjects(std::size_t depth) {
+    std::string text;
+    for (std::size_t i = 1; i < depth; ++i) {
+        text += "{\"a\":";
+    }
+    return text + "{}" + std::string(depth - 1, '}');
+}
+
+} // namespace
+
+TEST(JsonReader, EveryKindOfValueIsReadAsItself) {
+    const JsonReadResult result = readJson(R"([null,true,false,12,"t",[],{}])");
+    ASSERT_TRUE(result.value);
+    const JsonArray& array = *result.value->as<JsonArray>();
+    ASSERT_EQ(array.size(), 7U);
+    EXPECT_TRUE(array[0].isNull());
+    EXPECT_TRUE(*array[1].as<bool>());
+    EXPECT_FALSE(*array[2].as<bool>());
+    EXPECT_EQ(array[3].as<JsonNumber>()->literal, "12");
+    EXPECT_EQ(*array[4].as<std::string>(), "t");
+    EXPECT_TRUE(array[5].as<JsonArray>()->empty());
+    EXPECT_TRUE(array[6].as<JsonObject>()->members().empty());
+    EXPECT_EQ(array[0].as<bool>(), nullptr);
+    EXPECT_FALSE(array[1].isNull());
+}
+
+TEST(JsonReader, NumbersKeepTheirText) {
+    for (const char* number : {"0", "-0", "7", "-9223372036854775808", "9223372036854775807",
+             "18446744073709551615", "18446744073709551616", "123456789012345678901234567890",
+             "0.1", "1.10", "-1.5e-300", "1E5", "1e+5", "1e999", "0.00000000000000000000000001",
+             "3.141592653589793238462643383279502884197169399375105820974944592307816406286"}) {
+        const std::string json = std::string("[") + number + "," + number + "]";
+        EXPECT_EQ(rewritten(json), json);
+    }
+    const std::string digits(5000, '9'); // longer than any buffer of the parser
+    EXPECT_EQ(rewritten("[" + digits + "]"), "[" + digits + "]");
+}
+
+TEST(JsonReader, WhatIsNoNumberIsRefused) {
+    for (const char* number : {"01", "+1", ".5", "1.", "1e", "-", "NaN", "Infinity", "0x10"}) {
+        EXPECT_FALSE(readJson(std::string("[") + number + "]").value) << number;
+    }
+}
+
+TEST(JsonReader, EscapesBecomeTheirCharacters) {
+    EXPECT_EQ(textIn(R"(["\"\\\/\b\f\n\r\t"])"), "\"\\/\b\f\n\r\t");
+    EXPECT_EQ(
+        textIn(R"(["\u0041\u00e9\u20AC\uD83D\uDE00"])"), "A\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+    EXPECT_EQ(textIn(R"(["a\u0000b"])"), std::string("a\0b", 3));
+}
+
+TEST(JsonReader, TextIsKeptInAnyScript) {
+    const std::string text = "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBB\xBF\x7F";
+    EXPECT_EQ(textIn("[\"" + text + "\"]"), text);
+}
+
+TEST(JsonReader, BrokenTextsAreRefused) {
+    for (const char* json : {R"(["\ud800"])", R"(["\udc00"])", R"(["\ud800\u0041"])", R"(["\x41"])",
+             R"(["\u12g4"])", R"(["abc)", "[\"a\nb\"]", "[\"a\tb\"]", "[\"\xFF\"]",
+             "[\"\xC0\xAF\"]", "[\"\xED\xA0\x80\"]", "[\"\xF4\x90\x80\x80\"]"}) {
+        EXPECT_FALSE(readJson(json).value) << json;
+    }
+}
+
+TEST(JsonReader, LongTextsWithEscapesAreReadWhole) {
+    std::string json = "[\"";
+    std::string expected;
+    for (int i = 0; i < 300'000; ++i) { // more than a megabyte, in many parts
+        json += "abcde\\n";
+        expected += "abcde\n";
+    }
+    EXPECT_EQ(textIn(json + "\"]"), expected);
+}
+
+TEST(JsonReader, LongKeysAreReadWhole) {
+    const std::string key(100'000, 'k');
+    const JsonReadResult result = readJson("{\"" + key + "\\n\":1}");
+    ASSERT_TRUE(result.value);
+    EXPECT_EQ(result.value->as<JsonObject>()->members().at(0).first, key + "\n");
+}
+
+TEST(JsonReader, OnlyObjectsAndArraysStandAtTheTop) {
+    for (const char* json : {"3", "\"t\"", "null", "true", "x"}) {
+        EXPECT_THAT(rewritten(json), HasSubstr("does not start with an array or object")) << json;
+    }
+    for (const char* json : {"", " \t\r\n", "\xEF\xBB\xBF"}) {
+        EXPECT_THAT(rewritten(json), HasSubstr("there is no value")) << json;
+    }
+}
+
+TEST(JsonReader, WhiteSpaceAroundAndWithinIsSkipped) {
+    EXPECT_EQ(rewritten("\r\n\t [ 1 ,\n{ \"a\" : 2 } ] \r\n\t"), R"([1,{"a":2}])");
+}
+
+TEST(JsonReader, ByteOrderMarkIsSkipped) {
+    EXPECT_EQ(rewritten("\xEF\xBB\xBF[1]"), "[1]");
+    EXPECT_FALSE(readJson("\xEF\xBB\xBF\xEF\xBB\xBF[1]").value);
+}
+
+TEST(JsonReader, WhatIsNoJsonIsRefused) {
+    for (const char* json : {"[", "[1", "[1,]", "[,1]", "[1 2]", "{", "{\"a\"}", "{\"a\":}",
+             "{a:1}", "{\"a\":1,}", "[1]]", "[1] x", "[1][2]", "[1]//c", "[/*c*/1]", "[True]",
+             "[nul]", "['a']", "[1}", "{\"a\":1]"}) {
+        const JsonReadResult result = readJson(json);
+        EXPECT_FALSE(result.value) << json;
+        EXPECT_THAT(
+            result.errorDescription, StartsWith("The data is not in the correct JSON format: "))
+            << json;
+    }
+    EXPECT_FALSE(readJson(std::string("[1]\0", 4)).value);
+}
+
+TEST(JsonReader, ErrorSaysWhere) {
+    EXPECT_THAT(readJson("[1] x").errorDescription, HasSubstr("around character 4."));
+}
+
+TEST(JsonReader, NestingIsReadDownToTheMaximumDepth) {
+    const std::string arrays
+        = std::string(jsonMaximumDepth, '[') + std::string(jsonMaximumDepth, ']');
+    EXPECT_EQ(jsonMaximumDepth, 512U);
+    EXPECT_EQ(rewritten(arrays), arrays);
+    EXPECT_EQ(rewritten(nestedObjects(512)), nestedObjects(512));
+    EXPECT_FALSE(readJson("[" + arrays + "]").value);
+    EXPECT_FALSE(readJson(nestedObjects(513)).value);
+    EXPECT_FALSE(readJson(std::string(1'000'000, '[')).value);
+}
+
+TEST(JsonReader, MoreValuesThanTheMaximumAreRefused) {
+    const auto listOf = [](std::size_t count) {
+        std::string text = "[1";
+        for (std::size_t i = 1; i < count; ++i) {
+            text += ",1";
+        }
+        return text + "]";
+    };
+    EXPECT_TRUE(readJson(listOf(jsonMaximumValues - 1)).value); // the list is one more
+    EXPECT_FALSE(readJson(listOf(jsonMaximumValues)).value);
+}
+
+TEST(JsonReader, LongTextsWithEscapesKeepNoMoreMemoryThanTheyNeed) {
+    const std::string longText = "\"" + std::string(std::size_t{3} << 20, 'a') + "\\n\"";
+    const JsonReadResult result
+        = readJson("[" + longText + "," + longText + "," + longText + "," + longText + "]");
+    ASSERT_TRUE(result.value);
+    for (const JsonValue& element : *result.value->as<JsonArray>()) {
+        const auto* text = element.as<std::string>();
+        EXPECT_LE(text->capacity(), text->size() * 2);
+    }
+}
+
+TEST(JsonObject, LastOfRepeatedNamesCounts) {
+    JsonReadResult result = readJson(R"({"a":1,"b":2,"a":3})");
+    JsonObject& object = *result.value->as<JsonObject>();
+    ASSERT_NE(object.find("a"), nullptr);
+    EXPECT_EQ(object.find("a")->as<JsonNumber>()->literal, "3");
+    EXPECT_EQ(object.take("a")->as<JsonNumber>()->literal, "3");
+    EXPECT_EQ(object.find("c"), nullptr);
+    EXPECT_FALSE(object.take("c"));
+}
+
+TEST(JsonWriter, OutputIsCompactAndInOrder) {
+    JsonObject object{{"z", 1}, {"a", JsonArray{true, false, nullptr}}};
+    object.add("m", JsonObject{{"k", "v"}});
+    EXPECT_EQ(written(object), R"({"z":1,"a":[true,false,null],"m":{"k":"v"}})");
+    JsonArray nested{JsonArray(), JsonObject()};
+    nested.emplace_back(JsonArray{nullptr, nested});
+    EXPECT_EQ(written(nested), "[[],{},[null,[[],{}]]]");
+}
+
+TEST(JsonWriter, BracketsInTextsDoNotDisturbTheCommas) {
+    EXPECT_EQ(written(JsonArray{"[", "{", "["}), R"(["[","{","["])");
+    EXPECT_EQ(written(JsonObject{{"{", "{"}, {"[", "["}}), R"({"{":"{","[":"["})");
+}
+
+TEST(JsonWriter, OnlyQuoteBackslashAndControlsAreEscaped) {
+    EXPECT_EQ(written("\"\\\b\f\n\r\t"), R"("\"\\\b\f\n\r\t")");
+    EXPECT_EQ(written(std::string("\0\x01\x0B\x0E\x1F", 5)), R"("\u0000\u0001\u000b\u000e\u001f")");
+    EXPECT_EQ(written("/ \x7F\xC3\xA9\xE2\x80\xA8\xF0\x9F\x98\x80'<>&"),
+        "\"/ \x7F\xC3\xA9\xE2\x80\xA8\xF0\x9F\x98\x80'<>&\"");
+}
+
+TEST(JsonWriter, EscapesAreFoundAtEveryPlaceOfAText) {
+    for (std::size_t length = 1; length <= 20; ++length) {
+        for (std::size_t place = 0; place < length; ++place) {
+            std::string text(length, '\xC3'); // high bytes, made well-formed in pairs below
+            for (std::size_t i = 0; i < length; ++i) {
+                text[i] = static_cast<char>('!' + 2 * static_cast<int>(i));
+            }
+            text[place] = '\n';
+            std::string expected;
+            for (const char c : text) {
+                expected += c == '\n' ? "\\n" : c == '"' ? "\\\"" : std::string(1, c);
+            }
+            EXPECT_EQ(written(text), "\"" + expected + "\"");
+            EXPECT_EQ(textIn("[" + written(text) + "]"), text);
+        }
+    }
+}
+
+TEST(JsonWriter, PlainPrefixEndsAtTheFirstCharacterToEscape) {
+    for (std::size_t place = 0; place < 30; ++place) {
+        for (const char c : {'"', '\\', '\n', '\0', '\x1F'}) {
+            std::string text(30, ' ');
+            text[place] = c;
+            EXPECT_EQ(jsonPlainPrefixLength(text), place);
+        }
+    }
+    EXPECT_EQ(jsonPlainPrefixLength("\x7F\x80\xFF !#[]"), 8U);
+    EXPECT_EQ(jsonPlainPrefixLength(""), 0U);
+}
+
+TEST(JsonWriter, IllFormedTextIsRepaired) {
+    EXPECT_EQ(written("a\xFF\"b"), "\"a\xEF\xBF\xBD\\\"b\"");
+    EXPECT_EQ(written(JsonObject{{"\xC0", "\xE2\x82"}}), "{\"\xEF\xBF\xBD\":\"\xEF\xBF\xBD\"}");
+}
+
+TEST(JsonWriter, NumbersOfEveryTypeAreExact) {
+    EXPECT_EQ(written(-7), "-7");
+    EXPECT_EQ(written(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
+    EXPECT_EQ(written(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+    EXPECT_EQ(written(0.1), "0.1");
+    EXPECT_EQ(written(JsonNumber{"1.50E3"}), "1.50E3");
+}
+
+TEST(JsonWriter, NumbersThatAreNotFiniteCannotBeWritten) {
+    using Limits = std::numeric_limits<double>;
+    for (const double number : {Limits::infinity(), -Limits::infinity(), Limits::quiet_NaN()}) {
+        for (const JsonValue& value : {JsonValue(number), JsonValue(JsonArray{number}),
+                 JsonValue(JsonObject{{"a", JsonArray{number}}})}) {
+            const JsonWriteResult result = writeJson(value);
+            EXPECT_FALSE(result.text);
+            EXPECT_EQ(result.errorDescription, "Invalid number value (not finite) in JSON write.");
+        }
+        const JsonValue value(number);
+        EXPECT_FALSE(writeJsonObject({{"a", &value}}).text);
+    }
+}
+
+TEST(JsonWriter, ObjectOfViewsWritesAbsentValuesAsNull) {
+    const JsonValue text("t");
+    EXPECT_EQ(writeJsonObject({{"a", &text}, {"b\n", nullptr}}).text, R"({"a":"t","b\n":null})");
+    EXPECT_EQ(writeJsonObject({}).text, "{}");
+}

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include "ZqMacClient/ZqClient.h"
+
+#include "ZqMacClient/Base64.h"
+#include "ZqMacClient/JsonWriter.h"
+#include "ZqMacClient/ZqKeychainAccess.h"
+#include "tests/support/ReferenceDigests.h"
+#include "tests/support/SessionFixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+
+namespace {
+
+class ZqClientCommandsTest : public SessionFixture { };
+
+} // namespace
+
+TEST_F(ZqClientCommandsTest, DiagnosticsAnswerTellsSystemAndVersion) {
+    establish();
+    const std::string json = R"({"command":"GET_DIAGNOSTICS"})";
+    receive(messageText(json));
+    const std::string payload = R"({"os":"macOS","version":"13.6.0"})";
+    EXPECT_EQ(happened(),
+        together({receivedLines(json, "GET_DIAGNOSTICS"), notification("Getting diagnostics"),
+            {"log: Sending message: DIAGNOSTICS Optional(" + payload + ") nil",
+                sentToRoom(R"({"command":"DIAGNOSTICS","payload":)" + payload
+                    + R"(,"requestId":null})")}}));
+}
+
+TEST_F(ZqClientCommandsTest, DiagnosticsAnswerIgnoresPayloadAndRequestId) {
+    establish();
+    m_platform.system().version = {10, 15, 7};
+    receive(messageText(R"({"command":"GET_DIAGNOSTICS","payload":[1],"requestId":"r9"})"));
+    EXPECT_EQ(happened().back(),
+        sentToRoom(R"({"command":"DIAGNOSTICS","payload":{"os":"macOS","version":"10.15.7"},)"
+                   R"("requestId":null})"));
+}
+
+TEST_F(ZqClientCommandsTest, DiagnosticsWithoutConnectionAreFatalWhenSent) {
+    establish();
+    EXPECT_EQ(endOf([&] { m_session->getDiagnostics(nullptr); }), "abort");
+    expectFatalEnd(together({notification("Getting diagnostics"),
+        {R"(log: Sending message: DIAGNOSTICS Optional({"os":"macOS","version":"13.6.0"}) nil)"}}));
+}
+
+TEST_F(ZqClientCommandsTest, EmptyKeychainAnswersWithAnEmptyList) {
+    establish();
+    const std::string json = R"({"command":"LIST_CERTIFICATES","requestId":"r2"})";
+    receive(messageText(json));
+    const Events events = happened();
+    const Events beginning = together(
+        {receivedLines(json, "LIST_CERTIFICATES"), notification("Listing certificates")});
+    ASSERT_GT(events.size(), beginning.size() + 2);
+    EXPECT_EQ(Events(events.begin(), events.begin() + 5), beginning);
+    EXPECT_EQ(Events(events.end() - 2, events.end()),
+        (Events{R"(log: Sending message: CERTIFICATE_LIST Optional("W10=") nil)",
+            sentToRoom(R"({"command":"CERTIFICATE_LIST","payload":"W10=","requestId":null})")}));
+}
+
+TEST_F(ZqClientCommandsTest, CertificateListIsBase64OfACompactArrayInKeychainOrder) {
+    establish();
+    std::string array = "[";
+    for (const std::string name : {"Zoe \xC3\xA9", "Alice/\"A\""}) {
+        m_platform.security().addIdentity(name);
+        const JsonObject certificate
+            = ZqKeychainAccess().listCertificates(false).back().getDictionary();
+        EXPECT_EQ(*certificate.find("alias")->as<std::string>(), name);
+        EXPECT_TRUE(certificate.find("certificate")->isNull());
+        array += (array.size() > 1 ? "," : "") + writeJson(certificate).text.value();
+    }
+    const std::string payload = base64Encoded(platform::bytesOf(array + "]"));
+    forget();
+    receive(messageText(R"({"command":"LIST_CERTIFICATES"})"));
+    EXPECT_EQ(happened().back(),
+        sentToRoom(
+            R"({"command":"CERTIFICATE_LIST","payload":")" + payload + R"(","requestId":null})"));
+}
+
+TEST_F(ZqClientCommandsTest, CertificateListWithoutConnectionIsFatalAtOnce) {
+    establish();
+    const std::string json = R"({"command":"LIST_CERTIFICATES"})";
+    EXPECT_EQ(endOf([&] { m_session->messageReceived(nullptr, json + nul, {}); }), "abort");
+    expectFatalEnd(receivedLines(json, "LIST_CERTIFICATES"));
+}
+
+TEST_F(ZqClientCommandsTest, FailedListingSendsNothing) {
+    establish();
+    m_platform.security().defaultKeychainStatus = platform::errSecItemNotFound;
+    EXPECT_EQ(endOfCommand(R"({"command":"LIST_CERTIFICATES"})"), "exit 1");
+    EXPECT_EQ(m_platform.userInterface().alerts.size(), 1U);
+    EXPECT_EQ(m_platform.trace.withPrefix("sent: "), Events());
+}
+
+namespace {
+
+/// A signing command for the identity "Alice".
+std::string signingCommand(const std::string& command, const std::string& documentMember) {
+    const auto digest = referenceSha1(platform::bytesOf("Alice"));
+    return R"({"command":")" + command + R"(","requestId":"r1","payload":{"certificateDigest":")"
+        + base64Encoded(digest) + R"(","signatureAlgorithm":"SHA256withRSA",)" + documentMember
+        + "}}";
+}
+
+const std::string signXml = signingCommand("SIGN_XML", R"("xmlSignedInfo":"<a/>")");
+const std::string signPdf = signingCommand("SIGN_PDF", R"("bytesToSign":"AAAA")");
+
+} // namespace
+
+TEST_F(ZqClientCommandsTest, SigningCommandsGoToTheirSigners) {
+    establish();
+    m_platform.security().addIdentity("Alice");
+    receive(messageText(signXml));
+    Events events = happened();
+    EXPECT_THAT(events, IsSupersetOf(notification("Signing document")));
+    EXPECT_THAT(events.back(), HasSubstr(R"({"command":"SIGN_XML_RESPONSE",)"));
+    receive(messageText(signPdf));
+    events = happened();
+    EXPECT_THAT(events, IsSupersetOf(notification("Signing attachment")));
+    EXPECT_THAT(events.back(), HasSubstr(R"({"command":"SIGN_PDF_RESPONSE",)"));
+}
+
+TEST_F(ZqClientCommandsTest, CommandsOfOneChunkAreHandledToTheirEndOneByOne) {
+    establish();
+    m_platform.security().addIdentity("Alice");
+    EXPECT_EQ(endOf([&] {
+        receive(messageText(signPdf) + messageText(signXml)
+            + messageText(R"({"command":"TERMINATE_CLIENT"})")
+            + messageText(R"({"command":"SERVER_CONNECT"})"));
+    }),
+        "exit 0");
+    const Events sent = m_platform.trace.withPrefix("sent: ");
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_THAT(sent[0], HasSubstr("SIGN_PDF_RESPONSE"));
+    EXPECT_THAT(sent[1], HasSubstr("SIGN_XML_RESPONSE"));
+    EXPECT_EQ(m_platform.trace.events().back(), "exit: 0");
+}
