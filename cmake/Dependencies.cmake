@@ -10,7 +10,7 @@ pkg_check_modules(NSS REQUIRED IMPORTED_TARGET nss)
 add_library(quillet_asio STATIC cmake/AsioBeast.cpp)
 target_compile_definitions(quillet_asio PUBLIC
   BOOST_ASIO_SEPARATE_COMPILATION BOOST_BEAST_SEPARATE_COMPILATION
-  BOOST_ASIO_NO_DEPRECATED BOOST_BEAST_USE_STD_STRING_VIEW)
+  BOOST_ASIO_NO_DEPRECATED BOOST_BEAST_USE_STD_STRING_VIEW BOOST_DISABLE_PRAGMA_MESSAGE)
 target_link_libraries(quillet_asio
   PUBLIC Boost::headers OpenSSL::SSL OpenSSL::Crypto Threads::Threads
   PRIVATE quillet_options)

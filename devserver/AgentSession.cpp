@@ -122,6 +122,12 @@ std::optional<stomp::Frame> AgentSession::receiveFrame(Timeout timeout) {
     return frame;
 }
 
+bool AgentSession::waitForBeats(int count, Timeout timeout) {
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, timeout, [&] { return m_beats >= count || m_end; });
+    return m_beats >= count;
+}
+
 bool AgentSession::isSubscribed() const {
     const std::lock_guard lock(m_mutex);
     return m_isSubscribed;
@@ -177,6 +183,12 @@ void AgentSession::subscribed(stomp::Frame frame, bool isRoom) {
 void AgentSession::unsubscribed(const std::string& id) {
     const std::lock_guard lock(m_mutex);
     m_isSubscribed = m_isSubscribed && id != m_subscriptionId;
+}
+
+void AgentSession::beat() {
+    const std::lock_guard lock(m_mutex);
+    ++m_beats;
+    m_changed.notify_all();
 }
 
 void AgentSession::deliver(stomp::Frame frame) {

@@ -68,6 +68,9 @@ public:
     /// The same as the SEND frame it was, not parsed.
     std::optional<stomp::Frame> receiveFrame(Timeout timeout);
 
+    /// Waits until so many heart-beats of the agent have come in all.
+    bool waitForBeats(int count, Timeout timeout);
+
     bool isOpen() const;
     std::optional<CloseInfo> waitForClose(Timeout timeout);
     /// WebSocket's closing handshake, after what was sent before.
@@ -84,6 +87,7 @@ private:
     void subscribed(stomp::Frame frame, bool isRoom);
     void unsubscribed(const std::string& id);
     void deliver(stomp::Frame frame);
+    void beat();
     void ended(CloseInfo info);
 
     bool isSubscribed() const;
@@ -103,6 +107,7 @@ private:
     std::string m_destination;
     std::uint64_t m_lastMessageId = 0;
     std::deque<stomp::Frame> m_inbox;
+    int m_beats = 0;
     std::optional<CloseInfo> m_end;
 };
 

@@ -22,7 +22,7 @@ struct ServerOptions {
     CertificateOptions certificates = {};
     std::vector<stomp::Version> versions
         = {stomp::Version::v1_2, stomp::Version::v1_1, stomp::Version::v1_0};
-    std::string heartBeat = "0,0"; // announced in CONNECTED; none is ever sent by itself
+    std::string heartBeat = "0,0"; // announced in CONNECTED; none is ever sent by the server itself
 };
 
 /// The REST endpoints of the update check.

@@ -62,6 +62,9 @@ void StompPeer::attach(std::shared_ptr<Transport> transport) {
 }
 
 void StompPeer::receive(std::string_view bytes) {
+    if (bytes == "\n" && m_decoder.isBetweenFrames()) {
+        m_session->beat();
+    }
     stomp::Frame frame;
     while (!m_isEnding) {
         switch (m_decoder.decode(bytes, frame)) {

@@ -43,6 +43,18 @@ struct WebSocketRequest {
     std::vector<std::string> subprotocols; // offered, in order of preference
 };
 
+/// What an open WebSocket does by itself, whatever the main thread is busy with. Zero means never.
+struct WebSocketTimers {
+    std::string beat
+        = {}; // the text message that goes out when nothing else did for `beatInterval`
+    std::chrono::milliseconds beatInterval{};
+    /// The connection counts as lost when nothing has come in for so long,
+    std::chrono::milliseconds silenceLimit{};
+    /// and when the timers are not set anew within so long.
+    std::chrono::milliseconds deadline{};
+    friend bool operator==(const WebSocketTimers&, const WebSocketTimers&) = default;
+};
+
 /// The events of one WebSocket, on the main thread, one at a time, in order.
 class WebSocketDelegate {
 public:
@@ -63,6 +75,8 @@ public:
     /// Queues one text message, given in pieces. Never blocks; no effect after the close. While too
     /// much waits to be sent, nothing is received.
     virtual void send(std::vector<std::string> pieces) = 0;
+    /// Replaces the timers, which count from now.
+    virtual void setTimers(WebSocketTimers timers) = 0;
     /// Closes after what was queued before has gone out.
     virtual void close() = 0;
 };

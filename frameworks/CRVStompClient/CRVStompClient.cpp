@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "frameworks/CRVStompClient/CRVStompClient.h"
 
+#include "frameworks/CRVStompClient/StompHeartBeat.h"
 #include "platform/PercentEncoding.h"
 #include "platform/Platform.h"
 
@@ -9,12 +10,34 @@ using platform::NSLog;
 namespace {
 
 constexpr std::string_view offeredVersions = "1.0,1.1,1.2";
+constexpr stomp::HeartBeat offeredHeartBeat{std::chrono::seconds(10), std::chrono::seconds(10)};
+constexpr std::chrono::seconds connectedLimit{60}; // from the open WebSocket to CONNECTED
 
 /// The version that a CONNECTED frame settles on; a server that names none speaks 1.0
 /// (STOMP 1.2, "Protocol Negotiation").
 std::optional<stomp::Version> negotiatedVersion(const stomp::Frame& connected) {
     const std::string* version = connected.headers.find("version");
     return version == nullptr ? stomp::Version::v1_0 : stomp::versionFromText(*version);
+}
+
+/// What the WebSocket has to do by itself once a CONNECTED frame of this version has come. Version
+/// 1.0 knows no heart-beats.
+platform::WebSocketTimers timersAfter(const stomp::Frame& connected, stomp::Version version) {
+    const std::string* text = connected.headers.find("heart-beat");
+    if (text == nullptr || version == stomp::Version::v1_0) {
+        return {};
+    }
+    const auto theirs = stomp::heartBeatFromText(*text);
+    if (!theirs) {
+        NSLog("No heart-beats, for the server's offer is not understood: ", *text);
+        return {};
+    }
+    const stomp::HeartBeatAgreement agreement = stomp::agreed(offeredHeartBeat, *theirs);
+    // Each beat leaves early enough to arrive in time. A silent server is given far more, for some
+    // send nothing for almost twice their interval.
+    return {.beat = "\n",
+        .beatInterval = agreement.send * 4 / 5,
+        .silenceLimit = agreement.receive * 5 / 2};
 }
 
 } // namespace
@@ -80,7 +103,9 @@ void CRVStompClient::webSocketDidOpen(const std::string&) {
         return;
     }
     m_state = State::handshaking;
-    stomp::Headers headers{{"accept-version", std::string(offeredVersions)}, {"host", m_host}};
+    m_socket->setTimers({.deadline = connectedLimit});
+    stomp::Headers headers{{"accept-version", std::string(offeredVersions)}, {"host", m_host},
+        {"heart-beat", stomp::heartBeatText(offeredHeartBeat)}};
     if (m_login) {
         headers.add("login", *m_login);
     }
@@ -145,6 +170,7 @@ void CRVStompClient::handleConnected(const stomp::Frame& frame) {
     m_version = *version;
     m_decoder.setVersion(*version);
     m_state = State::connected;
+    m_socket->setTimers(timersAfter(frame, *version));
     if (const auto delegate = m_delegate.lock()) {
         delegate->stompClientDidConnect(this);
     }

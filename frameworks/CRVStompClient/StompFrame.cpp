@@ -51,8 +51,25 @@ bool appendVerbatim(std::string& out, std::string_view text, bool isName) {
     return true;
 }
 
+/// The character that an escape sequence with `letter` stands for.
+std::optional<char> escapedCharacter(char letter, std::optional<Version> version) {
+    switch (letter) {
+    case 'n':
+        return '\n';
+    case 'c':
+        return ':';
+    case '\\':
+        return '\\';
+    case 'r':
+        return version.value_or(Version::v1_2) == Version::v1_2 ? std::optional('\r')
+                                                                : std::nullopt;
+    default:
+        return std::nullopt;
+    }
+}
+
 /// One pass, so that an escaped backslash never combines with what follows it.
-bool unescape(std::string_view text, Version version, std::string& out) {
+bool unescape(std::string_view text, std::optional<Version> version, std::string& out) {
     out.clear();
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -60,24 +77,14 @@ bool unescape(std::string_view text, Version version, std::string& out) {
             out += text[i];
             continue;
         }
-        switch (++i < text.size() ? text[i] : '\0') {
-        case 'n':
-            out += '\n';
-            break;
-        case 'c':
-            out += ':';
-            break;
-        case '\\':
-            out += '\\';
-            break;
-        case 'r':
-            if (version != Version::v1_2) {
-                return false;
-            }
-            out += '\r';
-            break;
-        default:
+        const std::string_view letter = text.substr(i + 1, 1);
+        if (const auto c = letter.empty() ? std::nullopt : escapedCharacter(letter[0], version)) {
+            out += *c;
+            ++i;
+        } else if (version) {
             return false;
+        } else {
+            out += '\\';
         }
     }
     return true;
@@ -243,7 +250,7 @@ bool FrameDecoder::takeHeaderLine(std::string_view line) {
     }
     std::string name(line.substr(0, colon));
     std::string value(line.substr(colon + 1));
-    if (isEscaped(m_frame.command, m_version)
+    if (isEscaped(m_frame.command, m_version.value_or(Version::v1_2))
         && (!unescape(line.substr(0, colon), m_version, name)
             || !unescape(line.substr(colon + 1), m_version, value))) {
         return fail("a header line holds an unknown escape sequence");

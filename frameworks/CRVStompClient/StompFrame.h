@@ -71,7 +71,11 @@ public:
         : m_limits(limits) { }
 
     /// How header entries of the frames to come are escaped. CONNECT and CONNECTED never are.
+    /// Before a version is settled, what is no known escape sequence stands for itself.
     void setVersion(Version version) { m_version = version; }
+
+    /// Whether what comes next begins a frame, or is a heart-beat.
+    bool isBetweenFrames() const { return m_state == State::betweenFrames; }
 
     /// Takes bytes from the front of `input`. `frame`: one is in `frame`, and the rest of `input`
     /// is still to be decoded. `needMore`: all was taken. `failed`: see `error`.
@@ -90,7 +94,7 @@ private:
     bool fail(std::string reason);
 
     Limits m_limits;
-    Version m_version = Version::v1_2;
+    std::optional<Version> m_version;
     State m_state = State::betweenFrames;
     Frame m_frame;
     std::string m_line;

@@ -15,6 +15,8 @@ class SessionTest : public testing::Test {
 protected:
     static constexpr std::chrono::seconds limit = AgentProcess::limit;
 
+    explicit SessionTest(devserver::ServerOptions options = {})
+        : server(std::move(options)) { }
     void SetUp() override;
 
     /// Starts the agent with the server's link, or any other arguments.

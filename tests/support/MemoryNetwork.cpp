@@ -34,6 +34,10 @@ void MemoryWebSocket::send(std::vector<std::string> pieces) {
     sent.push_back(std::move(message));
 }
 
+void MemoryWebSocket::setTimers(WebSocketTimers webSocketTimers) {
+    timers = std::move(webSocketTimers);
+}
+
 void MemoryWebSocket::close() {
     closed = true;
 }

@@ -21,6 +21,7 @@ public:
         std::weak_ptr<platform::WebSocketDelegate> delegate, Post post);
 
     void send(std::vector<std::string> pieces) override;
+    void setTimers(platform::WebSocketTimers timers) override;
     void close() override;
 
     void open(const std::string& subprotocol = {});
@@ -29,6 +30,7 @@ public:
 
     platform::WebSocketRequest request;
     std::vector<std::string> sent; // one text a message
+    platform::WebSocketTimers timers;
     bool closed = false; // by the program
 
 private:

@@ -37,8 +37,9 @@ TEST_F(ZqClientTest, ConnectLogsAndStartsASecureConnection) {
     EXPECT_TRUE(server().request.secure);
     server().open();
     m_platform.application().runPending();
-    EXPECT_EQ(
-        happened(), Events{"sent: " + frameText("CONNECT\naccept-version:1.0,1.1,1.2\nhost:h")});
+    EXPECT_EQ(happened(),
+        Events{"sent: "
+            + frameText("CONNECT\naccept-version:1.0,1.1,1.2\nhost:h\nheart-beat:10000,10000")});
 }
 
 TEST_F(ZqClientTest, UrlAndRoomMayBeAbsentWhenConnecting) {

@@ -29,6 +29,7 @@ public:
     ~ChannelWebSocket() override { m_channel->abandon(); }
 
     void send(std::vector<std::string> pieces) override { m_channel->send(std::move(pieces)); }
+    void setTimers(WebSocketTimers timers) override { m_channel->setTimers(std::move(timers)); }
     void close() override { m_channel->close(); }
 
 private:

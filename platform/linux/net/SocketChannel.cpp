@@ -42,6 +42,14 @@ void SocketChannel::send(MessagePieces message) {
     wakeSession();
 }
 
+void SocketChannel::setTimers(WebSocketTimers timers) {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_timers = std::move(timers);
+    }
+    wakeSession();
+}
+
 void SocketChannel::close() {
     {
         const std::lock_guard lock(m_mutex);
@@ -79,6 +87,16 @@ std::optional<MessagePieces> SocketChannel::takeMessage() {
 bool SocketChannel::hasMessages() {
     const std::lock_guard lock(m_mutex);
     return !m_messages.empty();
+}
+
+std::optional<WebSocketTimers> SocketChannel::takeTimers() {
+    const std::lock_guard lock(m_mutex);
+    return std::exchange(m_timers, std::nullopt);
+}
+
+bool SocketChannel::hasWaitingData() {
+    const std::lock_guard lock(m_mutex);
+    return m_waitingBytes > 0;
 }
 
 bool SocketChannel::isEnding() {

@@ -37,6 +37,7 @@ public:
 
     // The user's side.
     void send(MessagePieces message);
+    void setTimers(WebSocketTimers timers);
     void close();
     /// The user is gone: no event is delivered any more.
     void abandon();
@@ -45,9 +46,13 @@ public:
     void setSession(std::weak_ptr<WebSocketSession> session);
     std::optional<MessagePieces> takeMessage();
     bool hasMessages();
+    /// The timers, once after each time they were set.
+    std::optional<WebSocketTimers> takeTimers();
     /// The connection is to be closed once no message is left.
     bool isEnding();
     bool wantsData();
+    /// The main thread has not seen yet all that came in.
+    bool hasWaitingData();
     void deliverOpen(std::string subprotocol);
     void deliverData(std::string data);
     /// The last call.
@@ -70,6 +75,7 @@ private:
     std::mutex m_mutex;
     std::weak_ptr<WebSocketSession> m_session;
     std::deque<MessagePieces> m_messages;
+    std::optional<WebSocketTimers> m_timers;
     std::size_t m_unsentBytes = 0; // of m_messages
     std::deque<std::string> m_waiting; // one event posted for each
     std::size_t m_waitingBytes = 0;

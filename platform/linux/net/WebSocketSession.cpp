@@ -17,6 +17,7 @@ namespace http = beast::http;
 namespace websocket = beast::websocket;
 
 using boost::system::error_code;
+using std::chrono::steady_clock;
 
 constexpr std::size_t readSize = std::size_t{16} << 10; // the most that a TLS record holds
 constexpr std::size_t fragmentSize = std::size_t{64} << 10;
@@ -57,6 +58,8 @@ WebSocketSession::WebSocketSession(Connector& connector, std::shared_ptr<SocketC
     , m_channel(std::move(channel))
     , m_request(std::move(request))
     , m_closeLimit(closeLimit)
+    , m_clock(connector.settings().stallLimit, steady_clock::now())
+    , m_watchTimer(io)
     , m_closeTimer(io) {
 }
 
@@ -113,6 +116,7 @@ asio::awaitable<void> WebSocketSession::shakeHands(Destination destination, std:
             }
         }));
     m_stream->control_callback([this](websocket::frame_type kind, beast::string_view) {
+        m_clock.received(steady_clock::now());
         if (kind == websocket::frame_type::close) {
             serverCloses();
         }
@@ -169,10 +173,15 @@ void WebSocketSession::pump() {
             beginClose();
         }
     }
+    if (const auto timers = m_channel->takeTimers()) {
+        m_clock.setTimers(*timers, steady_clock::now());
+        watch();
+    }
 }
 
 void WebSocketSession::readSome() {
     m_reading = true;
+    m_clock.received(steady_clock::now()); // or what was not asked for could not come
     m_input.resize(readSize);
     m_stream->async_read_some(asio::buffer(m_input),
         [self = shared_from_this()](
@@ -204,6 +213,7 @@ void WebSocketSession::didRead(const error_code& error, std::size_t length) {
 
 void WebSocketSession::write(MessagePieces message) {
     m_writing = true;
+    m_clock.beginsToSend(steady_clock::now());
     m_output = std::move(message);
     std::vector<asio::const_buffer> buffers;
     buffers.reserve(m_output.size());
@@ -217,10 +227,12 @@ void WebSocketSession::write(MessagePieces message) {
         buffers, [self = shared_from_this()](const error_code& error, std::size_t) {
             self->didWrite(error);
         });
+    watch();
 }
 
 void WebSocketSession::didWrite(const error_code& error) {
     m_writing = false;
+    m_clock.sent(steady_clock::now());
     m_output.clear();
     if (m_phase == Phase::ended) {
         return;
@@ -232,6 +244,43 @@ void WebSocketSession::didWrite(const error_code& error) {
         return;
     }
     pump();
+}
+
+/// Does what is due by the clock, and looks at it again when something may be due next.
+void WebSocketSession::watch() {
+    if (m_phase != Phase::open || m_serverClosed) {
+        return;
+    }
+    const auto now = steady_clock::now();
+    const auto state = [this] {
+        return ConnectionClock::State{.reads = m_reading,
+            .writes = m_writing,
+            .hasUnreadData = m_channel->hasWaitingData(),
+            .progress = m_stream->next_layer().writeProgress()};
+    };
+    switch (m_clock.due(state(), now)) {
+    case ConnectionClock::Due::nothing:
+        break;
+    case ConnectionClock::Due::beat:
+        write({m_clock.timers().beat}); // which watches on
+        return;
+    case ConnectionClock::Due::lostBySilence:
+        end(m_peer.name + " has been silent for " + durationText(m_clock.timers().silenceLimit));
+        return;
+    case ConnectionClock::Due::lostByDeadline:
+        end(networkErrorText(
+            {m_peer.name, m_peer.port, m_clock.timers().deadline}, asio::error::timed_out));
+        return;
+    case ConnectionClock::Due::lostByStall:
+        end(m_peer.name + " has taken in nothing for " + durationText(m_peer.limit));
+        return;
+    }
+    m_watchTimer.expires_at(m_clock.next(state(), now));
+    m_watchTimer.async_wait([self = shared_from_this()](const error_code& error) {
+        if (!error) {
+            self->watch();
+        }
+    });
 }
 
 /// A close frame has come. Beast answers it; the server is not waited for without end.
@@ -258,8 +307,8 @@ bool WebSocketSession::stillSends() {
 
 /// Closes the connection when the peer has done nothing for as long as closing may take.
 void WebSocketSession::watchClosing() {
-    const auto now = std::chrono::steady_clock::now();
-    if (m_closeDeadline == std::chrono::steady_clock::time_point() || stillSends()) {
+    const auto now = steady_clock::now();
+    if (m_closeDeadline == steady_clock::time_point() || stillSends()) {
         m_closeDeadline = now + m_closeLimit;
     }
     if (now >= m_closeDeadline) {
@@ -280,6 +329,7 @@ void WebSocketSession::end(std::string reason) {
     }
     m_phase = Phase::ended;
     m_closeTimer.cancel();
+    m_watchTimer.cancel();
     if (m_stream) {
         m_stream->next_layer().layer().close();
     }

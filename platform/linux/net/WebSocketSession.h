@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/Network.h"
+#include "platform/linux/net/ConnectionClock.h"
 #include "platform/linux/net/Connector.h"
 #include "platform/linux/net/SocketChannel.h"
 
@@ -47,6 +48,7 @@ private:
     void didRead(const ErrorCode& error, std::size_t length);
     void write(MessagePieces message);
     void didWrite(const ErrorCode& error);
+    void watch();
     void serverCloses();
     void beginClose();
     void watchClosing();
@@ -63,6 +65,8 @@ private:
     AbortSignal m_abort;
     std::unique_ptr<Stream> m_stream; // from the handshake on
 
+    ConnectionClock m_clock;
+    boost::asio::steady_timer m_watchTimer;
     bool m_finishing = false;
     bool m_reading = false;
     bool m_writing = false;

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/net/ConnectionClock.h"
+
+#include <algorithm>
+
+namespace platform::linux_ {
+
+namespace {
+
+constexpr std::chrono::milliseconds zero{};
+constexpr std::chrono::seconds idle{3600};
+constexpr int looksPerLimit = 10; // at what can only be seen by looking
+
+bool isSet(std::chrono::milliseconds duration) {
+    return duration > zero;
+}
+
+} // namespace
+
+ConnectionClock::ConnectionClock(Duration stallLimit, Time now)
+    : m_stallLimit(stallLimit)
+    , m_received(now)
+    , m_sent(now)
+    , m_deadline(now)
+    , m_progressed(now) {
+}
+
+void ConnectionClock::setTimers(const WebSocketTimers& timers, Time now) {
+    m_timers = timers;
+    m_received = now;
+    m_sent = now;
+    m_deadline = now + timers.deadline;
+}
+
+void ConnectionClock::received(Time now) {
+    m_received = now;
+}
+
+void ConnectionClock::beginsToSend(Time now) {
+    m_progressed = now;
+}
+
+void ConnectionClock::sent(Time now) {
+    m_sent = now;
+}
+
+ConnectionClock::Due ConnectionClock::due(const State& state, Time now) {
+    if (state.writes) {
+        m_sent = now; // a message on its way is a sign of life as well
+    }
+    if (!state.writes || state.progress != m_progress) {
+        m_progress = state.progress;
+        m_progressed = now;
+    }
+    if (now >= m_progressed + m_stallLimit) {
+        return Due::lostByStall;
+    }
+    if (isSet(m_timers.silenceLimit) && state.reads && now >= m_received + m_timers.silenceLimit) {
+        return Due::lostBySilence;
+    }
+    if (isSet(m_timers.deadline) && now >= m_deadline && !state.hasUnreadData) {
+        return Due::lostByDeadline;
+    }
+    if (isSet(m_timers.beatInterval) && now >= m_sent + m_timers.beatInterval) {
+        return Due::beat;
+    }
+    return Due::nothing;
+}
+
+ConnectionClock::Time ConnectionClock::next(const State& state, Time now) const {
+    Time time = now + idle;
+    const auto until = [&](bool isKnown, Time due, Duration limit) {
+        if (isSet(limit)) {
+            time = std::min(time, isKnown && due > now ? due : now + limit / looksPerLimit);
+        }
+    };
+    if (state.writes) {
+        until(false, {}, m_stallLimit);
+    }
+    until(state.reads, m_received + m_timers.silenceLimit, m_timers.silenceLimit);
+    until(true, m_deadline, m_timers.deadline);
+    until(!state.writes, m_sent + m_timers.beatInterval, m_timers.beatInterval);
+    return time;
+}
+
+} // namespace platform::linux_
