@@ -129,6 +129,15 @@ TEST_F(HttpsGetTest, BodyCutShortIsALostConnection) {
     EXPECT_EQ(answer.error, "the connection to localhost was lost");
 }
 
+TEST_F(HttpsGetTest, AnswerCutAfterAnyByteIsALostConnection) {
+    const std::string response = "HTTP/1.1 200 OK\r\nContent-Length: 15\r\n\r\n{\"value\":\"1.0\"}";
+    for (std::size_t cut = 0; cut < response.size(); ++cut) {
+        EXPECT_EQ(getOf(response.substr(0, cut)).error, "the connection to localhost was lost")
+            << cut;
+    }
+    EXPECT_EQ(getOf(response).data, "{\"value\":\"1.0\"}");
+}
+
 TEST_F(HttpsGetTest, AnswerThatIsNotHttpIsToldSo) {
     EXPECT_EQ(getOf("SSH-2.0-OpenSSH_9.2\r\n\r\n")
                   .error.find("localhost does not answer as a web server does"),

@@ -37,10 +37,11 @@ public:
     Connector(std::shared_ptr<IoGate> gate, Settings settings)
         : m_gate(std::move(gate))
         , m_settings(std::move(settings)) { }
+    virtual ~Connector() = default;
 
     /// A stream on which requests may be sent. For a secure destination: TLS 1.2 or later, chain
     /// trusted by the system, certificate for this host (RFC 9525).
-    boost::asio::awaitable<Expected<ClientStream>> connect(
+    virtual boost::asio::awaitable<Expected<ClientStream>> connect(
         Destination destination, AbortSignal& abort);
 
     const Settings& settings() const { return m_settings; }

@@ -21,21 +21,6 @@ namespace {
 
 constexpr std::chrono::milliseconds destructionFlushLimit{250};
 
-/// What the user of a WebSocket holds.
-class ChannelWebSocket : public WebSocket {
-public:
-    explicit ChannelWebSocket(std::shared_ptr<SocketChannel> channel)
-        : m_channel(std::move(channel)) { }
-    ~ChannelWebSocket() override { m_channel->abandon(); }
-
-    void send(std::vector<std::string> pieces) override { m_channel->send(std::move(pieces)); }
-    void setTimers(WebSocketTimers timers) override { m_channel->setTimers(std::move(timers)); }
-    void close() override { m_channel->close(); }
-
-private:
-    const std::shared_ptr<SocketChannel> m_channel;
-};
-
 class DataTask : public URLSessionDataTask {
 public:
     explicit DataTask(std::function<void()> begin)
@@ -142,7 +127,7 @@ std::shared_ptr<WebSocket> LinuxNetwork::Impl::open(
         m_sessions.insert(session);
         session->start([this](WebSocketSession* ended) { sessionEnded(ended); });
     });
-    return std::make_shared<ChannelWebSocket>(channel);
+    return makeWebSocket(channel);
 }
 
 void LinuxNetwork::Impl::flush(std::chrono::milliseconds limit) {

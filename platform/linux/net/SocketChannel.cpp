@@ -20,6 +20,21 @@ std::size_t sizeOf(const MessagePieces& message) {
     return size;
 }
 
+/// What the user of a WebSocket holds.
+class ChannelWebSocket : public WebSocket {
+public:
+    explicit ChannelWebSocket(std::shared_ptr<SocketChannel> channel)
+        : m_channel(std::move(channel)) { }
+    ~ChannelWebSocket() override { m_channel->abandon(); }
+
+    void send(std::vector<std::string> pieces) override { m_channel->send(std::move(pieces)); }
+    void setTimers(WebSocketTimers timers) override { m_channel->setTimers(std::move(timers)); }
+    void close() override { m_channel->close(); }
+
+private:
+    const std::shared_ptr<SocketChannel> m_channel;
+};
+
 } // namespace
 
 SocketChannel::SocketChannel(Application& application, std::weak_ptr<WebSocketDelegate> delegate,
@@ -196,6 +211,10 @@ void SocketChannel::dispatch(const Event& event) {
     if (const auto delegate = m_delegate.lock()) {
         event(*delegate);
     }
+}
+
+std::shared_ptr<WebSocket> makeWebSocket(std::shared_ptr<SocketChannel> channel) {
+    return std::make_shared<ChannelWebSocket>(std::move(channel));
 }
 
 } // namespace platform::linux_

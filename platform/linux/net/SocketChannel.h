@@ -84,4 +84,7 @@ private:
     bool m_ended = false;
 };
 
+/// What the user of a WebSocket holds.
+std::shared_ptr<WebSocket> makeWebSocket(std::shared_ptr<SocketChannel> channel);
+
 } // namespace platform::linux_
