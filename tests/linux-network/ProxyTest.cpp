@@ -21,13 +21,14 @@ protected:
     ~ProxyTest() override { unsetenv("https_proxy"); }
 
     /// The error's text, or the body when there is none, of a GET through `proxy`.
-    static std::string getThrough(const std::string& proxy) {
+    static std::string getThrough(
+        const std::string& proxy, const std::string& host = "server.example") {
         setenv("https_proxy", proxy.c_str(), 1);
         TestApplication application;
         LinuxNetwork network(application);
         std::promise<std::string> promise;
         network
-            .dataTaskWithURL("https://server.example:8443/",
+            .dataTaskWithURL("https://" + host + ":8443/",
                 [&](auto data, auto, auto error) {
                     promise.set_value(error ? error->localizedDescription : *data);
                 })
@@ -41,6 +42,23 @@ protected:
         return "localhost:" + std::to_string(server.port());
     }
 
+    /// A proxy and the server behind it in one, with a certificate for these names.
+    static TcpScript proxyAndServer(const std::string& names, std::string* connect = nullptr) {
+        CertificateRequest certificate;
+        certificate.alternativeNames = names;
+        const ServerContext context = serverContext(trustedIdentity(certificate));
+        return [context, connect](TcpSocket& socket) {
+            const std::string request = readRequest(socket);
+            if (connect != nullptr) {
+                *connect = request;
+            }
+            asio::write(socket, asio::buffer("HTTP/1.1 200 Connected\r\n\r\n", 26));
+            TlsSocket tls(std::move(socket), *context);
+            tls.handshake(asio::ssl::stream_base::server);
+            answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok")(tls);
+        };
+    }
+
     /// A proxy that answers CONNECT with this text and hangs up.
     static TcpScript refusing(std::string answer) {
         return [answer](TcpSocket& socket) {
@@ -51,21 +69,38 @@ protected:
 };
 
 TEST_F(ProxyTest, ServerIsReachedThroughTheProxy) {
-    CertificateRequest certificate;
-    certificate.alternativeNames = "DNS:server.example";
-    const ServerContext context = serverContext(trustedIdentity(certificate));
     std::string request;
-    const TestServer server([&](TcpSocket& socket) {
-        request = readRequest(socket);
-        asio::write(socket, asio::buffer("HTTP/1.1 200 Connected\r\n\r\n", 26));
-        TlsSocket tls(std::move(socket), *context); // the proxy and the server in one
-        tls.handshake(asio::ssl::stream_base::server);
-        answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok")(tls);
-    });
+    const TestServer server(proxyAndServer("DNS:server.example", &request));
     EXPECT_EQ(getThrough("http://us%40er:pass@" + address(server)), "ok");
     EXPECT_EQ(request,
         "CONNECT server.example:8443 HTTP/1.1\r\nHost: server.example:8443\r\n"
         "Proxy-Authorization: Basic dXNAZXI6cGFzcw==\r\n\r\n");
+}
+
+// Names that no name service here knows are reached this way, too.
+TEST_F(ProxyTest, WildcardCoversOneLabelBelow) {
+    const TestServer server(proxyAndServer("DNS:*.server.example"));
+    EXPECT_EQ(getThrough(address(server), "a.server.example"), "ok");
+    EXPECT_EQ(getThrough(address(server), "A-b.Server.Example"), "ok");
+    EXPECT_EQ(getThrough(address(server), "b.a.server.example"),
+        "certificate does not belong to b.a.server.example");
+    EXPECT_EQ(getThrough(address(server)), "certificate does not belong to server.example");
+}
+
+TEST_F(ProxyTest, WildcardInsideALabelOrOfATopLevelCoversNothing) {
+    for (const char* name : {"DNS:*.example", "DNS:s*r.server.example", "DNS:a.*.example"}) {
+        const TestServer server(proxyAndServer(name));
+        for (const char* host : {"server.example", "sar.server.example", "a.server.example"}) {
+            EXPECT_EQ(getThrough(address(server), host),
+                std::string("certificate does not belong to ") + host)
+                << name;
+        }
+    }
+}
+
+TEST_F(ProxyTest, InternationalisedNameIsMatchedByItsAsciiForm) {
+    const TestServer server(proxyAndServer("DNS:xn--bcher-kva.server.example"));
+    EXPECT_EQ(getThrough(address(server), "b%C3%BCcher.server.example"), "ok");
 }
 
 TEST_F(ProxyTest, RefusalsAreToldInWords) {
