@@ -167,8 +167,8 @@ public:
     }
     std::shared_ptr<WebSocket> openWebSocket(
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) override {
-        const auto channel = std::make_shared<SocketChannel>(
-            m_platform.application(), std::move(delegate), m_gate, m_silenced);
+        const auto channel = std::make_shared<SocketChannel>(m_platform.application(),
+            std::move(delegate), m_gate, m_silenced, std::size_t{1} << 30);
         m_session = std::make_shared<WebSocketSession>(
             m_connector, channel, request, std::chrono::seconds(2), m_io.get_executor());
         m_session->start([](WebSocketSession*) {});

@@ -362,6 +362,35 @@ TEST_F(WebSocketTest, FloodDoesNotFillMemoryWhileTheMainThreadIsBlocked) {
     EXPECT_EQ(m_delegate->data.size(), total);
 }
 
+TEST_F(WebSocketTest, ServerThatLeavesItsAnswersUnreadIsNotReadFromEither) {
+    constexpr std::size_t total = std::size_t{16} << 20;
+    const std::string block(std::size_t{16} << 10, 'x');
+    const std::string answer(std::size_t{16} << 20, 'a');
+    bool stuck = false;
+    std::size_t received = 0;
+    const TestServer server(m_context, webSocketScript([&](ServerWebSocket& socket) {
+        socket.next_layer().next_layer().set_option(asio::socket_base::send_buffer_size(65536));
+        for (std::size_t sent = 0; sent < total; sent += block.size()) {
+            if (!stuck && isStuck(socket.next_layer().next_layer())) {
+                stuck = true;
+                received = readMessage(socket).size();
+                received += readMessage(socket).size();
+            }
+            socket.write(asio::buffer(block));
+        }
+        socket.close(websocket::close_code::normal);
+    }));
+    m_options.unsentLimit = std::size_t{1} << 20;
+    LinuxNetwork network(m_application, m_options);
+    const auto socket = network.openWebSocket(requestFor(server.port()), m_delegate);
+    socket->send({answer});
+    socket->send({answer}); // waits until the first has gone out
+    EXPECT_TRUE(runUntilClosed());
+    EXPECT_TRUE(stuck);
+    EXPECT_EQ(received, 2 * answer.size());
+    EXPECT_EQ(m_delegate->data.size(), total);
+}
+
 TEST_F(WebSocketTest, DroppingTheLastReferenceSendsTheRestAndDeliversNothing) {
     std::promise<std::vector<std::string>> promise;
     const std::string large(std::size_t{4} << 20, 'L');

@@ -119,8 +119,8 @@ void LinuxNetwork::Impl::get(const std::string& url, DataTaskCompletion completi
 
 std::shared_ptr<WebSocket> LinuxNetwork::Impl::open(
     const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
-    const auto channel
-        = std::make_shared<SocketChannel>(m_application, std::move(delegate), m_gate, m_silenced);
+    const auto channel = std::make_shared<SocketChannel>(
+        m_application, std::move(delegate), m_gate, m_silenced, m_options.unsentLimit);
     post([this, channel, request] {
         const auto session = std::make_shared<WebSocketSession>(
             m_connector, channel, request, m_options.closeLimit, m_io.context().get_executor());

@@ -19,6 +19,9 @@ struct LinuxNetworkOptions {
     std::chrono::milliseconds nextAddressDelay{250};
     /// How long a close waits for a server that does nothing any more.
     std::chrono::milliseconds closeLimit{2000};
+    /// Bytes that may wait to be sent on a WebSocket before nothing more is read from it. Far above
+    /// what an honest server leaves unread.
+    std::size_t unsentLimit = std::size_t{512} << 20;
 };
 
 /// Boost.Beast over Asio and OpenSSL, on one thread, with a second one for completions. Reads the

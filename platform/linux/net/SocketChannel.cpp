@@ -38,11 +38,13 @@ private:
 } // namespace
 
 SocketChannel::SocketChannel(Application& application, std::weak_ptr<WebSocketDelegate> delegate,
-    std::shared_ptr<IoGate> gate, std::shared_ptr<const std::atomic<bool>> silenced)
+    std::shared_ptr<IoGate> gate, std::shared_ptr<const std::atomic<bool>> silenced,
+    std::size_t unsentLimit)
     : m_application(application)
     , m_delegate(std::move(delegate))
     , m_gate(std::move(gate))
-    , m_silenced(std::move(silenced)) {
+    , m_silenced(std::move(silenced))
+    , m_unsentLimit(unsentLimit) {
 }
 
 void SocketChannel::send(MessagePieces message) {
@@ -121,7 +123,7 @@ bool SocketChannel::isEnding() {
 
 bool SocketChannel::wantsData() {
     const std::lock_guard lock(m_mutex);
-    return m_waitingBytes < waitingLimit && m_unsentBytes < unsentLimit;
+    return m_waitingBytes < waitingLimit && m_unsentBytes < m_unsentLimit;
 }
 
 void SocketChannel::deliverOpen(std::string subprotocol) {

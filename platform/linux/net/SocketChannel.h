@@ -27,13 +27,13 @@ class SocketChannel : public std::enable_shared_from_this<SocketChannel> {
 public:
     /// So many bytes wait for the main thread until the session stops reading.
     static constexpr std::size_t waitingLimit = std::size_t{1} << 20;
-    /// So many bytes wait to be sent until the session stops reading: a server that asks and never
-    /// reads its answers does not fill the memory. Far above what an honest one leaves unread.
-    static constexpr std::size_t unsentLimit = std::size_t{512} << 20;
 
-    /// `silenced` is the network's: once true, no event is delivered any more.
+    /// `silenced` is the network's: once true, no event is delivered any more. While `unsentLimit`
+    /// bytes wait to be sent the session stops reading: a server that asks and never reads its
+    /// answers does not fill the memory.
     SocketChannel(Application& application, std::weak_ptr<WebSocketDelegate> delegate,
-        std::shared_ptr<IoGate> gate, std::shared_ptr<const std::atomic<bool>> silenced);
+        std::shared_ptr<IoGate> gate, std::shared_ptr<const std::atomic<bool>> silenced,
+        std::size_t unsentLimit);
 
     // The user's side.
     void send(MessagePieces message);
@@ -71,6 +71,7 @@ private:
     const std::weak_ptr<WebSocketDelegate> m_delegate;
     const std::shared_ptr<IoGate> m_gate;
     const std::shared_ptr<const std::atomic<bool>> m_silenced;
+    const std::size_t m_unsentLimit;
 
     std::mutex m_mutex;
     std::weak_ptr<WebSocketSession> m_session;
