@@ -3,6 +3,8 @@
 
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/write.hpp>
+#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/field.hpp>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -110,6 +112,20 @@ TlsScript answering(std::string response) {
         boost::system::error_code ignored;
         tls.shutdown(ignored);
     };
+}
+
+std::string readMessage(ServerWebSocket& socket) {
+    boost::beast::flat_buffer buffer;
+    socket.read(buffer);
+    return boost::beast::buffers_to_string(buffer.data());
+}
+
+void readToTheEnd(ServerWebSocket& socket) {
+    boost::system::error_code error;
+    while (!error) {
+        boost::beast::flat_buffer buffer;
+        socket.read(buffer, error);
+    }
 }
 
 std::uint16_t unusedPort() {

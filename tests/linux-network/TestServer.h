@@ -66,5 +66,10 @@ std::string readRequest(Stream& stream);
 /// Reads a request, writes `response` as it stands, ends the TLS connection.
 TlsScript answering(std::string response);
 
+/// The next message, whole.
+std::string readMessage(ServerWebSocket& socket);
+/// Reads until the client closes, and answers its close.
+void readToTheEnd(ServerWebSocket& socket);
+
 /// A port on which nothing listens.
 std::uint16_t unusedPort();

@@ -5,7 +5,6 @@
 #include "tests/linux-network/TestServer.h"
 
 #include <boost/asio/write.hpp>
-#include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <future>
 #include <gtest/gtest.h>
@@ -19,21 +18,6 @@ namespace websocket = beast::websocket;
 
 using platform::linux_::LinuxNetwork;
 using platform::linux_::LinuxNetworkOptions;
-
-std::string readMessage(ServerWebSocket& socket) {
-    beast::flat_buffer buffer;
-    socket.read(buffer);
-    return beast::buffers_to_string(buffer.data());
-}
-
-/// Reads until the client closes, and answers its close.
-void readToTheEnd(ServerWebSocket& socket) {
-    boost::system::error_code error;
-    while (!error) {
-        beast::flat_buffer buffer;
-        socket.read(buffer, error);
-    }
-}
 
 class WebSocketTest : public testing::Test {
 protected:

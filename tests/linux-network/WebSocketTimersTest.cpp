@@ -4,8 +4,6 @@
 #include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
 
-#include <boost/beast/core/buffers_to_string.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
 #include <gtest/gtest.h>
 
 namespace {
@@ -17,18 +15,6 @@ using platform::WebSocketTimers;
 using platform::linux_::LinuxNetwork;
 using platform::linux_::LinuxNetworkOptions;
 using std::chrono::milliseconds;
-
-std::string readMessage(ServerWebSocket& socket) {
-    beast::flat_buffer buffer;
-    socket.read(buffer);
-    return beast::buffers_to_string(buffer.data());
-}
-
-void readToTheEnd(ServerWebSocket& socket) {
-    while (true) {
-        readMessage(socket); // until it throws
-    }
-}
 
 class WebSocketTimersTest : public testing::Test {
 protected:
