@@ -37,12 +37,4 @@ void ClientStream::readSome(boost::asio::mutable_buffer buffer, ByteLayer::Done 
     m_layer->readSome(buffer, noting);
 }
 
-void ClientStream::writeSome(boost::asio::const_buffer buffer, ByteLayer::Done done) {
-    m_layer->writeSome(
-        buffer, [this, done = std::move(done)](const ErrorCode& error, std::size_t length) {
-            m_written += length;
-            done(error, length);
-        });
-}
-
 } // namespace platform::linux_

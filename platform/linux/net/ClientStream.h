@@ -8,7 +8,6 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/core/role.hpp>
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,11 +29,6 @@ public:
     /// has come in, also when the rest of the response never does.
     std::optional<unsigned> responseStatus() const;
 
-    /// A number that changes whenever the peer takes in some of what was written.
-    std::uint64_t writeProgress() {
-        return m_written - static_cast<std::uint64_t>(m_layer->unacknowledgedBytes());
-    }
-
     /// AsyncReadStream. Reads into the first buffer alone.
     template <typename Buffers, typename Token>
     auto async_read_some(const Buffers& buffers, Token&& token) {
@@ -50,7 +44,7 @@ public:
     auto async_write_some(const Buffers& buffers, Token&& token) {
         return boost::asio::async_initiate<Token, void(ErrorCode, std::size_t)>(
             [this](auto handler, boost::asio::const_buffer buffer) {
-                writeSome(buffer, erased(std::move(handler)));
+                m_layer->writeSome(buffer, erased(std::move(handler)));
             },
             token, gathered(buffers));
     }
@@ -90,12 +84,10 @@ private:
     }
 
     void readSome(boost::asio::mutable_buffer buffer, ByteLayer::Done done);
-    void writeSome(boost::asio::const_buffer buffer, ByteLayer::Done done);
 
     std::unique_ptr<ByteLayer> m_layer;
     std::string m_beginning; // of what was received
     std::string m_gathered; // being written
-    std::uint64_t m_written = 0; // bytes
 };
 
 // What Beast's WebSocket asks of the stream below it.

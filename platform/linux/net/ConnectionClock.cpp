@@ -17,12 +17,10 @@ bool isSet(std::chrono::milliseconds duration) {
 
 } // namespace
 
-ConnectionClock::ConnectionClock(Duration stallLimit, Time now)
-    : m_stallLimit(stallLimit)
-    , m_received(now)
+ConnectionClock::ConnectionClock(Time now)
+    : m_received(now)
     , m_sent(now)
-    , m_deadline(now)
-    , m_progressed(now) {
+    , m_deadline(now) {
 }
 
 void ConnectionClock::setTimers(const WebSocketTimers& timers, Time now) {
@@ -36,10 +34,6 @@ void ConnectionClock::received(Time now) {
     m_received = now;
 }
 
-void ConnectionClock::beginsToSend(Time now) {
-    m_progressed = now;
-}
-
 void ConnectionClock::sent(Time now) {
     m_sent = now;
 }
@@ -47,13 +41,6 @@ void ConnectionClock::sent(Time now) {
 ConnectionClock::Due ConnectionClock::due(const State& state, Time now) {
     if (state.writes) {
         m_sent = now; // a message on its way is a sign of life as well
-    }
-    if (!state.writes || state.progress != m_progress) {
-        m_progress = state.progress;
-        m_progressed = now;
-    }
-    if (now >= m_progressed + m_stallLimit) {
-        return Due::lostByStall;
     }
     if (isSet(m_timers.silenceLimit) && state.reads && now >= m_received + m_timers.silenceLimit) {
         return Due::lostBySilence;
@@ -74,9 +61,6 @@ ConnectionClock::Time ConnectionClock::next(const State& state, Time now) const 
             time = std::min(time, isKnown && due > now ? due : now + limit / looksPerLimit);
         }
     };
-    if (state.writes) {
-        until(false, {}, m_stallLimit);
-    }
     until(state.reads, m_received + m_timers.silenceLimit, m_timers.silenceLimit);
     until(true, m_deadline, m_timers.deadline);
     until(!state.writes, m_sent + m_timers.beatInterval, m_timers.beatInterval);

@@ -5,7 +5,6 @@
 #include "platform/Network.h"
 
 #include <chrono>
-#include <cstdint>
 
 namespace platform::linux_ {
 
@@ -15,16 +14,14 @@ class ConnectionClock {
 public:
     using Time = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::milliseconds;
-    enum class Due { nothing, beat, lostBySilence, lostByDeadline, lostByStall };
+    enum class Due { nothing, beat, lostBySilence, lostByDeadline };
 
-    /// `stallLimit`: how long a write may make no progress.
-    ConnectionClock(Duration stallLimit, Time now);
+    explicit ConnectionClock(Time now);
 
     /// Replaces the timers, which count from now.
     void setTimers(const WebSocketTimers& timers, Time now);
     const WebSocketTimers& timers() const { return m_timers; }
     void received(Time now);
-    void beginsToSend(Time now);
     void sent(Time now);
 
     /// What the connection is doing at the moment when it asks.
@@ -32,20 +29,16 @@ public:
         bool reads = false; // silence counts only while somebody listens
         bool writes = false;
         bool hasUnreadData = false; // the answer may be there, but the main thread is busy
-        std::uint64_t progress = 0; // of writing: any number that changes with it
     };
     Due due(const State& state, Time now);
     /// When to ask next, at the latest.
     Time next(const State& state, Time now) const;
 
 private:
-    Duration m_stallLimit;
     WebSocketTimers m_timers;
     Time m_received;
     Time m_sent;
     Time m_deadline;
-    Time m_progressed;
-    std::uint64_t m_progress = 0;
 };
 
 } // namespace platform::linux_

@@ -58,7 +58,7 @@ WebSocketSession::WebSocketSession(Connector& connector, std::shared_ptr<SocketC
     , m_channel(std::move(channel))
     , m_request(std::move(request))
     , m_closeLimit(closeLimit)
-    , m_clock(connector.settings().stallLimit, steady_clock::now())
+    , m_clock(steady_clock::now())
     , m_watchTimer(io)
     , m_closeTimer(io) {
 }
@@ -213,7 +213,6 @@ void WebSocketSession::didRead(const error_code& error, std::size_t length) {
 
 void WebSocketSession::write(MessagePieces message) {
     m_writing = true;
-    m_clock.beginsToSend(steady_clock::now());
     m_output = std::move(message);
     std::vector<asio::const_buffer> buffers;
     buffers.reserve(m_output.size());
@@ -227,7 +226,6 @@ void WebSocketSession::write(MessagePieces message) {
         buffers, [self = shared_from_this()](const error_code& error, std::size_t) {
             self->didWrite(error);
         });
-    watch();
 }
 
 void WebSocketSession::didWrite(const error_code& error) {
@@ -253,26 +251,21 @@ void WebSocketSession::watch() {
     }
     const auto now = steady_clock::now();
     const auto state = [this] {
-        return ConnectionClock::State{.reads = m_reading,
-            .writes = m_writing,
-            .hasUnreadData = m_channel->hasWaitingData(),
-            .progress = m_stream->next_layer().writeProgress()};
+        return ConnectionClock::State{
+            .reads = m_reading, .writes = m_writing, .hasUnreadData = m_channel->hasWaitingData()};
     };
     switch (m_clock.due(state(), now)) {
     case ConnectionClock::Due::nothing:
         break;
     case ConnectionClock::Due::beat:
-        write({m_clock.timers().beat}); // which watches on
-        return;
+        write({m_clock.timers().beat});
+        break;
     case ConnectionClock::Due::lostBySilence:
         end(m_peer.name + " has been silent for " + durationText(m_clock.timers().silenceLimit));
         return;
     case ConnectionClock::Due::lostByDeadline:
         end(networkErrorText(
             {m_peer.name, m_peer.port, m_clock.timers().deadline}, asio::error::timed_out));
-        return;
-    case ConnectionClock::Due::lostByStall:
-        end(m_peer.name + " has taken in nothing for " + durationText(m_peer.limit));
         return;
     }
     m_watchTimer.expires_at(m_clock.next(state(), now));
