@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// Texts between the program (UTF-8) and Foundation. For Objective-C++ only.
+#pragma once
+
+#include "platform/Platform.h"
+#include "platform/Utf8.h"
+#include "platform/macos/PropertyList.h"
+
+#import <Foundation/Foundation.h>
+
+namespace platform {
+
+/// Ill-formed parts become U+FFFD.
+inline NSString* stringOfText(std::string_view text)
+{
+    NSString* const string = [[NSString alloc] initWithBytes:text.data()
+                                                      length:text.size()
+                                                    encoding:NSUTF8StringEncoding];
+    return string == nil ? stringOfText(utf8Repaired(text)) : string;
+}
+
+inline std::string textOfString(NSString* string) { return textOf((__bridge CFStringRef)string); }
+
+/// For an address that the program has found to form a URL.
+inline NSURL* urlOf(const std::string& text)
+{
+    NSURL* const url = [NSURL URLWithString:stringOfText(text)];
+    if (url == nil) {
+        fatalError("not a URL: " + text);
+    }
+    return url;
+}
+
+} // namespace platform

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#include "platform/macos/LogFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform {
+
+std::string logLine(LogText text) {
+    std::string line;
+    for (const std::string_view piece : text) {
+        line += piece;
+    }
+    std::erase(line, '\0');
+    return line;
+}
+
+bool isOwnLogFile(const std::string& path) {
+    const int descriptor = open(path.c_str(),
+        O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) {
+        return false;
+    }
+    struct stat status { };
+    const bool isOwn
+        = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+    close(descriptor);
+    return isOwn;
+}
+
+} // namespace platform

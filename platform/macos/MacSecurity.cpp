@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+#include "platform/macos/MacPlatform.h"
+#include "platform/macos/PropertyList.h"
+
+#include <Security/Security.h>
+#include <vector>
+
+// The file-based keychain is deprecated without a successor that holds a user's identities: there
+// is no other way to the default keychain, to its dialogues, and to a serial number in this form.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+namespace platform {
+
+namespace {
+
+using Certificate = KeychainObject<SecCertificate, ::SecCertificateRef>;
+using Key = KeychainObject<SecKey, ::SecKeyRef>;
+using Identity = KeychainObject<SecIdentity, ::SecIdentityRef>;
+
+/// The platform's own object for a key or value of a query, borrowed; null when there is none.
+CFTypeRef constantOf(const PropertyValue& value) {
+    if (const bool* flag = value.as<bool>()) {
+        return *flag ? kCFBooleanTrue : kCFBooleanFalse;
+    }
+    const std::pair<const char*, CFStringRef> constants[]
+        = {{kSecClass, ::kSecClass}, {kSecClassIdentity, ::kSecClassIdentity},
+            {kSecReturnData, ::kSecReturnData}, {kSecReturnRef, ::kSecReturnRef},
+            {kSecMatchLimit, ::kSecMatchLimit}, {kSecMatchLimitAll, ::kSecMatchLimitAll}};
+    const auto* text = value.as<std::string>();
+    for (const auto& [name, constant] : constants) {
+        if (text != nullptr && *text == name) {
+            return constant;
+        }
+    }
+    return nullptr;
+}
+
+/// The query with its entries in their order; null when one of them is not known.
+Owned<CFDictionaryRef> platformQuery(const PropertyDictionary& query) {
+    std::vector<const void*> keys;
+    std::vector<const void*> values;
+    for (const auto& [key, value] : query.entries()) {
+        keys.push_back(constantOf(key));
+        values.push_back(constantOf(value));
+        if (keys.back() == nullptr || values.back() == nullptr) {
+            return {};
+        }
+    }
+    return Owned<CFDictionaryRef>(CFDictionaryCreate(kCFAllocatorDefault, keys.data(),
+        values.data(), static_cast<CFIndex>(keys.size()), &kCFTypeDictionaryKeyCallBacks,
+        &kCFTypeDictionaryValueCallBacks));
+}
+
+::SecKeyAlgorithm constantOf(SecKeyAlgorithm algorithm) {
+    return algorithm == SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256
+        ? ::kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256
+        : ::kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1;
+}
+
+/// The platform's object behind a reference, borrowed. There are none but this keychain's.
+template <typename Object, typename Ref>
+auto objectOf(const Ref& reference) {
+    return dynamic_cast<const Object&>(*reference).get();
+}
+
+/// The copied object under its status; no value when there is none.
+template <typename Object, typename Result, typename Ref>
+SecResult<Result> resultOf(OSStatus status, Owned<Ref> copied) {
+    if (!copied) {
+        return {status, std::nullopt};
+    }
+    return {status, std::make_shared<Object>(std::move(copied))};
+}
+
+class MacSecurity final : public Security {
+    OSStatus SecKeychainCopyDefault() override {
+        Owned<SecKeychainRef> keychain;
+        return ::SecKeychainCopyDefault(keychain.out());
+    }
+
+    SecResult<PropertyArray> SecItemCopyMatching(const PropertyDictionary& query) override {
+        const Owned<CFDictionaryRef> dictionary = platformQuery(query);
+        if (!dictionary) {
+            return {errSecParam, std::nullopt};
+        }
+        Owned<CFTypeRef> found;
+        const OSStatus status = ::SecItemCopyMatching(dictionary.get(), found.out());
+        if (!found) {
+            return {status, std::nullopt};
+        }
+        return {status, arrayOf(static_cast<CFArrayRef>(found.get()))};
+    }
+
+    SecResult<SecKeyRef> SecIdentityCopyPrivateKey(const SecIdentityRef& identity) override {
+        Owned<::SecKeyRef> key;
+        const auto status = ::SecIdentityCopyPrivateKey(objectOf<Identity>(identity), key.out());
+        return resultOf<Key, SecKeyRef>(status, std::move(key));
+    }
+
+    SecResult<SecCertificateRef> SecIdentityCopyCertificate(
+        const SecIdentityRef& identity) override {
+        Owned<::SecCertificateRef> copied;
+        const auto status
+            = ::SecIdentityCopyCertificate(objectOf<Identity>(identity), copied.out());
+        return resultOf<Certificate, SecCertificateRef>(status, std::move(copied));
+    }
+
+    std::optional<Bytes> SecCertificateCopySerialNumber(
+        const SecCertificateRef& certificate) override {
+        const Owned<CFDataRef> serial(
+            ::SecCertificateCopySerialNumber(objectOf<Certificate>(certificate), nullptr));
+        return serial ? std::optional(bytesOfData(serial.get())) : std::nullopt;
+    }
+
+    std::optional<PropertyDictionary> SecCertificateCopyValues(
+        const SecCertificateRef& certificate) override {
+        const Owned<CFDictionaryRef> values(
+            ::SecCertificateCopyValues(objectOf<Certificate>(certificate), nullptr, nullptr));
+        return values ? std::optional(dictionaryOf(values.get())) : std::nullopt;
+    }
+
+    bool SecKeyIsAlgorithmSupported(
+        const SecKeyRef& key, SecKeyOperationType, SecKeyAlgorithm algorithm) override {
+        return ::SecKeyIsAlgorithmSupported(
+            objectOf<Key>(key), kSecKeyOperationTypeSign, constantOf(algorithm));
+    }
+
+    SecSignature SecKeyCreateSignature(
+        const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override {
+        const Owned<CFDataRef> input(
+            CFDataCreate(kCFAllocatorDefault, data.data(), static_cast<CFIndex>(data.size())));
+        Owned<CFErrorRef> error;
+        const Owned<CFDataRef> signature(::SecKeyCreateSignature(
+            objectOf<Key>(key), constantOf(algorithm), input.get(), error.out()));
+        if (signature) {
+            return {bytesOfData(signature.get()), std::nullopt};
+        }
+        return {std::nullopt, error ? std::optional(descriptionOf(error.get())) : std::nullopt};
+    }
+
+    std::optional<std::string> SecCopyErrorMessageString(OSStatus status) override {
+        const Owned<CFStringRef> text(::SecCopyErrorMessageString(status, nullptr));
+        return text ? std::optional(textOf(text.get())) : std::nullopt;
+    }
+
+    OSStatus SecKeychainSetUserInteractionAllowed(bool allowed) override {
+        return ::SecKeychainSetUserInteractionAllowed(allowed);
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Security> makeMacSecurity() {
+    return std::make_unique<MacSecurity>();
+}
+
+} // namespace platform

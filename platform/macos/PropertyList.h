@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// Core Foundation's values as the program's own. All arguments are borrowed and not null.
+#pragma once
+
+#include "platform/Types.h"
+#include "platform/macos/Owned.h"
+
+#include <string>
+
+namespace platform {
+
+/// UTF-8; an unpaired surrogate becomes a question mark.
+std::string textOf(CFStringRef string);
+/// The description of any object, for log lines.
+std::string descriptionOf(CFTypeRef object);
+
+Bytes bytesOfData(CFDataRef data);
+PropertyArray arrayOf(CFArrayRef array);
+/// Entries whose key is no text are left out.
+PropertyDictionary dictionaryOf(CFDictionaryRef dictionary);
+/// Numbers are truncated to whole ones; what has no counterpart becomes its description.
+PropertyValue propertyValueOf(CFTypeRef value);
+
+/// A certificate, key or identity of the keychain. Descriptions hold nothing secret.
+template <typename Base, typename Ref>
+class KeychainObject final : public Base {
+public:
+    explicit KeychainObject(Owned<Ref> object)
+        : m_object(std::move(object)) { }
+    Ref get() const { return m_object.get(); }
+    std::string description() const override { return descriptionOf(m_object.get()); }
+
+private:
+    Owned<Ref> m_object;
+};
+
+} // namespace platform

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+// Foundation, as far as it is used.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <CoreServices/CoreServices.h>
+#include <Foundation/NSObject.h>
+#include <dispatch/dispatch.h>
+
+#pragma clang assume_nonnull begin
+
+using NSTimeInterval = double;
+using NSStringEncoding = NSUInteger;
+enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
+
+struct NSFastEnumerationState {
+    unsigned long state;
+    __unsafe_unretained id _Nullable* _Nullable itemsPtr;
+    unsigned long* _Nullable mutationsPtr;
+    unsigned long extra[5];
+};
+
+@protocol NSFastEnumeration
+- (NSUInteger)countByEnumeratingWithState:(NSFastEnumerationState*)state
+                                  objects:(__unsafe_unretained id _Nullable* _Nonnull)buffer
+                                    count:(NSUInteger)length;
+@end
+
+@interface NSString : NSObject
+@property (readonly, copy) NSString* lowercaseString;
+- (nullable instancetype)initWithBytes:(const void*)bytes
+                                length:(NSUInteger)length
+                              encoding:(NSStringEncoding)encoding;
++ (instancetype)stringWithFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
+- (BOOL)isEqualToString:(NSString*)string;
+@end
+
+extern "C" void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
+extern "C" Class _Nullable NSClassFromString(NSString* name);
+
+@interface NSAttributedString : NSObject
+- (instancetype)initWithString:(NSString*)string;
+@end
+
+@interface NSMutableAttributedString : NSAttributedString
+- (void)appendAttributedString:(NSAttributedString*)string;
+@end
+
+@interface NSData : NSObject
+@property (readonly) NSUInteger length;
+@property (readonly) const void* _Nullable bytes;
+@end
+
+@interface NSArray<__covariant ObjectType> : NSObject <NSFastEnumeration>
+@end
+
+@interface NSMutableArray<ObjectType> : NSArray <ObjectType>
++ (instancetype)array;
+- (void)addObject:(ObjectType)object;
+@end
+
+@interface NSHashTable<ObjectType> : NSObject <NSFastEnumeration>
++ (NSHashTable<ObjectType>*)weakObjectsHashTable;
+- (void)addObject:(nullable ObjectType)object;
+@end
+
+@interface NSError : NSObject
+@property (readonly, copy) NSString* localizedDescription;
+@end
+
+@interface NSUUID : NSObject
++ (instancetype)UUID;
+@property (readonly, copy) NSString* UUIDString;
+@end
+
+@interface NSNotification : NSObject
+@end
+
+@interface NSURL : NSObject
++ (nullable instancetype)URLWithString:(NSString*)string;
+@property (nullable, readonly, copy) NSString* absoluteString;
+@property (nullable, readonly, copy) NSString* scheme;
+@end
+
+@interface NSBundle : NSObject
+@property (class, readonly, strong) NSBundle* mainBundle;
+@property (nullable, readonly, copy) NSString* bundleIdentifier;
+- (nullable id)objectForInfoDictionaryKey:(NSString*)key;
+@end
+
+struct NSOperatingSystemVersion {
+    NSInteger majorVersion;
+    NSInteger minorVersion;
+    NSInteger patchVersion;
+};
+
+@interface NSProcessInfo : NSObject
+@property (class, readonly, strong) NSProcessInfo* processInfo;
+@property (readonly, copy) NSArray<NSString*>* arguments;
+@property (readonly) NSOperatingSystemVersion operatingSystemVersion;
+@end
+
+@interface NSAppleEventDescriptor : NSObject
+- (nullable NSAppleEventDescriptor*)paramDescriptorForKeyword:(AEKeyword)keyword;
+@property (nullable, readonly, copy) NSString* stringValue;
+@end
+
+@interface NSAppleEventManager : NSObject
++ (NSAppleEventManager*)sharedAppleEventManager;
+- (void)setEventHandler:(id)handler
+            andSelector:(SEL)handleEventSelector
+          forEventClass:(AEEventClass)eventClass
+             andEventID:(AEEventID)eventID;
+@end
+
+__attribute__((deprecated))
+@interface NSUserNotification : NSObject
+@property (nullable, copy) NSString* title;
+@property (nullable, copy) NSString* informativeText;
+@end
+
+__attribute__((deprecated))
+@interface NSUserNotificationCenter : NSObject
+@property (class, readonly, strong) NSUserNotificationCenter* defaultUserNotificationCenter;
+- (void)deliverNotification:(NSUserNotification*)notification;
+@end
+
+@interface NSOperationQueue : NSObject
+@property NSInteger maxConcurrentOperationCount;
+@property (nullable, assign) dispatch_queue_t underlyingQueue;
+@end
+
+#pragma clang assume_nonnull end
+
+#include <Foundation/NSURLSession.h>

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "platform/macos/LogFile.h"
+
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace {
+
+using platform::isOwnLogFile;
+
+TEST(LogLineTest, PiecesAreJoinedWithoutNul) {
+    const std::string_view pieces[]
+        = {"STOMP message received: ", std::string_view("{}\0", 3), "\0", " \xff"};
+    EXPECT_EQ(platform::logLine(pieces), "STOMP message received: {} \xff");
+    EXPECT_EQ(platform::logLine({}), "");
+}
+
+class LogFileTest : public testing::Test {
+protected:
+    std::string path(const std::string& name) const { return (folder.path() / name).string(); }
+    TemporaryFolder folder;
+};
+
+TEST_F(LogFileTest, MissingFileIsMadeForItsUserAlone) {
+    const mode_t before = umask(0);
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    umask(before);
+    struct stat status { };
+    ASSERT_EQ(stat(path("log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(LogFileTest, OwnFileKeepsItsContent) {
+    std::ofstream(path("log")) << "earlier line\n";
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    std::string line;
+    std::getline(std::ifstream(path("log")), line);
+    EXPECT_EQ(line, "earlier line");
+}
+
+TEST_F(LogFileTest, LinksPipesAndFoldersAreRefused) {
+    std::ofstream(path("target")) << "";
+    std::filesystem::create_symlink(path("target"), path("link"));
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(isOwnLogFile(path("link")));
+    EXPECT_FALSE(isOwnLogFile(path("pipe")));
+    EXPECT_FALSE(isOwnLogFile(folder.path().string()));
+    EXPECT_FALSE(isOwnLogFile(path("missing/log")));
+}
+
+TEST_F(LogFileTest, DevicesAreRefused) {
+    EXPECT_FALSE(isOwnLogFile("/dev/null"));
+}
+
+} // namespace
