@@ -1,8 +1,18 @@
 # SPDX-License-Identifier: MIT
 # Libraries, each linked by the rooms that wrap it.
 find_package(Threads REQUIRED)
+if(QUILLET_BOOST_HEADERS)
+  include(cmake/BoostHeaders.cmake)
+endif()
+if(APPLE)
+  return() # everything else is the system's
+endif()
+if(QUILLET_BOOST_HEADERS)
+  find_package(Boost 1.81 REQUIRED CONFIG)
+else()
+  find_package(Boost 1.81 REQUIRED CONFIG COMPONENTS json url)
+endif()
 find_package(OpenSSL 3 REQUIRED)
-find_package(Boost 1.81 REQUIRED CONFIG COMPONENTS json url)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(NSS REQUIRED IMPORTED_TARGET nss)
 

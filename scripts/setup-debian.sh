@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Installs what building, testing and the demo need on Debian 12. Does nothing when all is there.
+#   QUILLET_BOOST=1.83    another version of Boost, for systems that do not have 1.81
 set -euo pipefail
 
+boost=${QUILLET_BOOST:-1.81}
 packages=(
   ca-certificates            # the system's trust, read by the agent
   cmake ninja-build g++ pkg-config
-  libboost1.81-dev libboost-json1.81-dev libboost-url1.81-dev
+  "libboost$boost-dev" "libboost-json$boost-dev" "libboost-url$boost-dev"
   libssl-dev libnss3-dev
+  clang-14                   # checks the code of macOS, which is not compiled here
   libgtest-dev libgmock-dev libbenchmark-dev
   libnss3-tools openssl      # throwaway identities; independent verification
 )

@@ -11,7 +11,8 @@ check() {
   local what=$1 allowed=$2
   shift 2
   local found
-  found=$(grep -nHE '^[[:space:]]*#[[:space:]]*include' "$@" | grep -vE "include[[:space:]]+($allowed)")
+  found=$(grep -nHE '^[[:space:]]*#[[:space:]]*(include|import)' "$@" \
+    | grep -vE "(include|import)[[:space:]]+($allowed)")
   if [ -n "$found" ]; then
     echo "$what may not include:"
     echo "$found"
@@ -32,6 +33,11 @@ check 'ZqMacClient/' \
   "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.cpp
 check 'platform/linux/' "<.*>|\"platform/.*\"|\"(BundleInfo|DesktopEntry)\.h\"" \
   $(find platform/linux -name '*.h' -o -name '*.cpp')
+macos='"platform/(macos/)?[A-Za-z0-9]+\.h"'
+check 'platform/macos/' "<.*>|$macos" $(find platform/macos -name '*.h' -o -name '*.cpp' -o -name '*.mm')
+check 'what is plain C++ in platform/macos/' \
+  "$standard|<(CoreFoundation|Security)/[A-Za-z]+\.h>|<dispatch/dispatch\.h>|<(fcntl|unistd|sys/stat)\.h>|$macos" \
+  $(find platform/macos -name '*.cpp' -o -name '*.h' ! -name FoundationText.h)
 check 'devserver/' "<.*>|\"devserver/.*\"|\"frameworks/CRVStompClient/StompFrame\.h\"" \
   $(find devserver -name '*.h' -o -name '*.cpp')
 

@@ -86,9 +86,9 @@ public:
         m_eventReceiver = [[QuilletEventReceiver alloc] init];
         m_eventReceiver->_handler = std::move(handler);
         m_eventReceiver->_application = this;
+        const SEL selector = @selector(handleEvent:withReplyEvent:);
         [[NSAppleEventManager sharedAppleEventManager] setEventHandler:m_eventReceiver
-                                                           andSelector:@selector(handleEvent:
-                                                                              withReplyEvent:)
+                                                           andSelector:selector
                                                          forEventClass:eventClass
                                                             andEventID:eventId];
     }
