@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Texts between the program (UTF-8) and Foundation. For Objective-C++ only.
+// Texts and bytes between the program and Foundation. For Objective-C++ only.
 #pragma once
 
 #include "platform/Platform.h"
@@ -11,19 +11,22 @@
 namespace platform {
 
 /// Ill-formed parts become U+FFFD.
-inline NSString* stringOfText(std::string_view text)
-{
-    NSString* const string = [[NSString alloc] initWithBytes:text.data()
-                                                      length:text.size()
+inline NSString* stringOfText(std::string_view text) {
+    NSString* const string = [[NSString alloc] initWithBytes:text.data() length:text.size()
                                                     encoding:NSUTF8StringEncoding];
     return string == nil ? stringOfText(utf8Repaired(text)) : string;
 }
 
-inline std::string textOfString(NSString* string) { return textOf((__bridge CFStringRef)string); }
+inline std::string textOfString(NSString* string) {
+    return textOf((__bridge CFStringRef)string);
+}
+
+inline std::string contentOf(NSData* data) {
+    return {static_cast<const char*>(data.bytes), data.length};
+}
 
 /// For an address that the program has found to form a URL.
-inline NSURL* urlOf(const std::string& text)
-{
+inline NSURL* urlOf(const std::string& text) {
     NSURL* const url = [NSURL URLWithString:stringOfText(text)];
     if (url == nil) {
         fatalError("not a URL: " + text);

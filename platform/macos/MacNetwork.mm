@@ -33,11 +33,7 @@ void complete(
         completion({}, {}, TransportError{"the server redirects to an address that is not https"});
         return;
     }
-    std::optional<std::string> content;
-    if (data != nil) {
-        content.emplace(static_cast<const char*>(data.bytes), data.length);
-    }
-    completion(std::move(content),
+    completion(data == nil ? std::nullopt : std::optional(contentOf(data)),
         URLResponse{textOfString(response.URL.absoluteString), static_cast<int>(status)}, {});
 }
 

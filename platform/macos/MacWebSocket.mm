@@ -18,6 +18,7 @@ constexpr NSInteger largestMessage = NSInteger{257} << 20;
 constexpr std::size_t unsentLimit = std::size_t{512} << 20;
 constexpr NSTimeInterval idleLimit = 365.0 * 24 * 60 * 60; // a session may be silent for hours
 constexpr std::chrono::seconds openingLimit{60};
+constexpr std::chrono::seconds closingLimit{2}; // once all has been sent
 
 /// Left by each connection when it has ended.
 dispatch_group_t openSockets() {
@@ -111,13 +112,20 @@ dispatch_time_t fromNow(std::chrono::nanoseconds time) {
 
 - (void)didReceive:(NSURLSessionWebSocketMessage*)message error:(NSError*)error {
     _isReceiving = NO;
-    NSString* const text = message.string; // STOMP over WebSocket is text
-    if (text == nil) {
+    NSString* const text = message.string;
+    NSData* const binary = message.data;
+    if (text == nil && binary == nil) {
         [self failWithError:error];
-        return;
+    } else if (_muted) {
+        [self receive]; // lest a server that is not read from reads nothing itself
+    } else {
+        _isDelivering = YES;
+        [self deliver:text == nil ? platform::contentOf(binary) : platform::textOfString(text)];
     }
-    _isDelivering = YES;
-    const auto data = std::make_shared<std::string>(platform::textOfString(text));
+}
+
+- (void)deliver:(std::string)content {
+    const auto data = std::make_shared<std::string>(std::move(content));
     [self post:[self, data](auto& delegate) {
         delegate.webSocketDidReceiveData(std::move(*data));
         dispatch_async(self->_queue, ^{
@@ -153,7 +161,11 @@ dispatch_time_t fromNow(std::chrono::nanoseconds time) {
 }
 
 - (void)setTimers:(platform::WebSocketTimers)timers {
-    dispatch_async(_queue, ^{ [self startTimers:timers]; });
+    dispatch_async(_queue, ^{
+        if (!self->_isClosing) {
+            [self startTimers:timers];
+        }
+    });
 }
 
 - (void)startTimers:(platform::WebSocketTimers)timers {
@@ -184,13 +196,16 @@ dispatch_time_t fromNow(std::chrono::nanoseconds time) {
 - (void)close {
     dispatch_async(_queue, ^{
         self->_isClosing = YES;
+        self->_isDelivering = self->_isDelivering && !self->_muted;
         [self closeWhenSent];
+        [self receive];
     });
 }
 
 - (void)closeWhenSent {
     if (_isClosing && !_hasEnded && _unsentMessages == 0) {
         [_task cancelWithCloseCode:NSURLSessionWebSocketCloseCodeNormalClosure reason:nil];
+        [self startTimers:{.deadline = closingLimit}];
     }
 }
 

@@ -17,19 +17,20 @@ public:
     }
     ~ServingSemaphore() override { dispatch_release(m_semaphore); }
 
-    /// What is there for the main thread is done first. From then on each wake-up is for one piece
-    /// of work or, when there is none, for the caller.
+    /// On the main thread, what is there for it is done first. From then on each wake-up is for one
+    /// piece of work or, when there is none, for the caller.
     void wait() override {
         Lock lock(m_modalWork.m_mutex);
-        const bool serves = m_modalWork.isMainThread();
-        while (serves && m_modalWork.serveOne(lock)) { }
-        m_modalWork.m_waitedFor = serves ? this : m_modalWork.m_waitedFor;
+        if (!m_modalWork.isMainThread()) {
+            waitForWakeUp(lock);
+            return;
+        }
+        while (m_modalWork.serveOne(lock)) { }
+        m_modalWork.m_waitedFor = this;
         do {
-            lock.unlock();
-            dispatch_semaphore_wait(m_semaphore, DISPATCH_TIME_FOREVER);
-            lock.lock();
-        } while (serves && m_modalWork.serveOne(lock));
-        m_modalWork.m_waitedFor = serves ? nullptr : m_modalWork.m_waitedFor;
+            waitForWakeUp(lock);
+        } while (m_modalWork.serveOne(lock));
+        m_modalWork.m_waitedFor = nullptr;
     }
 
     /// Under the lock, so that who waits does not destroy this in the middle of it.
@@ -41,6 +42,12 @@ public:
     void wakeUp() { dispatch_semaphore_signal(m_semaphore); }
 
 private:
+    void waitForWakeUp(Lock& lock) {
+        lock.unlock();
+        dispatch_semaphore_wait(m_semaphore, DISPATCH_TIME_FOREVER);
+        lock.lock();
+    }
+
     ModalWork& m_modalWork;
     const dispatch_semaphore_t m_semaphore;
 };
