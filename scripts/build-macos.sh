@@ -49,7 +49,7 @@ fi
 plutil -lint "$app/Contents/Info.plist"
 
 echo "== Signing and packing"
-version=$(plutil -extract CFBundleShortVersionString raw "$app/Contents/Info.plist")
+version=$(/usr/libexec/PlistBuddy -c "Print CFBundleShortVersionString" "$app/Contents/Info.plist")
 plutil -replace CFBundleVersion -string "$version" "$app/Contents/Info.plist"
 icon=resources/icons/256.png
 if [ -f "$icon" ]; then

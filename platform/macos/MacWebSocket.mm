@@ -183,7 +183,9 @@ dispatch_time_t fromNow(std::chrono::nanoseconds time) {
     if (std::exchange(_receivedBytes, bytes) != bytes || !_isReceiving) {
         _received = now; // a large message on its way, or nobody listens
     }
-    if (_timers.silenceLimit > 0ms && now >= _received + _timers.silenceLimit) {
+    // Where the platform does not count, a large message could not be told from silence.
+    const BOOL isSilent = bytes > 0 && now >= _received + _timers.silenceLimit;
+    if (_timers.silenceLimit > 0ms && isSilent) {
         [self endWithReason:@"the server has been silent for too long"];
     } else if (_timers.deadline > 0ms && now >= _timersSet + _timers.deadline && !_isDelivering) {
         [self endWithReason:@"the server did not answer in time"];
