@@ -301,6 +301,11 @@ private:
 
 std::shared_ptr<WebSocket> openMacWebSocket(Application& application,
     const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
+    // The browser is in front of the agent, and what is behind is slowed down, beats included.
+    static const id activity = [[NSProcessInfo processInfo]
+        beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
+                          reason:@"Signing session"];
+    static_cast<void>(activity);
     QuilletWebSocket* const socket = [[QuilletWebSocket alloc] init];
     socket->_application = &application;
     socket->_delegate = std::move(delegate);

@@ -94,7 +94,12 @@ struct NSOperatingSystemVersion {
     NSInteger patchVersion;
 };
 
+enum NSActivityOptions : std::uint64_t {
+    NSActivityUserInitiatedAllowingIdleSystemSleep = 0x00EFFFFF,
+};
+
 @interface NSProcessInfo : NSObject
+- (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options reason:(NSString*)reason;
 @property (class, readonly, strong) NSProcessInfo* processInfo;
 @property (readonly, copy) NSArray<NSString*>* arguments;
 @property (readonly) NSOperatingSystemVersion operatingSystemVersion;
