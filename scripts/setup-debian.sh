@@ -13,10 +13,11 @@ packages=(
   clang-14                   # checks the code of macOS, which is not compiled here
   libgtest-dev libgmock-dev libbenchmark-dev
   libnss3-tools openssl      # throwaway identities; independent verification
+  clang-14 libclang-rt-14-dev  # the fuzz targets
 )
 case "${1:-}" in
   "") ;;
-  --analysis) packages+=(clang-14 libclang-rt-14-dev lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr) ;;
+  --analysis) packages+=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr) ;;
   *)
     echo "usage: $0 [--analysis]" >&2
     exit 2

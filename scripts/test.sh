@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds everything and runs all tests. Further arguments go to ctest.
+# Builds everything, fuzzes each fuzz target for 10 seconds and runs all tests. Further arguments go to ctest.
 #   QUILLET_PRESET=asan scripts/test.sh    the same in another build (see CMakePresets.json)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,4 +12,9 @@ case $preset in
 esac
 cmake --preset "$preset" -DQUILLET_TESTS=ON -DQUILLET_BENCH=ON >/dev/null
 cmake --build --preset "$preset"
+fuzzed=0
+if [ "$preset" = release ]; then
+  scripts/fuzz.sh 10 || fuzzed=$?
+fi
 ctest --preset "$preset" --schedule-random "$@"
+exit "$fuzzed"

@@ -129,7 +129,9 @@ const std::string* Headers::find(std::string_view name) const {
 std::optional<std::string> encodeHead(
     std::string_view command, const Headers& headers, Version version) {
     std::string head;
-    head += command;
+    if (command.empty() || !appendVerbatim(head, command, false)) {
+        return std::nullopt;
+    }
     head += '\n';
     const bool escaped = isEscaped(command, version);
     for (const auto& [name, value] : headers.entries()) {

@@ -54,8 +54,8 @@ struct Limits {
 };
 
 /// The head of a frame: command, header lines, blank line. The body and one NUL follow it on the
-/// wire. Nothing when an entry cannot be expressed in `version` (a line break in 1.0, a carriage
-/// return before 1.2).
+/// wire. Nothing when the command is no line of text, or an entry cannot be expressed in `version`
+/// (a line break in 1.0, a carriage return before 1.2).
 std::optional<std::string> encodeHead(
     std::string_view command, const Headers& headers, Version version);
 

@@ -180,6 +180,16 @@ TEST(StompEncoding, WhatNoVersionCanExpressIsRefused) {
     }
 }
 
+TEST(StompEncoding, CommandMustBeOneLine) {
+    const std::string commands[] = {"", "A\r", "A\nh:v", "A" + nul};
+    for (const std::string& command : commands) {
+        for (const Version version : allVersions) {
+            EXPECT_FALSE(encodeHead(command, {}, version)) << command;
+            EXPECT_FALSE(encode({command, {}, "body"}, version)) << command;
+        }
+    }
+}
+
 TEST(StompDecoding, FrameIsTakenApart) {
     EXPECT_EQ(
         decodeAll(frameText("MESSAGE\na:b\nc:", "body")), (Decoded{{"MESSAGE|a=b|c=|body"}, ""}));
