@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/Base64.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -19,45 +21,67 @@ constexpr auto pairs = [] {
     return table;
 }();
 
-constexpr std::uint32_t invalid = 0x80000000U;
+/// The three bytes that a group of four characters stands for, as they follow each other in memory,
+/// and a fourth that is not zero when a character is not in the alphabet.
+using Group = std::array<std::uint8_t, 4>;
 
-/// For each place in a group of four, a character's six bits where they belong in 24.
+/// For each place in a group, what a character contributes to it.
 constexpr auto places = [] {
+    constexpr std::uint32_t invalid = std::bit_cast<std::uint32_t>(Group{0, 0, 0, 0xFF});
     std::array<std::array<std::uint32_t, 256>, 4> table{};
     for (std::size_t place = 0; place < 4; ++place) {
         table[place].fill(invalid);
         for (std::size_t value = 0; value < alphabet.size(); ++value) {
+            const std::size_t bits = value << (18 - 6 * place);
             table[place][static_cast<unsigned char>(alphabet[value])]
-                = static_cast<std::uint32_t>(value << (18 - 6 * place));
+                = std::bit_cast<std::uint32_t>(Group{static_cast<std::uint8_t>(bits >> 16),
+                    static_cast<std::uint8_t>(bits >> 8), static_cast<std::uint8_t>(bits), 0});
         }
     }
     return table;
 }();
 
-std::uint32_t groupValue(const char* group) {
-    const auto at = [&](std::size_t i) { return places[i][static_cast<unsigned char>(group[i])]; };
+std::uint32_t groupOf(const char* text) {
+    const auto at = [&](std::size_t i) { return places[i][static_cast<unsigned char>(text[i])]; };
     return at(0) | at(1) | at(2) | at(3);
+}
+
+/// Eight bytes as a number, the first one highest.
+std::uint64_t numberOf(const std::uint8_t* bytes) {
+    const auto at = [&](int i) { return std::uint64_t{bytes[i]} << (56 - 8 * i); };
+    return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
+}
+
+void writePair(char* out, std::uint64_t twelveBits) {
+    std::memcpy(out, pairs[twelveBits & 4095].data(), 2);
 }
 
 } // namespace
 
 std::string base64Encoded(platform::BytesView data) {
-    std::string text((data.size() + 2) / 3 * 4, '=');
+    std::string text((data.size() + 2) / 3 * 4, '\0');
     char* out = text.data();
-    std::size_t i = 0;
-    for (; i + 3 <= data.size(); i += 3, out += 4) {
-        const std::uint32_t bits = (std::uint32_t{data[i]} << 16)
-            | (std::uint32_t{data[i + 1]} << 8) | std::uint32_t{data[i + 2]};
-        std::memcpy(out, pairs[bits >> 12].data(), 2);
-        std::memcpy(out + 2, pairs[bits & 4095].data(), 2);
+    const std::uint8_t* in = data.data();
+    std::size_t left = data.size();
+    // Six bytes at a time; reading eight is quicker.
+    for (; left >= 8; left -= 6, in += 6, out += 8) {
+        const std::uint64_t bits = numberOf(in);
+        writePair(out, bits >> 52);
+        writePair(out + 2, bits >> 40);
+        writePair(out + 4, bits >> 28);
+        writePair(out + 6, bits >> 16);
     }
-    if (const std::size_t rest = data.size() - i; rest > 0) {
-        const std::uint32_t bits
-            = (std::uint32_t{data[i]} << 16) | (rest == 2 ? std::uint32_t{data[i + 1]} << 8 : 0U);
-        std::memcpy(out, pairs[bits >> 12].data(), 2);
-        if (rest == 2) {
-            out[2] = pairs[bits & 4095][0];
-        }
+    while (left > 0) {
+        std::array<std::uint8_t, 8> rest{};
+        const std::size_t taken = std::min<std::size_t>(left, 3);
+        std::memcpy(rest.data(), in, taken);
+        const std::uint64_t bits = numberOf(rest.data());
+        writePair(out, bits >> 52);
+        writePair(out + 2, bits >> 40);
+        std::fill(out + taken + 1, out + 4, '=');
+        in += taken;
+        left -= taken;
+        out += 4;
     }
     return text;
 }
@@ -71,28 +95,21 @@ std::optional<platform::Bytes> base64Decoded(std::string_view text) {
     }
     const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0;
     platform::Bytes data(text.size() / 4 * 3 - padding);
+    const char* in = text.data();
+    const char* const last = in + text.size() - 4;
     std::uint8_t* out = data.data();
-    const std::size_t fullGroups = text.size() / 4 - (padding > 0 ? 1 : 0);
     std::uint32_t seen = 0;
-    for (std::size_t group = 0; group < fullGroups; ++group, out += 3) {
-        const std::uint32_t bits = groupValue(text.data() + group * 4);
-        seen |= bits;
-        out[0] = static_cast<std::uint8_t>(bits >> 16);
-        out[1] = static_cast<std::uint8_t>(bits >> 8);
-        out[2] = static_cast<std::uint8_t>(bits);
+    for (; in < last; in += 4, out += 3) {
+        const std::uint32_t group = groupOf(in);
+        seen |= group;
+        std::memcpy(out, &group, 4); // the fourth byte is written over by the next group
     }
-    if (padding > 0) {
-        std::array<char, 4> last{};
-        std::memcpy(last.data(), text.data() + fullGroups * 4, 4);
-        std::memset(last.data() + 4 - padding, 'A', padding);
-        const std::uint32_t bits = groupValue(last.data());
-        seen |= bits;
-        out[0] = static_cast<std::uint8_t>(bits >> 16);
-        if (padding == 1) {
-            out[1] = static_cast<std::uint8_t>(bits >> 8);
-        }
-    }
-    if ((seen & invalid) != 0) {
+    std::array<char, 4> end{'A', 'A', 'A', 'A'};
+    std::memcpy(end.data(), last, 4 - padding);
+    const std::uint32_t group = groupOf(end.data());
+    seen |= group;
+    std::memcpy(out, &group, 3 - padding);
+    if (std::bit_cast<Group>(seen)[3] != 0) {
         return std::nullopt;
     }
     return data;

@@ -4,12 +4,9 @@
 #include "platform/Utf8.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cstdint>
 
 namespace {
-
-constexpr std::uint64_t everyByte = 0x0101010101010101U;
-constexpr std::uint64_t highBits = 0x8080808080808080U;
 
 constexpr const char* notFinite = "Invalid number value (not finite) in JSON write.";
 
@@ -17,11 +14,24 @@ bool isPlain(char c) {
     return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\';
 }
 
-/// Whether one of eight bytes needs an escape. May say so of a byte after one that does.
-bool needsEscape(std::uint64_t word) {
-    const auto hasZero = [](std::uint64_t w) { return (w - everyByte) & ~w & highBits; };
-    const std::uint64_t control = (word - everyByte * 0x20) & ~word & highBits;
-    return (control | hasZero(word ^ (everyByte * '"')) | hasZero(word ^ (everyByte * '\\'))) != 0;
+/// Whether a block of characters needs no escape. It looks at all of them, which compilers turn
+/// into a few vector instructions.
+template <std::size_t size>
+bool isPlainBlock(const char* block) {
+    std::uint8_t special = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        special = static_cast<std::uint8_t>(special | (isPlain(block[i]) ? 0 : 1));
+    }
+    return special == 0;
+}
+
+template <std::size_t size>
+std::size_t plainBlocksLength(std::string_view text) {
+    std::size_t length = 0;
+    while (length + size <= text.size() && isPlainBlock<size>(text.data() + length)) {
+        length += size;
+    }
+    return length;
 }
 
 /// About what the text of a value takes, exact where nothing is escaped or repaired.
@@ -127,15 +137,8 @@ private:
 } // namespace
 
 std::size_t jsonPlainPrefixLength(std::string_view text) {
-    std::size_t length = 0;
-    while (length + 8 <= text.size()) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if (needsEscape(word)) {
-            break;
-        }
-        length += 8;
-    }
+    std::size_t length = plainBlocksLength<64>(text);
+    length += plainBlocksLength<16>(text.substr(length));
     while (length < text.size() && isPlain(text[length])) {
         ++length;
     }

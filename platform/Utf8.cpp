@@ -2,7 +2,6 @@
 #include "platform/Utf8.h"
 
 #include <cstdint>
-#include <cstring>
 
 namespace platform {
 
@@ -46,17 +45,30 @@ Sequence readSequence(std::string_view text) {
     return {length, true};
 }
 
-/// The number of ASCII bytes at the start, eight at a time.
-std::size_t asciiPrefixLength(std::string_view text) {
-    std::size_t length = 0;
-    while (length + 8 <= text.size()) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + length, sizeof word);
-        if ((word & 0x8080808080808080U) != 0) {
-            break;
-        }
-        length += 8;
+/// Whether a block of bytes is ASCII. It looks at all of them, which compilers turn into a few
+/// vector instructions.
+template <std::size_t size>
+bool isAsciiBlock(const char* block) {
+    std::uint8_t seen = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        seen = static_cast<std::uint8_t>(seen | static_cast<std::uint8_t>(block[i]));
     }
+    return seen < 0x80;
+}
+
+template <std::size_t size>
+std::size_t asciiBlocksLength(std::string_view text) {
+    std::size_t length = 0;
+    while (length + size <= text.size() && isAsciiBlock<size>(text.data() + length)) {
+        length += size;
+    }
+    return length;
+}
+
+/// The number of ASCII bytes at the start.
+std::size_t asciiPrefixLength(std::string_view text) {
+    std::size_t length = asciiBlocksLength<64>(text);
+    length += asciiBlocksLength<16>(text.substr(length));
     while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) {
         ++length;
     }

@@ -15,9 +15,19 @@ bool isEscaped(std::string_view command, Version version) {
     return version != Version::v1_0 && command != "CONNECT" && command != "CONNECTED";
 }
 
+bool isSpecial(char c) {
+    return c == '\\' || c == '\n' || c == ':' || c == '\r' || c == '\0';
+}
+
 bool appendEscaped(std::string& out, std::string_view text, Version version) {
-    for (const char c : text) {
-        switch (c) {
+    while (true) {
+        const auto found = std::find_if(text.begin(), text.end(), isSpecial);
+        const auto plain = static_cast<std::size_t>(found - text.begin());
+        out += text.substr(0, plain);
+        if (plain == text.size()) {
+            return true;
+        }
+        switch (text[plain]) {
         case '\\':
             out += "\\\\";
             break;
@@ -33,13 +43,11 @@ bool appendEscaped(std::string& out, std::string_view text, Version version) {
             }
             out += "\\r";
             break;
-        case '\0':
-            return false;
         default:
-            out += c;
+            return false;
         }
+        text.remove_prefix(plain + 1);
     }
-    return true;
 }
 
 bool appendVerbatim(std::string& out, std::string_view text, bool isName) {
@@ -69,25 +77,23 @@ std::optional<char> escapedCharacter(char letter, std::optional<Version> version
 }
 
 /// One pass, so that an escaped backslash never combines with what follows it.
-bool unescape(std::string_view text, std::optional<Version> version, std::string& out) {
-    out.clear();
-    out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
-            out += text[i];
-            continue;
-        }
-        const std::string_view letter = text.substr(i + 1, 1);
-        if (const auto c = letter.empty() ? std::nullopt : escapedCharacter(letter[0], version)) {
+std::optional<std::string> unescaped(std::string_view text, std::optional<Version> version) {
+    std::size_t backslash = text.find('\\');
+    std::string out(text.substr(0, backslash));
+    while (backslash != std::string_view::npos) {
+        text.remove_prefix(backslash + 1);
+        if (const auto c = text.empty() ? std::nullopt : escapedCharacter(text.front(), version)) {
             out += *c;
-            ++i;
+            text.remove_prefix(1);
         } else if (version) {
-            return false;
+            return std::nullopt;
         } else {
             out += '\\';
         }
+        backslash = text.find('\\');
+        out += text.substr(0, backslash);
     }
-    return true;
+    return out;
 }
 
 std::string_view withoutCarriageReturn(std::string_view line) {
@@ -250,14 +256,18 @@ bool FrameDecoder::takeHeaderLine(std::string_view line) {
     if (colon == std::string_view::npos || colon == 0) {
         return fail("a header line is not of the form name:value");
     }
-    std::string name(line.substr(0, colon));
-    std::string value(line.substr(colon + 1));
-    if (isEscaped(m_frame.command, m_version.value_or(Version::v1_2))
-        && (!unescape(line.substr(0, colon), m_version, name)
-            || !unescape(line.substr(colon + 1), m_version, value))) {
+    const std::string_view name = line.substr(0, colon);
+    const std::string_view value = line.substr(colon + 1);
+    if (!isEscaped(m_frame.command, m_version.value_or(Version::v1_2))) {
+        m_frame.headers.add(std::string(name), std::string(value));
+        return true;
+    }
+    auto plainName = unescaped(name, m_version);
+    auto plainValue = unescaped(value, m_version);
+    if (!plainName || !plainValue) {
         return fail("a header line holds an unknown escape sequence");
     }
-    m_frame.headers.add(std::move(name), std::move(value));
+    m_frame.headers.add(*std::move(plainName), *std::move(plainValue));
     return true;
 }
 

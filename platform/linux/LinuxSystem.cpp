@@ -11,8 +11,8 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
-#include <deque>
 #include <fcntl.h>
+#include <list>
 #include <openssl/evp.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -23,18 +23,30 @@ namespace platform {
 
 namespace {
 
+/// "YYYY-MM-DD HH:MM:SS" of a time, local. The lines of one second share the text.
+const std::string& dateText(time_t second) {
+    thread_local time_t lastSecond = -1;
+    thread_local std::string text;
+    if (second != lastSecond) {
+        tm parts{};
+        localtime_r(&second, &parts);
+        std::array<char, 32> date{};
+        text.assign(
+            date.data(), std::strftime(date.data(), date.size(), "%Y-%m-%d %H:%M:%S", &parts));
+        lastSecond = second;
+    }
+    return text;
+}
+
 /// "YYYY-MM-DD HH:MM:SS.mmm ZqMacClient[PID:TID] ", local time.
 std::string logPrefix() {
+    thread_local const std::string origin
+        = " ZqMacClient[" + std::to_string(getpid()) + ":" + std::to_string(gettid()) + "] ";
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    tm parts{};
-    localtime_r(&now.tv_sec, &parts);
-    std::array<char, 32> date{};
-    const std::size_t length = std::strftime(date.data(), date.size(), "%Y-%m-%d %H:%M:%S", &parts);
     std::string milliseconds = std::to_string(now.tv_nsec / 1'000'000);
     milliseconds.insert(0, 3 - milliseconds.size(), '0');
-    return std::string(date.data(), length) + "." + milliseconds + " ZqMacClient["
-        + std::to_string(getpid()) + ":" + std::to_string(gettid()) + "] ";
+    return dateText(now.tv_sec) + "." + milliseconds + origin;
 }
 
 /// Writes the parts with one call as long as the system takes them whole, which keeps lines of
@@ -98,12 +110,14 @@ LinuxSystem::LinuxSystem(int argc, char** argv)
 }
 
 void LinuxSystem::NSLog(LogText text) {
-    std::deque<std::string> copies;
+    const std::string prefix = logPrefix();
+    std::list<std::string> copies;
     std::vector<iovec> parts;
+    parts.reserve(text.size() + 2);
     const auto add = [&parts](std::string_view part) {
         parts.push_back({const_cast<char*>(part.data()), part.size()});
     };
-    add(copies.emplace_back(logPrefix()));
+    add(prefix);
     for (const std::string_view piece : text) {
         const std::string_view content = withoutTrailingNuls(piece);
         const bool isSafe = content.find('\0') == std::string_view::npos && isUtf8(content);

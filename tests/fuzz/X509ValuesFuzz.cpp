@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <memory>
 #include <openssl/err.h>
+#include <openssl/evp.h>
 #include <openssl/x509.h>
 
 using fuzz::require;
@@ -63,6 +64,18 @@ void requireSameSerialNumber(const X509Values& values, const X509* certificate) 
         "both read the same serial number");
 }
 
+void requireSamePublicKey(const X509Values& values, const X509* certificate) {
+    const EVP_PKEY* key = X509_get0_pubkey(certificate);
+    ERR_clear_error();
+    if (key != nullptr) {
+        const X509Values::PublicKey publicKey = values.publicKey();
+        const bool isRsa = EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA;
+        require(publicKey.isRsa == isRsa, "both know an RSA key");
+        require(!isRsa || publicKey.bits == static_cast<std::size_t>(EVP_PKEY_get_bits(key)),
+            "both measure the same modulus");
+    }
+}
+
 } // namespace
 
 void fuzz::target(std::string_view input) {
@@ -86,6 +99,7 @@ void fuzz::target(std::string_view input) {
 
     if (const Certificate certificate = readByOpenSsl(der)) {
         requireSameSerialNumber(*values, certificate.get());
+        requireSamePublicKey(*values, certificate.get());
         const auto entries = [](const X509_NAME* name) {
             return static_cast<std::size_t>(X509_NAME_entry_count(name));
         };

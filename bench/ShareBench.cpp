@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+// What the agent itself adds to a small SIGN_PDF: the whole program in this process, with its real
+// log and keychain, from the body of the request to the body of the answer. The time spent in calls
+// of the keychain, which looks up and signs, is counted apart.
+#include "ZqMacClient/Base64.h"
+#include "ZqMacClient/ViewController.h"
+#include "ZqMacClient/ZqClient.h"
+#include "ZqMacClient/ZqKeychainAccess.h"
+#include "bench/Table.h"
+#include "platform/linux/LinuxSystem.h"
+#include "platform/linux/security/NssSecurity.h"
+#include "tests/e2e/AgentProcess.h"
+#include "tests/support/MemoryPlatform.h"
+#include "tests/support/StompText.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace {
+
+using namespace platform;
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// The real keychain, and how long it was at work.
+class TimedSecurity : public Security {
+    template <typename Call>
+    auto timed(const Call& call) {
+        const auto began = Clock::now();
+        auto result = call();
+        seconds += secondsSince(began);
+        return result;
+    }
+
+public:
+    TimedSecurity(UserInterface& userInterface, const std::string& database)
+        : m_keychain(userInterface, database) { }
+
+    OSStatus SecKeychainCopyDefault() override {
+        return timed([&] { return m_keychain.SecKeychainCopyDefault(); });
+    }
+    SecResult<PropertyArray> SecItemCopyMatching(const PropertyDictionary& query) override {
+        return timed([&] { return m_keychain.SecItemCopyMatching(query); });
+    }
+    SecResult<SecKeyRef> SecIdentityCopyPrivateKey(const SecIdentityRef& identity) override {
+        return timed([&] { return m_keychain.SecIdentityCopyPrivateKey(identity); });
+    }
+    SecResult<SecCertificateRef> SecIdentityCopyCertificate(
+        const SecIdentityRef& identity) override {
+        return timed([&] { return m_keychain.SecIdentityCopyCertificate(identity); });
+    }
+    std::optional<Bytes> SecCertificateCopySerialNumber(
+        const SecCertificateRef& certificate) override {
+        return timed([&] { return m_keychain.SecCertificateCopySerialNumber(certificate); });
+    }
+    std::optional<PropertyDictionary> SecCertificateCopyValues(
+        const SecCertificateRef& certificate) override {
+        return timed([&] { return m_keychain.SecCertificateCopyValues(certificate); });
+    }
+    bool SecKeyIsAlgorithmSupported(
+        const SecKeyRef& key, SecKeyOperationType operation, SecKeyAlgorithm algorithm) override {
+        return timed(
+            [&] { return m_keychain.SecKeyIsAlgorithmSupported(key, operation, algorithm); });
+    }
+    SecSignature SecKeyCreateSignature(
+        const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override {
+        return timed([&] { return m_keychain.SecKeyCreateSignature(key, algorithm, data); });
+    }
+    std::optional<std::string> SecCopyErrorMessageString(OSStatus status) override {
+        return m_keychain.SecCopyErrorMessageString(status);
+    }
+    OSStatus SecKeychainSetUserInteractionAllowed(bool allowed) override {
+        return m_keychain.SecKeychainSetUserInteractionAllowed(allowed);
+    }
+
+    double seconds = 0;
+
+private:
+    NssSecurity m_keychain;
+};
+
+/// Application, view and network in memory; log and keychain as in the agent.
+class BenchPlatform : public Platform {
+public:
+    explicit BenchPlatform(const std::string& database)
+        : m_security(m_userInterface, database) { }
+
+    MemoryApplication& application() override { return m_application; }
+    UserInterface& userInterface() override { return m_userInterface; }
+    System& system() override { return m_system; }
+    TimedSecurity& security() override { return m_security; }
+    MemoryNetwork& network() override { return m_network; }
+
+    Trace trace;
+
+private:
+    MemoryApplication m_application{trace};
+    MemoryUserInterface m_userInterface{trace};
+    LinuxSystem m_system{0, nullptr};
+    TimedSecurity m_security;
+    MemoryNetwork m_network{trace, m_application.otherQueues,
+        [this](std::function<void()> work) { m_application.performOnMainThread(std::move(work)); }};
+    PlatformScope m_scope{*this};
+};
+
+class Session {
+public:
+    explicit Session(const std::string& database)
+        : m_platform(database)
+        , m_view(m_platform.userInterface().statusTextView()) {
+        m_view.viewDidLoad();
+        m_view.connectToServer("quillet://h/?roomId=bench");
+        m_server = m_platform.network().webSockets.at(0);
+        m_server->open();
+        receive(connectedText());
+    }
+
+    struct Share {
+        double keychain = 0;
+        double agent = 0; // all else
+    };
+
+    Share roundTrip(const std::string& message) {
+        m_platform.trace = {};
+        m_server->sent.clear();
+        m_platform.security().seconds = 0;
+        const auto began = Clock::now();
+        receive(message);
+        const double whole = secondsSince(began);
+        if (m_server->sent.size() != 1) {
+            throw std::runtime_error("a command was not answered");
+        }
+        return {m_platform.security().seconds, whole - m_platform.security().seconds};
+    }
+
+    /// What a server calls the only identity.
+    std::string digest() {
+        const auto list = ZqKeychainAccess().listCertificates(false);
+        return list.at(0).certificateDigest.value();
+    }
+
+private:
+    void receive(const std::string& text) {
+        m_server->receive(text);
+        m_platform.application().runPending();
+    }
+
+    BenchPlatform m_platform;
+    ViewController m_view;
+    std::shared_ptr<MemoryWebSocket> m_server;
+};
+
+/// One RSA-2048 signature of a SHA-256 digest.
+double rsaSignature() {
+    using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
+    using Context = std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)>;
+    const Key key(EVP_RSA_gen(2048), EVP_PKEY_free);
+    const Context context(EVP_PKEY_CTX_new(key.get(), nullptr), EVP_PKEY_CTX_free);
+    const std::vector<unsigned char> digest(32, 0x5A);
+    std::vector<unsigned char> signature(256);
+    std::vector<double> times;
+    for (int run = 0; run < 200; ++run) {
+        const auto began = Clock::now();
+        std::size_t length = signature.size();
+        if (EVP_PKEY_sign_init(context.get()) != 1
+            || EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1
+            || EVP_PKEY_CTX_set_signature_md(context.get(), EVP_sha256()) != 1
+            || EVP_PKEY_sign(context.get(), signature.data(), &length, digest.data(), digest.size())
+                != 1) {
+            throw std::runtime_error("OpenSSL does not sign");
+        }
+        times.push_back(secondsSince(began));
+    }
+    return median(times);
+}
+
+void measure() {
+    const AgentHome home;
+    home.makeIdentities(1);
+    const std::string log = (home.path() / "log").string();
+    const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    if (file < 0 || dup2(file, STDERR_FILENO) < 0) {
+        throw std::runtime_error("no log file");
+    }
+    Session session(home.databaseFolder().string());
+    const std::string request
+        = messageText(R"({"command":"SIGN_PDF","payload":{"certificateDigest":")" + session.digest()
+            + R"(","bytesToSign":")" + base64Encoded(Bytes(1024, 0x51))
+            + R"(","signatureAlgorithm":"SHA256withRSA","pdfToSign":")"
+            + base64Encoded(Bytes(1024, 0x52)) + R"("},"requestId":"q1"})");
+    std::vector<double> agent, keychain;
+    for (int run = 0; run < 200; ++run) {
+        const Session::Share share = session.roundTrip(request);
+        agent.push_back(share.agent);
+        keychain.push_back(share.keychain);
+    }
+    const double rsa = rsaSignature();
+    const char* const baseline = "an RSA-2048 signature by OpenSSL";
+    printRow("small SIGN_PDF, the agent's own share", median(agent), baseline, rsa);
+    printRow("small SIGN_PDF, the keychain's share", median(keychain), baseline, rsa);
+}
+
+} // namespace
+
+int main() {
+    try {
+        measure();
+    } catch (const std::exception& error) {
+        std::printf("share_bench: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
