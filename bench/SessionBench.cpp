@@ -1,30 +1,20 @@
 // SPDX-License-Identifier: MIT
-// Measures whole sessions of the real agent against the signing server on this machine, as ratios
-// to a baseline of the same run.
+// Whole sessions of the real agent against the signing server on this machine.
+#include "bench/Measure.h"
+#include "bench/Table.h"
 #include "devserver/Server.h"
 #include "tests/e2e/AgentProcess.h"
 
 #include <algorithm>
 #include <boost/json.hpp>
 #include <cstdio>
-#include <stdexcept>
 
 namespace json = boost::json;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
 constexpr std::chrono::seconds limit{120};
 constexpr double mebi = 1024.0 * 1024.0;
-
-double millisecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::runtime_error(what);
@@ -42,22 +32,34 @@ public:
     }
 
     void startAgent() {
+        m_began = Clock::now();
         start(std::make_unique<AgentProcess>(m_home, std::vector{m_server.link("bench")},
             std::map<std::string, std::string>{{"SSL_CERT_FILE", authority()}}));
     }
     void startPlainPeer() {
+        m_began = Clock::now();
         start(std::make_unique<AgentProcess>(m_home,
             std::vector<std::string>{
                 "localhost", std::to_string(m_server.port()), "/room/bench", authority()},
             std::map<std::string, std::string>{}, QUILLET_PLAIN_PEER));
     }
 
-    /// Milliseconds from a command to its answer, which goes to `answer`.
+    /// Seconds from the start of the process to its answer to the greeting, which any text under
+    /// "pdfToSign" makes a command of the plain peer too.
+    double startTime() {
+        m_session->sendEnvelope(R"({"command":"SERVER_CONNECT","pdfToSign":""})");
+        if (!m_session->receiveFrame(limit)) {
+            fail("no answer");
+        }
+        return secondsSince(m_began);
+    }
+
+    /// Seconds from a command to its answer, which goes to `answer`.
     double roundTrip(const std::string& envelope, std::string* answer = nullptr) {
         const auto began = Clock::now();
         m_session->sendEnvelope(envelope);
         auto frame = m_session->receiveFrame(limit);
-        const double time = millisecondsSince(began);
+        const double time = secondsSince(began);
         if (!frame) {
             fail("no answer");
         }
@@ -90,6 +92,7 @@ private:
 
     AgentHome m_home;
     devserver::Server m_server;
+    Clock::time_point m_began;
     std::unique_ptr<AgentProcess> m_peer;
     std::shared_ptr<devserver::AgentSession> m_session;
 };
@@ -117,14 +120,53 @@ std::string digestInList(const std::string& answer, std::size_t index) {
     return std::string(json::parse(list).at(index).at("certificateDigest").as_string());
 }
 
+std::string sizeText(std::size_t bytes) {
+    return std::to_string(static_cast<int>(static_cast<double>(bytes) / mebi)) + " MiB";
+}
+
+std::string signPdf(const std::string& list, const std::string& document) {
+    return envelope("SIGN_PDF",
+        {{"certificateDigest", digestInList(list, 0)}, {"bytesToSign", "QUJD"},
+            {"signatureAlgorithm", "SHA256withRSA"}, {"pdfToSign", document}});
+}
+
+void measureStart() {
+    std::vector<double> agentTimes, plainTimes;
+    for (int run = 0; run < 7; ++run) {
+        Session plain(1);
+        plain.startPlainPeer();
+        plainTimes.push_back(plain.startTime());
+        plain.end();
+        Session agent(1);
+        agent.startAgent();
+        agentTimes.push_back(agent.startTime());
+        agent.end();
+    }
+    printRow("from process start to CLIENT_CONNECT", median(agentTimes), "a bare WebSocket client",
+        median(plainTimes));
+}
+
+void measureSmallDocument() {
+    Session session(1);
+    session.startAgent();
+    std::string list;
+    session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &list);
+    const std::string request = signPdf(list, "QUJD");
+    std::vector<double> times;
+    for (int run = 0; run < 200; ++run) {
+        times.push_back(session.roundTrip(request));
+    }
+    session.end();
+    printRow(
+        "small SIGN_PDF, the whole round trip", median(times), rsaBaselineName, rsaSignatureTime());
+}
+
 void measureLargeDocument() {
     constexpr std::size_t documentSize = std::size_t{48} << 20;
     constexpr int runs = 3;
     const std::string document(documentSize / 3 * 4, 'Q'); // Base64 of 48 MiB
-    const double frame = static_cast<double>(document.size());
-
     std::vector<double> plainTimes, agentTimes;
-    std::size_t plainPeak = 0, agentPeak = 0, idlePeak = 0;
+    std::size_t plainPeak = 0, agentPeak = 0;
     for (int run = 0; run < runs; ++run) {
         Session plain(1);
         plain.startPlainPeer();
@@ -135,65 +177,57 @@ void measureLargeDocument() {
         agent.startAgent();
         std::string list;
         agent.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &list);
-        agentTimes.push_back(agent.roundTrip(envelope("SIGN_PDF",
-            {{"certificateDigest", digestInList(list, 0)}, {"bytesToSign", "QUJD"},
-                {"signatureAlgorithm", "SHA256withRSA"}, {"pdfToSign", document}})));
+        agentTimes.push_back(agent.roundTrip(signPdf(list, document)));
         agentPeak = std::max(agentPeak, agent.end());
-
-        Session idle(1);
-        idle.startAgent();
-        idle.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}");
-        idlePeak = std::max(idlePeak, idle.end());
     }
-    const double plainTime = median(plainTimes);
-    const double agentTime = median(agentTimes);
-    std::printf("SIGN_PDF with a document of 48 MiB (a frame F of %.0f MiB), median of %d\n",
-        frame / mebi, runs);
-    std::printf("  %-32s %10s %8s %12s %8s\n", "", "time", "ratio", "peak memory", "of F");
-    const auto row = [&](const char* name, double time, std::size_t peak) {
-        std::printf("  %-32s %7.0f ms %8.2f %8.0f MiB %8.2f\n", name, time, time / plainTime,
-            static_cast<double>(peak) / mebi, static_cast<double>(peak) / frame);
-    };
-    row("receive, decode, encode, send", plainTime, plainPeak);
-    row("agent", agentTime, agentPeak);
-    std::printf("  (an agent that only lists one certificate peaks at %.0f MiB)\n\n",
-        static_cast<double>(idlePeak) / mebi);
+    const char* const plainName = "receive, decode, encode, send only";
+    const double frame = static_cast<double>(document.size());
+    printRow("SIGN_PDF of 48 MiB, the whole round trip", median(agentTimes), plainName,
+        median(plainTimes));
+    printRow("SIGN_PDF of 48 MiB, peak memory", sizeText(agentPeak), sizeText(document.size()),
+        "the frame itself", static_cast<double>(agentPeak) / frame);
+    printRow("... of the baseline", sizeText(plainPeak), sizeText(document.size()),
+        "the frame itself", static_cast<double>(plainPeak) / frame);
+}
+
+struct IdentityTimes {
+    double list;
+    double sign;
+};
+
+IdentityTimes timesWithIdentities(std::size_t count) {
+    Session session(static_cast<int>(count));
+    session.startAgent();
+    std::string answer;
+    session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &answer); // opens the database
+    const std::string request = envelope("SIGN_XML",
+        {{"certificateDigest", digestInList(answer, count - 1)}, {"xmlSignedInfo", "<SignedInfo/>"},
+            {"signatureAlgorithm", "SHA256withRSA"}});
+    std::vector<double> listTimes, signTimes;
+    for (int run = 0; run < 5; ++run) {
+        listTimes.push_back(session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}"));
+        signTimes.push_back(session.roundTrip(request));
+    }
+    session.end();
+    return {median(listTimes), median(signTimes)};
 }
 
 void measureIdentities() {
-    std::printf("Identities in the keychain, median of 5\n");
-    std::printf(
-        "  %6s %12s %8s %14s %12s %8s\n", "", "list", "ratio", "per identity", "sign", "ratio");
-    double listBefore = 0;
-    double signBefore = 0;
-    for (const int count : {1, 100, 1000}) {
-        Session session(count);
-        session.startAgent();
-        std::string answer;
-        session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &answer); // opens the database
-        const std::string request = envelope("SIGN_XML",
-            {{"certificateDigest", digestInList(answer, static_cast<std::size_t>(count) - 1)},
-                {"xmlSignedInfo", "<SignedInfo/>"}, {"signatureAlgorithm", "SHA256withRSA"}});
-        std::vector<double> listTimes, signTimes;
-        for (int run = 0; run < 5; ++run) {
-            listTimes.push_back(session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}"));
-            signTimes.push_back(session.roundTrip(request));
-        }
-        session.end();
-        const double list = median(listTimes);
-        const double sign = median(signTimes);
-        std::printf("  %6d %9.2f ms %8.1f %11.3f ms %9.2f ms %8.1f\n", count, list,
-            listBefore > 0 ? list / listBefore : 1.0, list / count, sign,
-            signBefore > 0 ? sign / signBefore : 1.0);
-        listBefore = list;
-        signBefore = sign;
-    }
+    const IdentityTimes one = timesWithIdentities(1);
+    const IdentityTimes hundred = timesWithIdentities(100);
+    const IdentityTimes thousand = timesWithIdentities(1000);
+    printRow("listing 100 identities", hundred.list, "listing 1", one.list);
+    printRow("listing 1,000 identities", thousand.list, "listing 100", hundred.list);
+    printRow("SIGN_XML with 100 identities", hundred.sign, "with 1", one.sign);
+    printRow("SIGN_XML with 1,000 identities", thousand.sign, "with 100", hundred.sign);
 }
 
 } // namespace
 
 int main() {
     try {
+        measureStart();
+        measureSmallDocument();
         measureLargeDocument();
         measureIdentities();
     } catch (const std::exception& error) {
