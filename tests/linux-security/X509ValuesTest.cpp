@@ -6,6 +6,10 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <memory>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
 
 using namespace platform;
 
@@ -292,6 +296,38 @@ TEST(X509Values, PublicKeyTellsItsAlgorithm) {
     EXPECT_FALSE(keyOf("EC").isRsa);
     EXPECT_EQ(keyOf("EC").algorithm, "EC");
     EXPECT_FALSE(keyOf("ED25519").isRsa);
+}
+
+TEST(X509Values, RsaKeyThatIsDamagedIsMeasuredAsOpenSslDoesOrRefused) {
+    CertificateBuilder builder;
+    builder.key = makeKeyPair("RSA");
+    const Bytes der = builder.build();
+    const X509Values intact = X509Values::parse(der).value();
+    ASSERT_EQ(intact.publicKey().bits, 2048U);
+    // From the algorithm's object identifier on: everything before the modulus.
+    const Bytes oid{0x06, 0x09, 0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01, 0x05, 0x00};
+    const auto found = std::search(der.begin(), der.end(), oid.begin(), oid.end());
+    ASSERT_NE(found, der.end());
+    std::size_t accepted = 0;
+    for (std::ptrdiff_t offset = 0; offset < 35; ++offset) {
+        for (const int change : {0x01, 0x02, 0x10, 0x40, 0x80, 0xFF}) {
+            Bytes damaged = der;
+            auto& byte = damaged[static_cast<std::size_t>(found - der.begin() + offset)];
+            byte = static_cast<std::uint8_t>(byte ^ change);
+            const auto values = X509Values::parse(damaged);
+            const unsigned char* position = damaged.data();
+            const std::unique_ptr<X509, decltype(&X509_free)> reference(
+                d2i_X509(nullptr, &position, static_cast<long>(damaged.size())), X509_free);
+            const EVP_PKEY* key = reference ? X509_get0_pubkey(reference.get()) : nullptr;
+            if (values && key != nullptr && EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA) {
+                ++accepted;
+                EXPECT_TRUE(values->publicKey().isRsa);
+                EXPECT_EQ(static_cast<int>(values->publicKey().bits), EVP_PKEY_get_bits(key));
+            }
+        }
+    }
+    EXPECT_GT(accepted, 0U);
+    ERR_clear_error();
 }
 
 TEST(X509Values, AnythingButOneCertificateIsNothing) {

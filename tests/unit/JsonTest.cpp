@@ -232,9 +232,9 @@ TEST(JsonWriter, EscapesAreFoundAtEveryPlaceOfAText) {
 }
 
 TEST(JsonWriter, PlainPrefixEndsAtTheFirstCharacterToEscape) {
-    for (std::size_t place = 0; place < 30; ++place) {
+    for (std::size_t place = 0; place < 170; ++place) {
         for (const char c : {'"', '\\', '\n', '\0', '\x1F'}) {
-            std::string text(30, ' ');
+            std::string text(170, ' ');
             text[place] = c;
             EXPECT_EQ(jsonPlainPrefixLength(text), place);
         }

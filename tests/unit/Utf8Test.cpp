@@ -77,6 +77,15 @@ TEST(Utf8, PrefixEndsBeforeTheFirstIllFormedPart) {
     }
 }
 
+TEST(Utf8, IllFormedByteIsFoundAtEveryPlace) {
+    for (std::size_t place = 0; place < 170; ++place) {
+        std::string text(170, 'a');
+        text[place] = '\xFF';
+        EXPECT_EQ(utf8PrefixLength(text), place);
+        EXPECT_EQ(repairedShort(text).find('#'), place);
+    }
+}
+
 TEST(Utf8, EachMaximalIllFormedPartBecomesOneReplacement) {
     const std::pair<const char*, const char*> cases[] = {
         {"", ""},
