@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds everything, fuzzes each fuzz target for 10 seconds and runs all tests. Further arguments go to ctest.
+# Builds everything, fuzzes each target for ten seconds, runs all tests. Further arguments go to ctest.
 #   QUILLET_PRESET=asan scripts/test.sh    the same in another build (see CMakePresets.json)
 set -euo pipefail
 cd "$(dirname "$0")/.."
