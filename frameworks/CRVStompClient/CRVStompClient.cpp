@@ -118,7 +118,7 @@ void CRVStompClient::webSocketDidOpen(const std::string&) {
 void CRVStompClient::webSocketDidReceiveData(std::string data) {
     std::string_view input = data;
     stomp::Frame frame;
-    while (m_state != State::disconnected) {
+    while (m_state == State::handshaking || m_state == State::connected) {
         switch (m_decoder.decode(input, frame)) {
         case stomp::FrameDecoder::Result::frame:
             handleFrame(std::move(frame));

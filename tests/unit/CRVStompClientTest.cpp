@@ -201,6 +201,14 @@ TEST_F(CRVStompClientTest, SessionMayBeCutAtEveryByte) {
     }
 }
 
+TEST_F(CRVStompClientTest, NothingIsHeardBeforeTheWebSocketIsOpen) {
+    m_client = makeClient();
+    forget();
+    receive(connectedText() + messageText("1") + frameText("ERROR\nmessage:m"));
+    EXPECT_THAT(happened(), ElementsAre());
+    EXPECT_FALSE(server().closed);
+}
+
 TEST_F(CRVStompClientTest, LineFeedsBetweenFramesTellNothing) {
     establish();
     receive("\n");
