@@ -15,6 +15,10 @@ endif()
 find_package(OpenSSL 3 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(NSS REQUIRED IMPORTED_TARGET nss)
+if(QUILLET_DESKTOP AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  find_package(Qt6 REQUIRED COMPONENTS Widgets DBus)
+  pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb)
+endif()
 
 # Asio and Beast are compiled once here instead of in every file that includes them.
 add_library(quillet_asio STATIC cmake/AsioBeast.cpp)

@@ -44,7 +44,7 @@ std::optional<std::string> contentOf(const fs::path& path) {
 }
 
 /// Through a file beside it, so that a reader never sees half an entry.
-bool replaceContent(const fs::path& path, const std::string& content) {
+bool replaceFile(const fs::path& path, const std::string& content) {
     const fs::path draft = path.string() + "." + std::to_string(getpid());
     std::error_code error;
     {
@@ -57,6 +57,13 @@ bool replaceContent(const fs::path& path, const std::string& content) {
     }
     fs::rename(draft, path, error);
     return !error;
+}
+
+/// Leaves a file that has this content already alone.
+bool ensureContent(const fs::path& path, const std::string& content) {
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    return contentOf(path) == content || replaceFile(path, content);
 }
 
 void replaceAll(std::string& text, std::string_view what, const std::string& with) {
@@ -115,7 +122,23 @@ std::string quotedForExec(const std::string& path) {
     return quoted + "\"";
 }
 
-bool registerUrlScheme(const std::string& scheme, const std::string& bundleIdentifier) {
+std::string quotedForService(const std::string& path) {
+    // In single quotes for the splitting; every backslash is doubled for the file's own escaping.
+    std::string quoted = "'";
+    for (const char c : path) {
+        if (c == '\'') {
+            quoted += "'\\\\''";
+        } else if (c == '\\') {
+            quoted += "\\\\";
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + "'";
+}
+
+bool registerUrlScheme(
+    const std::string& scheme, const std::string& bundleIdentifier, ShellKind shell) {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     const auto data = baseDirectory("XDG_DATA_HOME", ".local/share");
@@ -124,15 +147,23 @@ bool registerUrlScheme(const std::string& scheme, const std::string& bundleIdent
     }
     std::string entry = desktopEntryTemplate;
     replaceAll(entry, "{scheme}", scheme);
+    replaceAll(entry, "{terminal}", shell == ShellKind::terminal ? "true" : "false");
     replaceAll(entry, "{program}", quotedForExec(program.string()));
-
+    const fs::path service = *data / "dbus-1/services" / (bundleIdentifier + ".service");
+    bool written = true;
+    if (shell == ShellKind::desktop) {
+        entry += "Icon=" + bundleIdentifier + "\nDBusActivatable=true\n";
+        const fs::path icon = *data / "icons/hicolor/scalable/apps" / (bundleIdentifier + ".svg");
+        written = ensureContent(icon, iconFile)
+            && ensureContent(service,
+                "[D-BUS Service]\nName=" + bundleIdentifier
+                    + "\nExec=" + quotedForService(program.string()) + "\n");
+    } else {
+        fs::remove(service, error); // the bus cannot start a program that needs a terminal
+    }
     const std::string entryName = bundleIdentifier + ".desktop";
-    const fs::path path = *data / "applications" / entryName;
-    if (contentOf(path) != entry) {
-        fs::create_directories(path.parent_path(), error);
-        if (!replaceContent(path, entry)) {
-            return false;
-        }
+    if (!ensureContent(*data / "applications" / entryName, entry) || !written) {
+        return false;
     }
     const std::string mimeType = "x-scheme-handler/" + scheme;
     return isDefaultAlready(mimeType, entryName)

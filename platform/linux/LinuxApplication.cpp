@@ -24,17 +24,19 @@ public:
 
     void wait() override {
         std::unique_lock lock(m_application.m_mutex);
-        auto& modalWork = m_application.m_modalWork;
         while (m_value <= 0) {
-            if (m_application.isMainThread() && !modalWork.empty()) {
-                const std::function<void()> work = std::move(modalWork.front());
-                modalWork.pop_front();
+            if (!m_application.isMainThread()) {
+                m_application.m_changed.wait(lock);
+            } else if (m_application.m_stopped) {
                 lock.unlock();
-                work();
+                m_application.exit(m_application.m_status);
+            } else if (!m_application.m_modalWork.empty()) {
+                m_application.runFirst(m_application.m_modalWork, lock);
+            } else {
+                lock.unlock();
+                m_application.m_loop->wait();
                 lock.lock();
-                continue;
             }
-            m_application.m_changed.wait(lock);
         }
         --m_value;
     }
@@ -42,7 +44,7 @@ public:
     void signal() override {
         const std::lock_guard lock(m_application.m_mutex);
         ++m_value;
-        m_application.m_changed.notify_all();
+        m_application.changed();
     }
 
 private:
@@ -58,17 +60,14 @@ int LinuxApplication::run(NSApplicationDelegate& delegate) {
     delegate.loadMainInterface();
     delegate.applicationWillFinishLaunching();
     std::unique_lock lock(m_mutex);
-    while (true) {
-        m_changed.wait(
-            lock, [this] { return m_stopped || !m_work.empty() || !m_modalWork.empty(); });
-        if (m_stopped) {
-            break;
-        }
+    while (!m_stopped) {
         auto& queue = m_modalWork.empty() ? m_work : m_modalWork;
-        const std::function<void()> work = std::move(queue.front());
-        queue.pop_front();
+        if (!queue.empty()) {
+            runFirst(queue, lock);
+        }
+        const bool isIdle = m_work.empty() && m_modalWork.empty() && !m_stopped;
         lock.unlock();
-        work();
+        isIdle ? m_loop->wait() : m_loop->serve();
         lock.lock();
     }
     lock.unlock();
@@ -85,7 +84,7 @@ void LinuxApplication::setEventHandler(
 void LinuxApplication::performOnMainThread(std::function<void()> work) {
     const std::lock_guard lock(m_mutex);
     m_work.push_back(std::move(work));
-    m_changed.notify_all();
+    changed();
 }
 
 std::unique_ptr<Semaphore> LinuxApplication::makeSemaphore(long value) {
@@ -104,7 +103,7 @@ void LinuxApplication::runModally(const std::function<void()>& work) {
             work();
             done.set_value();
         });
-        m_changed.notify_all();
+        changed();
     }
     done.get_future().wait();
 }
@@ -123,10 +122,15 @@ void LinuxApplication::stop(int status) {
     const std::lock_guard lock(m_mutex);
     m_stopped = true;
     m_status = status;
-    m_changed.notify_all();
+    changed();
 }
 
 void LinuxApplication::exit(int status) {
+    if (!isMainThread()) {
+        // Ending the process destroys what the main thread uses.
+        runModally([this, status] { exit(status); });
+    }
+    m_loop->shutDown();
     flushNetwork();
     std::exit(status);
 }
@@ -140,6 +144,20 @@ void LinuxApplication::flushNetwork() {
     if (m_network != nullptr) {
         m_network->flush(flushLimit);
     }
+}
+
+/// Under the lock.
+void LinuxApplication::changed() {
+    m_changed.notify_all();
+    m_loop->wake();
+}
+
+void LinuxApplication::runFirst(Work& work, std::unique_lock<std::mutex>& lock) {
+    const std::function<void()> first = std::move(work.front());
+    work.pop_front();
+    lock.unlock();
+    first();
+    lock.lock();
 }
 
 } // namespace platform

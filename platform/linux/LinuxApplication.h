@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/Application.h"
+#include "platform/linux/MainLoop.h"
 
 #include <condition_variable>
 #include <deque>
@@ -17,13 +18,16 @@ namespace platform {
 class Network;
 
 /// The main thread's loop: a queue of work, and besides it the modal work that other threads wait
-/// for, which is also done while the main thread waits on a semaphore.
+/// for, which is also done while the main thread waits on a semaphore. While there is no work, the
+/// thread is in the `MainLoop`.
 class LinuxApplication : public Application {
 public:
     LinuxApplication();
 
     /// What is flushed before the process ends.
     void setNetwork(Network* network) { m_network = network; }
+    /// Where the main thread waits; null brings back sleeping. Main thread, before `run`.
+    void setMainLoop(MainLoop* loop) { m_loop = loop == nullptr ? &m_sleepingLoop : loop; }
 
     int run(NSApplicationDelegate& delegate) override;
     void setEventHandler(
@@ -39,23 +43,29 @@ public:
     /// Delivers a URL event to its handler, on the main thread.
     void openURL(std::string url);
 
-    /// Lets `run` return with `status`.
+    /// Lets `run` return with `status`; a main thread that waits on a semaphore ends the process.
     void stop(int status);
 
 private:
     class MainSemaphore;
 
+    using Work = std::deque<std::function<void()>>;
+
     void flushNetwork();
+    void changed();
+    void runFirst(Work& work, std::unique_lock<std::mutex>& lock);
     bool isMainThread() const { return std::this_thread::get_id() == m_mainThread; }
 
     std::thread::id m_mainThread;
     Network* m_network = nullptr;
+    SleepingLoop m_sleepingLoop;
+    MainLoop* m_loop = &m_sleepingLoop;
     std::map<std::pair<FourCharCode, FourCharCode>, AppleEventHandler> m_handlers;
 
     std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::deque<std::function<void()>> m_work;
-    std::deque<std::function<void()>> m_modalWork;
+    std::condition_variable m_changed; // for threads other than the main thread
+    Work m_work;
+    Work m_modalWork;
     bool m_stopped = false;
     int m_status = 0;
 };

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The platform of a Linux terminal.
+// The platform of Linux: the desktop shell where a display is named and can be opened, otherwise
+// the terminal shell.
 #include "BundleInfo.h"
 #include "platform/Platform.h"
+#include "platform/linux/DesktopModule.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/TerminalUserInterface.h"
@@ -9,6 +11,7 @@
 #include "platform/linux/security/NssSecurity.h"
 
 #include <csignal>
+#include <cstdlib>
 
 namespace platform {
 
@@ -18,27 +21,76 @@ std::string userAgent() {
     return "Quillet/" + std::string(bundleVersion);
 }
 
+class AgentHost : public DesktopHost {
+public:
+    AgentHost(LinuxApplication& application, LinuxSystem& system)
+        : m_application(application)
+        , m_system(system) { }
+
+    void runModally(const std::function<void()>& work) override { m_application.runModally(work); }
+    void openURL(std::string url) override { m_application.openURL(std::move(url)); }
+    void windowClosed() override { m_application.stop(EXIT_SUCCESS); }
+    void log(std::string_view line) override { m_system.NSLog({&line, 1}); }
+
+private:
+    LinuxApplication& m_application;
+    LinuxSystem& m_system;
+};
+
+/// Whether the program was started for one link, and so is not the one that others go to.
+bool hasLink(const std::vector<std::string>& arguments) {
+    return arguments.size() > 1 && arguments[1].starts_with(std::string(urlScheme) + "://");
+}
+
 class LinuxPlatform : public Platform {
 public:
     LinuxPlatform(int argc, char** argv)
         : m_system(argc, argv)
-        , m_userInterface(m_application)
-        , m_security(m_userInterface)
+        , m_host(m_application, m_system)
+        , m_terminal(m_application)
+        , m_desktop(openDesktopIfDisplayed())
+        , m_security(userInterface())
         , m_network(m_application, {.userAgent = userAgent()}) {
         m_application.setNetwork(&m_network);
+        if (m_desktop) {
+            m_application.setMainLoop(&m_desktop->mainLoop());
+        }
     }
-    ~LinuxPlatform() override { m_application.setNetwork(nullptr); }
+    ~LinuxPlatform() override {
+        m_application.setNetwork(nullptr);
+        m_application.setMainLoop(nullptr);
+    }
 
     Application& application() override { return m_application; }
-    UserInterface& userInterface() override { return m_userInterface; }
+    UserInterface& userInterface() override {
+        return m_desktop ? static_cast<UserInterface&>(*m_desktop) : m_terminal;
+    }
     System& system() override { return m_system; }
     Security& security() override { return m_security; }
     Network& network() override { return m_network; }
 
 private:
+    std::unique_ptr<DesktopShell> openDesktopIfDisplayed() {
+        if (!isDisplayNamed()) {
+            return nullptr;
+        }
+        std::string problem;
+        auto desktop = openDesktop(m_host, std::string(bundleIdentifier), problem);
+        // The first work after the launch, when the log has its file and links have their handler.
+        if (!desktop) {
+            m_application.performOnMainThread(
+                [this, problem] { m_host.log("No window, because " + problem); });
+        } else if (!hasLink(m_system.arguments())) {
+            m_application.performOnMainThread([this] { m_desktop->acceptLinks(); });
+        }
+        return desktop;
+    }
+
     LinuxApplication m_application;
     LinuxSystem m_system;
-    TerminalUserInterface m_userInterface;
+    AgentHost m_host;
+    TerminalUserInterface m_terminal;
+    std::unique_ptr<DesktopShell> m_desktop;
     NssSecurity m_security;
     linux_::LinuxNetwork m_network;
 };

@@ -3,6 +3,7 @@
 
 #include "BundleInfo.h"
 #include "platform/Utf8.h"
+#include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
 
 #include <algorithm>
@@ -172,7 +173,8 @@ NSOperatingSystemVersion LinuxSystem::operatingSystemVersion() {
 
 std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
     const std::string& scheme, const std::string& bundleIdentifier) {
-    return registerUrlScheme(scheme, bundleIdentifier) ? 0 : -1;
+    const ShellKind shell = isDesktopModuleThere() ? ShellKind::desktop : ShellKind::terminal;
+    return registerUrlScheme(scheme, bundleIdentifier, shell) ? 0 : -1;
 }
 
 std::array<std::uint8_t, 20> LinuxSystem::CC_SHA1(BytesView data) {

@@ -2,12 +2,11 @@
 #include "platform/linux/TerminalUserInterface.h"
 
 #include "platform/Utf8.h"
-#include "platform/linux/ChildProcess.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
+#include "platform/linux/WebPage.h"
 
 #include <cerrno>
-#include <cstring>
 #include <termios.h>
 #include <unistd.h>
 
@@ -111,14 +110,6 @@ int chosenButton(const std::vector<std::string>& buttons) {
     return NSAlertFirstButtonReturn + static_cast<int>(buttons.size()) - 1;
 }
 
-bool isWebAddress(const std::string& url) {
-    const auto hasScheme = [&](std::string_view scheme) {
-        return url.size() > scheme.size()
-            && strncasecmp(url.c_str(), scheme.data(), scheme.size()) == 0;
-    };
-    return hasScheme("https://") || hasScheme("http://");
-}
-
 } // namespace
 
 TerminalUserInterface::TerminalUserInterface(LinuxApplication& application)
@@ -149,8 +140,7 @@ void TerminalUserInterface::deliverNotification(const NSUserNotification&) {
 }
 
 bool TerminalUserInterface::openURL(const std::string& url) {
-    // The address comes from a server: only pages of the web, no files, no options of xdg-open.
-    return isWebAddress(url) && startDetached({"xdg-open", url});
+    return openWebPage(url);
 }
 
 std::optional<std::string> TerminalUserInterface::askForPassword(

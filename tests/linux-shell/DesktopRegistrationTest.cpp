@@ -8,6 +8,7 @@
 
 namespace fs = std::filesystem;
 using platform::registerUrlScheme;
+using platform::ShellKind;
 using testing::HasSubstr;
 
 namespace {
@@ -27,7 +28,9 @@ protected:
         writeFile(m_folder / "bin/xdg-mime", "#!/bin/sh\n" + script + "\n");
         fs::permissions(m_folder / "bin/xdg-mime", fs::perms::owner_all);
     }
-    bool registered() const { return registerUrlScheme("quillet", "com.quillet.ZqMacClient"); }
+    bool registered(ShellKind shell = ShellKind::terminal) const {
+        return registerUrlScheme("quillet", "com.quillet.ZqMacClient", shell);
+    }
     fs::path home() const { return m_folder / "home"; }
     fs::path entry() const {
         return home() / ".local/share/applications/com.quillet.ZqMacClient.desktop";

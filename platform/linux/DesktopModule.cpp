@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/DesktopModule.h"
+
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+
+namespace platform {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Empty in a build without the desktop shell.
+constexpr std::string_view moduleFile = QUILLET_DESKTOP_MODULE;
+
+/// Only the place beside this very program counts: what is loaded here can reach the keys.
+fs::path modulePath() {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    return program.parent_path().parent_path() / "lib" / moduleFile;
+}
+
+bool isSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+} // namespace
+
+bool isDisplayNamed() {
+    return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY");
+}
+
+bool isDesktopModuleThere() {
+    std::error_code error;
+    return !moduleFile.empty() && fs::is_regular_file(modulePath(), error);
+}
+
+std::unique_ptr<DesktopShell> openDesktop(
+    DesktopHost& host, const std::string& identifier, std::string& problem) {
+    if (!isDesktopModuleThere()) {
+        problem = "the desktop shell is not installed";
+        return nullptr;
+    }
+    void* module = dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* symbol = module == nullptr ? nullptr : dlsym(module, openDesktopSymbol);
+    if (symbol == nullptr) {
+        problem = dlerror();
+        return nullptr;
+    }
+    const auto open = reinterpret_cast<OpenDesktop>(symbol);
+    return std::unique_ptr<DesktopShell>(open(host, identifier, problem));
+}
+
+} // namespace platform

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/DesktopShell.h"
+
+#include <memory>
+#include <string>
+
+namespace platform {
+
+/// Whether the environment names a display (DISPLAY or WAYLAND_DISPLAY).
+bool isDisplayNamed();
+
+/// Whether the module of the desktop shell lies where it belongs: in ../lib, seen from the folder
+/// of the running program.
+bool isDesktopModuleThere();
+
+/// Loads the module, for the rest of the process, and opens the desktop. Null, with the cause in
+/// `problem`, when that cannot be done.
+std::unique_ptr<DesktopShell> openDesktop(
+    DesktopHost& host, const std::string& identifier, std::string& problem);
+
+} // namespace platform

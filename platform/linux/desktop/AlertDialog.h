@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/UserInterface.h"
+
+#include <QDialog>
+
+namespace platform {
+
+/// A modal alert: icon, message, details, and its buttons from left to right in the order given,
+/// the first being the default one. Copying copies the message and the details.
+class AlertDialog final : public QDialog {
+public:
+    AlertDialog(const NSAlert& alert, QWidget* parent);
+
+    /// Blocks until the user answers; returns the response. Dismissing is answering with the last
+    /// button.
+    int run();
+
+private:
+    int m_response;
+};
+
+/// Shows the dialog in front of everything and blocks until it is closed; returns its result.
+int runInFront(QDialog& dialog);
+
+} // namespace platform

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/desktop/QtApplication.h"
+
+#include <QEvent>
+#include <QIcon>
+
+namespace platform {
+
+namespace {
+
+/// Outlives all that logs: threads of Qt do so until the process is gone.
+std::function<void(std::string_view line)>& complaintLog() {
+    static auto* log = new std::function<void(std::string_view line)>;
+    return *log;
+}
+
+void takeComplaint(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type != QtDebugMsg && type != QtInfoMsg) {
+        complaintLog()("Desktop: " + message.toStdString());
+    }
+}
+
+QIcon applicationIcon() {
+    QIcon icon;
+    for (const int size : {32, 48, 128, 256}) {
+        icon.addFile(QStringLiteral(":/icon/%1.png").arg(size));
+    }
+    return icon;
+}
+
+} // namespace
+
+QtApplication::QuitFilter::QuitFilter(std::function<void()> askedToQuit)
+    : m_askedToQuit(std::move(askedToQuit)) {
+}
+
+bool QtApplication::QuitFilter::eventFilter(QObject* receiver, QEvent* event) {
+    if (event->type() == QEvent::Quit) {
+        m_askedToQuit();
+        return true;
+    }
+    return QObject::eventFilter(receiver, event);
+}
+
+void logComplaintsOfQt(std::function<void(std::string_view line)> log) {
+    complaintLog() = std::move(log);
+    qInstallMessageHandler(takeComplaint);
+}
+
+QtApplication::QtApplication(
+    const QString& identifier, const std::string& displayPlugin, std::function<void()> askedToQuit)
+    : m_displayPlugin(displayPlugin)
+    , m_words{m_program.data(), m_option.data(), m_displayPlugin.data(), nullptr}
+    , m_application(m_count, m_words)
+    , m_quitFilter(std::move(askedToQuit)) {
+    QApplication::setApplicationName(QStringLiteral("Quillet"));
+    QApplication::setDesktopFileName(identifier);
+    QApplication::setWindowIcon(applicationIcon());
+    QApplication::setQuitOnLastWindowClosed(false);
+    m_application.installEventFilter(&m_quitFilter);
+}
+
+} // namespace platform

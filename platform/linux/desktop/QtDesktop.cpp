@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/desktop/QtDesktop.h"
+
+#include "platform/linux/WebPage.h"
+#include "platform/linux/desktop/AlertDialog.h"
+#include "platform/linux/desktop/Appearance.h"
+#include "platform/linux/desktop/BusNotifications.h"
+#include "platform/linux/desktop/DisplayPlugin.h"
+#include "platform/linux/desktop/LinkService.h"
+#include "platform/linux/desktop/PasswordDialog.h"
+#include "platform/linux/desktop/QtApplication.h"
+#include "platform/linux/desktop/StatusWindow.h"
+
+namespace platform {
+
+struct QtDesktop::Windows {
+    Windows(DesktopHost& host, const std::string& identifier, const std::string& displayPlugin)
+        : application(
+            QString::fromStdString(identifier), displayPlugin, [&host] { host.windowClosed(); })
+        , window([this, &host] {
+            links.stop();
+            host.windowClosed();
+        })
+        , links(identifier,
+              {.activated = [this] { window.bringToFront(); },
+                  .opened = [&host](std::string url) { host.openURL(std::move(url)); }}) {
+        window.show();
+        window.activateWindow();
+    }
+
+    QtApplication application;
+    Appearance appearance;
+    StatusWindow window;
+    LinkService links;
+};
+
+QtDesktop::QtDesktop(
+    DesktopHost& host, const std::string& identifier, const std::string& displayPlugin)
+    : m_host(host)
+    , m_identifier(QString::fromStdString(identifier))
+    , m_loop([this] { m_windows.reset(); })
+    , m_windows(std::make_unique<Windows>(host, identifier, displayPlugin)) {
+}
+
+QtDesktop::~QtDesktop() = default;
+
+void QtDesktop::acceptLinks() {
+    std::string problem;
+    if (!m_windows->links.start(problem)) {
+        m_host.log("No links from the desktop: " + problem);
+    }
+}
+
+NSTextView* QtDesktop::statusTextView() {
+    return &m_windows->window;
+}
+
+int QtDesktop::runModal(const NSAlert& alert) {
+    int response = NSAlertFirstButtonReturn;
+    m_host.runModally([&] { response = AlertDialog(alert, &m_windows->window).run(); });
+    return response;
+}
+
+void QtDesktop::deliverNotification(const NSUserNotification& notification) {
+    showOnDesktop(notification, m_identifier);
+}
+
+bool QtDesktop::openURL(const std::string& url) {
+    return openWebPage(url);
+}
+
+std::optional<std::string> QtDesktop::askForPassword(const std::string& tokenName, bool again) {
+    // Filled in place: a copy of a short text would leave its characters behind.
+    std::optional<std::string> password(std::in_place);
+    m_host.runModally([&] {
+        if (!PasswordDialog(tokenName, again, &m_windows->window).run(*password)) {
+            password.reset();
+        }
+    });
+    return password;
+}
+
+} // namespace platform
+
+extern "C" __attribute__((visibility("default"))) platform::DesktopShell* quilletOpenDesktop(
+    platform::DesktopHost& host, const std::string& identifier, std::string& problem) {
+    const std::string displayPlugin = platform::usableDisplayPlugin(problem);
+    if (displayPlugin.empty()) {
+        return nullptr;
+    }
+    platform::logComplaintsOfQt([&host](std::string_view line) { host.log(line); });
+    return new platform::QtDesktop(host, identifier, displayPlugin);
+}

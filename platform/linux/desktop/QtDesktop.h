@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/linux/DesktopShell.h"
+#include "platform/linux/desktop/QtMainLoop.h"
+
+#include <QString>
+#include <memory>
+
+namespace platform {
+
+/// The shell of a desktop: a window with the status view, dialogs, notifications, and links from
+/// the session bus.
+class QtDesktop final : public DesktopShell {
+public:
+    /// `displayPlugin` names a Qt platform plugin that can be used for certain.
+    QtDesktop(DesktopHost& host, const std::string& identifier, const std::string& displayPlugin);
+    ~QtDesktop() override;
+
+    MainLoop& mainLoop() override { return m_loop; }
+    void acceptLinks() override;
+
+    NSTextView* statusTextView() override;
+    int runModal(const NSAlert& alert) override;
+    void deliverNotification(const NSUserNotification& notification) override;
+    bool openURL(const std::string& url) override;
+    std::optional<std::string> askForPassword(const std::string& tokenName, bool again) override;
+
+private:
+    struct Windows;
+
+    DesktopHost& m_host;
+    QString m_identifier;
+    QtMainLoop m_loop; // may still be woken when the windows are gone
+    std::unique_ptr<Windows> m_windows;
+};
+
+} // namespace platform

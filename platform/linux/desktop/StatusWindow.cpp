@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/desktop/StatusWindow.h"
+
+#include "platform/linux/desktop/TextBlock.h"
+
+#include <QApplication>
+#include <QBoxLayout>
+#include <QCloseEvent>
+#include <QFontDatabase>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QShortcut>
+
+namespace platform {
+
+namespace {
+
+constexpr int columns = 66;
+constexpr int lines = 14;
+
+} // namespace
+
+StatusWindow::StatusWindow(std::function<void()> closed)
+    : m_closed(std::move(closed))
+    , m_view(new QPlainTextEdit) {
+    setWindowTitle(QApplication::applicationDisplayName());
+    setAccessibleName(windowTitle());
+    m_view->setAccessibleName(tr("Status"));
+    m_view->setAccessibleDescription(tr("The steps of the signing session, one a line"));
+    m_view->setReadOnly(true);
+    m_view->setUndoRedoEnabled(false);
+    m_view->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    m_view->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    m_view->setFrameShape(QFrame::NoFrame);
+    m_view->document()->setDocumentMargin(10);
+    m_view->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_view);
+    const QFontMetrics metrics(m_view->font());
+    resize(metrics.averageCharWidth() * columns + 40, metrics.lineSpacing() * lines + 20);
+    m_view->setFocus();
+    for (const auto key : {QKeySequence::Close, QKeySequence::Quit}) {
+        connect(new QShortcut(key, this), &QShortcut::activated, this, &QWidget::close);
+    }
+}
+
+void StatusWindow::append(std::string_view text) {
+    QScrollBar* bar = m_view->verticalScrollBar();
+    const bool isAtEnd = bar->value() == bar->maximum();
+    QTextCursor end(m_view->document());
+    end.movePosition(QTextCursor::End);
+    end.insertText(TextBlock::fromUtf8(text));
+    if (isAtEnd) {
+        bar->setValue(bar->maximum());
+    }
+}
+
+void StatusWindow::bringToFront() {
+    QWidget* dialog = QApplication::activeModalWidget();
+    QWidget* front = dialog == nullptr ? this : dialog;
+    if (isMinimized()) {
+        showNormal();
+    }
+    front->raise();
+    front->activateWindow();
+}
+
+void StatusWindow::closeEvent(QCloseEvent* event) {
+    event->accept();
+    m_closed();
+}
+
+} // namespace platform

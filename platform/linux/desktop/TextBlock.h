@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QPlainTextEdit>
+
+namespace platform {
+
+/// Text from elsewhere as a dialog shows it: plain whatever it holds, selectable, as high as it
+/// needs up to a limit, then scrollable.
+class TextBlock final : public QPlainTextEdit {
+public:
+    TextBlock(const QString& text, const QFont& font, int width);
+
+    /// The text as it is shown: NUL, which no font and no clipboard takes, as U+FFFD.
+    static QString fromUtf8(std::string_view text);
+
+private:
+    static constexpr int mostLines = 14;
+};
+
+} // namespace platform
