@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#include "tests/linux-desktop/DesktopTest.h"
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// A session bus of the test alone. It starts what the agent has registered, and nothing that
+/// happens to be installed on this machine.
+std::string busConfiguration(const fs::path& home) {
+    return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+ "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
+<busconfig>
+  <type>session</type>
+  <listen>unix:dir=)"
+        + home.string() + R"(</listen>
+  <auth>EXTERNAL</auth>
+  <servicedir>)"
+        + (home / "home/.local/share/dbus-1/services").string() + R"(</servicedir>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)";
+}
+
+} // namespace
+
+DesktopTest::DesktopTest() {
+    fs::create_directory(home.path() / "run");
+    fs::permissions(home.path() / "run", fs::perms::owner_all);
+    const fs::path configuration = home.path() / "bus.conf";
+    writeFile(configuration, busConfiguration(home.path()));
+    bus = std::make_unique<Daemon>(
+        std::vector<std::string>{"dbus-daemon", "--nofork", "--print-address=3",
+            "--config-file=" + configuration.string()},
+        desktopEnvironment());
+}
+
+std::map<std::string, std::string> DesktopTest::desktopEnvironment() const {
+    auto variables = home.environment();
+    variables["DISPLAY"] = display.name();
+    variables["XDG_RUNTIME_DIR"] = (home.path() / "run").string();
+    variables["SSL_CERT_FILE"] = (home.path() / "ca.pem").string();
+    if (bus) {
+        variables["DBUS_SESSION_BUS_ADDRESS"] = bus->line();
+    }
+    return variables;
+}
+
+std::unique_ptr<AgentProcess> DesktopTest::startProgram(
+    const std::string& program, const std::vector<std::string>& arguments) const {
+    return std::make_unique<AgentProcess>(home, arguments, desktopEnvironment(), program);
+}
+
+void DesktopTest::startOnDesktop(const std::vector<std::string>& arguments) {
+    agent = startProgram(QUILLET_AGENT, arguments);
+    const auto shown = display.waitForMainWindow();
+    ASSERT_TRUE(shown.has_value()) << "no window\n" << agent->output();
+    window = *shown;
+}
+
+void DesktopTest::startSessionOnDesktop() {
+    startOnDesktop({server.link("room-1")});
+    ASSERT_NE(waitForSession(), nullptr);
+    greet();
+}
+
+bool DesktopTest::callAgent(
+    const std::string& method, const std::vector<std::string>& arguments) const {
+    std::vector<std::string> words{"call", "--session", "--dest", "com.quillet.ZqMacClient",
+        "--object-path", "/com/quillet/ZqMacClient", "--method", method};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    const auto call = startProgram("/usr/bin/gdbus", words);
+    return call->waitForEnd() == ProcessEnd{0, 0};
+}
+
+std::string DesktopTest::dialogText() {
+    const auto shown = display.waitForDialog(dialog);
+    if (!shown) {
+        ADD_FAILURE() << "no dialog";
+        return {};
+    }
+    dialog = *shown;
+    EXPECT_EQ(display.visibleWindows().back(), dialog) << "not in front";
+    EXPECT_EQ(display.title(dialog), "Quillet");
+    return display.copiedText().value_or("nothing is copied");
+}
+
+std::string DesktopTest::statusText() {
+    display.focus(window);
+    display.pressKey("a", {"Control_L"});
+    return display.copiedText().value_or("nothing is copied");
+}
+
+void DesktopTest::expectAlert(const std::string& message, const std::string& details) {
+    EXPECT_THAT(dialogText(), StartsWith(message + "\n" + details));
+    EXPECT_TRUE(agent->isRunning());
+    const auto before = agent->log();
+    ASSERT_FALSE(before.empty());
+    EXPECT_THAT(before.back(), StartsWith("FATAL ERROR: " + message + ", details: " + details));
+    display.pressKey("Return");
+    expectEnd({1, 0});
+    EXPECT_EQ(agent->log().back(), "Exiting application after fatal error");
+}

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+// The desktop shell's own classes, inside the test's process and on Qt's display without a screen.
+#include "platform/linux/desktop/AlertDialog.h"
+#include "platform/linux/desktop/BusNotifications.h"
+#include "platform/linux/desktop/PasswordDialog.h"
+#include "platform/linux/desktop/QtApplication.h"
+#include "platform/linux/desktop/QtMainLoop.h"
+#include "platform/linux/desktop/StatusWindow.h"
+#include "platform/linux/desktop/TextBlock.h"
+
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTimer>
+#include <gmock/gmock.h>
+#include <thread>
+
+using namespace platform;
+
+namespace {
+
+class Widgets : public testing::Test {
+protected:
+    Widgets()
+        : m_application(QStringLiteral("com.quillet.Test"), "offscreen", [this] { ++quits; }) { }
+
+    int quits = 0;
+
+private:
+    QtApplication m_application;
+};
+
+std::string textOf(const QWidget& widget) {
+    return widget.findChild<QPlainTextEdit*>()->toPlainText().toStdString();
+}
+
+} // namespace
+
+TEST_F(Widgets, StatusViewFollowsItsLastLineUnlessTheUserHasScrolledUp) {
+    StatusWindow window([] {});
+    window.show();
+    const auto* view = window.findChild<QPlainTextEdit*>();
+    QScrollBar* bar = view->verticalScrollBar();
+    for (int i = 0; i < 100; ++i) {
+        window.append("line\n");
+    }
+    EXPECT_GT(bar->maximum(), 0);
+    EXPECT_EQ(bar->value(), bar->maximum());
+    bar->setValue(10);
+    window.append("line\n");
+    EXPECT_EQ(bar->value(), 10);
+    bar->setValue(bar->maximum());
+    window.append("line\n");
+    EXPECT_EQ(bar->value(), bar->maximum());
+}
+
+TEST_F(Widgets, StatusViewShowsTextAsItStands) {
+    StatusWindow window([] {});
+    window.append("<b>bold</b> &amp;\n");
+    window.append(std::string_view("a\0b\xFF\n", 5));
+    EXPECT_EQ(textOf(window),
+        "<b>bold</b> &amp;\na\xEF\xBF\xBD"
+        "b\xEF\xBF\xBD\n");
+}
+
+TEST_F(Widgets, EveryTextOfADialogIsPlain) {
+    NSAlert alert{"<b>m</b>", "<i>d</i>", NSAlertStyle::critical, {"<u>b</u>"}};
+    AlertDialog dialog(alert, nullptr);
+    PasswordDialog password("<b>token</b>", true, nullptr);
+    for (const QDialog* each : {static_cast<QDialog*>(&dialog), static_cast<QDialog*>(&password)}) {
+        for (const QLabel* label : each->findChildren<QLabel*>()) {
+            EXPECT_TRUE(label->text().isEmpty() || label->textFormat() == Qt::PlainText);
+        }
+    }
+    const auto blocks = dialog.findChildren<QPlainTextEdit*>();
+    ASSERT_EQ(blocks.size(), 2);
+    EXPECT_EQ(blocks[0]->toPlainText().toStdString(), "<b>m</b>");
+    EXPECT_EQ(blocks[1]->toPlainText().toStdString(), "<i>d</i>");
+}
+
+TEST_F(Widgets, LongDetailsScrollAndShortOnesDoNot) {
+    const TextBlock little(QStringLiteral("one line"), QFont(), 400);
+    const TextBlock much(QStringLiteral("word ").repeated(100'000), QFont(), 400);
+    EXPECT_EQ(little.verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+    EXPECT_EQ(much.verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
+    EXPECT_LT(much.height(), 600);
+}
+
+TEST_F(Widgets, PartsAreNamedForScreenReaders) {
+    StatusWindow window([] {});
+    EXPECT_EQ(window.findChild<QPlainTextEdit*>()->accessibleName().toStdString(), "Status");
+    AlertDialog alert({"message", "details", NSAlertStyle::critical, {}}, nullptr);
+    EXPECT_EQ(alert.accessibleName().toStdString(), "message");
+    EXPECT_EQ(alert.accessibleDescription().toStdString(), "details");
+    PasswordDialog password("token", false, nullptr);
+    EXPECT_EQ(
+        password.findChild<QLineEdit*>()->accessibleName().toStdString(), "Password of \"token\"");
+}
+
+TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
+    PasswordDialog dialog("token", false, nullptr);
+    auto* edit = dialog.findChild<QLineEdit*>();
+    QTimer::singleShot(0, &dialog, [&] {
+        edit->setText(QStringLiteral("p\u00e4ss"));
+        dialog.accept();
+    });
+    std::string password;
+    EXPECT_TRUE(dialog.run(password));
+    EXPECT_EQ(password, "p\xC3\xA4ss");
+    EXPECT_EQ(edit->text(), QString(4, QChar(0)));
+}
+
+TEST_F(Widgets, CancelledPasswordIsNotHandedOut) {
+    PasswordDialog dialog("token", false, nullptr);
+    QTimer::singleShot(0, &dialog, [&] {
+        dialog.findChild<QLineEdit*>()->setText(QStringLiteral("secret"));
+        dialog.reject();
+    });
+    std::string password;
+    EXPECT_FALSE(dialog.run(password));
+    EXPECT_EQ(password, "");
+}
+
+TEST_F(Widgets, EmptyPasswordCannotBeGiven) {
+    PasswordDialog dialog("token", false, nullptr);
+    const auto* unlock = dialog.findChild<QPushButton*>();
+    EXPECT_FALSE(unlock->isEnabled());
+    dialog.findChild<QLineEdit*>()->setText(QStringLiteral("x"));
+    EXPECT_TRUE(unlock->isEnabled());
+}
+
+TEST_F(Widgets, MainLoopWaitsForAWakeFromAnyThreadAndNoneIsLost) {
+    QtMainLoop loop([] {});
+    loop.wake();
+    loop.wait();
+    int served = 0;
+    std::thread other([&] {
+        for (int i = 0; i < 1000; ++i) {
+            loop.wake();
+        }
+    });
+    QTimer::singleShot(0, qApp, [&] { ++served; });
+    loop.wait();
+    other.join();
+    loop.wake();
+    loop.wait();
+    loop.serve();
+    EXPECT_EQ(served, 1);
+}
+
+TEST_F(Widgets, EndOfTheDesktopsSessionIsToldAndLeavesTheLoopUsable) {
+    QtMainLoop loop([] {});
+    QCoreApplication::quit();
+    loop.wake();
+    loop.wait();
+    loop.serve();
+    EXPECT_EQ(quits, 1);
+}

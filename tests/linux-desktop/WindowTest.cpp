@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+// The window of a session, its keys, and its end.
+#include "tests/linux-desktop/DesktopTest.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class DesktopWindow : public DesktopTest { };
+
+TEST_F(DesktopWindow, ShowsTheStepsOfASessionOneALine) {
+    home.makeIdentities(1);
+    startSessionOnDesktop();
+    EXPECT_EQ(display.title(window), "Quillet");
+    listCertificates();
+    const std::string text = statusText();
+    EXPECT_THAT(
+        text, StartsWith("Starting Quillet version " QUILLET_VERSION ".\nRunning on macOS "));
+    EXPECT_THAT(text,
+        HasSubstr(".\nChecking for application updates...\nNo application updates found.\n"
+                  "Connected to Quillet server\nListing certificates\n"));
+    EXPECT_EQ(agent->output(), "") << "the window's text on standard output";
+}
+
+TEST_F(DesktopWindow, TextCannotBeChanged) {
+    startOnDesktop({});
+    const std::string before = statusText();
+    display.type("x");
+    display.pressKey("Delete");
+    display.pressKey("v", {"Control_L"});
+    EXPECT_EQ(statusText(), before);
+}
+
+TEST_F(DesktopWindow, EndOfTheSessionTakesItAway) {
+    startSessionOnDesktop();
+    session->sendCommand("TERMINATE_CLIENT");
+    const auto close = session->waitForClose(limit);
+    ASSERT_TRUE(close.has_value());
+    EXPECT_TRUE(close->handshake);
+    expectEnd({0, 0});
+    EXPECT_FALSE(display.isThere(window));
+}
+
+TEST_F(DesktopWindow, ClosingItEndsTheAgentAfterWhatWasSentHasGoneOut) {
+    startSessionOnDesktop();
+    display.closeByTitleBar(window);
+    const auto close = session->waitForClose(limit);
+    ASSERT_TRUE(close.has_value());
+    EXPECT_TRUE(close->handshake);
+    expectEnd({0, 0});
+}
+
+TEST_F(DesktopWindow, KeysCloseIt) {
+    for (const char* key : {"w", "q"}) {
+        startOnDesktop({});
+        display.focus(window);
+        display.pressKey(key, {"Control_L"});
+        expectEnd({0, 0});
+    }
+}
+
+/// A server that takes connections and says nothing.
+class SilentServer : public DesktopTest {
+protected:
+    void SetUp() override {
+        DesktopTest::SetUp();
+        startOnDesktop({"quillet://localhost:" + std::to_string(m_acceptor.local_endpoint().port())
+            + "?roomId=1"});
+        m_acceptor.accept(m_connection); // the request is on its way
+    }
+
+private:
+    boost::asio::io_context m_context;
+    boost::asio::ip::tcp::acceptor m_acceptor{
+        m_context, {boost::asio::ip::address_v4::loopback(), 0}};
+    boost::asio::ip::tcp::socket m_connection{m_context};
+};
+
+TEST_F(SilentServer, WindowIsPaintedAndAnswersKeysWhileARequestRuns) {
+    EXPECT_THAT(statusText(), HasSubstr("Checking for application updates..."));
+    const auto shown = display.imageOf(window);
+    display.uncover(display.coverAll());
+    EXPECT_TRUE(eventually([&] { return display.imageOf(window) == shown; }));
+}
+
+TEST_F(SilentServer, WindowCanBeClosedWhileARequestRuns) {
+    display.closeByTitleBar(window);
+    expectEnd({0, 0});
+}
+
+class NoDesktop : public DesktopTest {
+protected:
+    void startWith(const std::map<std::string, std::string>& changes) {
+        auto variables = desktopEnvironment();
+        for (const auto& [name, value] : changes) {
+            variables[name] = value;
+        }
+        agent = std::make_unique<AgentProcess>(
+            home, std::vector<std::string>{}, variables, QUILLET_AGENT);
+    }
+};
+
+TEST_F(NoDesktop, DisplayThatDoesNotAnswerMeansTheTerminalAndOneLogLine) {
+    startWith({{"DISPLAY", ":no-such-display"}});
+    ASSERT_TRUE(agent->waitForOutput("Running on macOS "));
+    ASSERT_TRUE(agent->waitForLog("No window, because "));
+    EXPECT_THAT(agent->log().back(), HasSubstr("the display :no-such-display does not answer"));
+    EXPECT_TRUE(agent->isRunning());
+}
+
+TEST_F(NoDesktop, WaylandDisplayThatDoesNotAnswerMeansTheTerminal) {
+    startWith({{"DISPLAY", ""}, {"WAYLAND_DISPLAY", "wayland-none"}});
+    ASSERT_TRUE(agent->waitForLog("No window, because the display wayland-none does not answer"));
+    EXPECT_THAT(agent->output(), HasSubstr("Starting Quillet version"));
+}
+
+TEST_F(NoDesktop, MissingSessionBusOnlyCostsALogLine) {
+    startWith({{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"}});
+    const auto shown = display.waitForMainWindow();
+    ASSERT_TRUE(shown.has_value());
+    ASSERT_TRUE(agent->waitForLog("No links from the desktop: there is no session bus"));
+    display.focus(*shown);
+    display.pressKey("w", {"Control_L"});
+    expectEnd({0, 0});
+}
