@@ -98,6 +98,13 @@ bool isDefaultAlready(const std::string& mimeType, const std::string& entryName)
 } // namespace
 
 std::string quotedForExec(const std::string& path) {
+    // The xdg-open of systems without a desktop environment does not understand quotes, so they
+    // stand only where there must be some.
+    constexpr std::string_view plain
+        = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789/._-+";
+    if (path.find_first_not_of(plain) == std::string::npos) {
+        return path;
+    }
     // Inside quotes the four characters take a backslash, which the value's own escaping doubles;
     // a per-cent sign would begin a field code.
     std::string quoted = "\"";

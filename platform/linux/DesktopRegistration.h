@@ -18,7 +18,7 @@ enum class ShellKind {
 bool registerUrlScheme(
     const std::string& scheme, const std::string& bundleIdentifier, ShellKind shell);
 
-/// A program's path as one word of a desktop entry's Exec key.
+/// A program's path as one word of a desktop entry's Exec key, quoted if it must be.
 std::string quotedForExec(const std::string& path);
 
 /// A program's path as one word of a bus service file's Exec key (D-Bus Specification, "Message

@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+using testing::AnyOf;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -75,7 +76,8 @@ TEST_F(LifeCycle, InstallRegistersShowsItsAlertAndEndsWithStatusOne) {
         "default\ncom.quillet.ZqMacClient.desktop\nx-scheme-handler/quillet\n");
     EXPECT_THAT(
         contentOf(home.path() / "home/.local/share/applications/com.quillet.ZqMacClient.desktop"),
-        AllOf(HasSubstr("Exec=\"" QUILLET_AGENT "\" %u\n"),
+        AllOf(AnyOf(HasSubstr("Exec=" QUILLET_AGENT " %u\n"),
+                  HasSubstr("Exec=\"" QUILLET_AGENT "\" %u\n")),
             HasSubstr("MimeType=x-scheme-handler/quillet;\n")));
 }
 

@@ -59,6 +59,7 @@ std::unique_ptr<AgentProcess> DesktopTest::startProgram(
 
 void DesktopTest::startOnDesktop(const std::vector<std::string>& arguments) {
     agent = startProgram(QUILLET_AGENT, arguments);
+    dialog = 0; // a new process may get the window numbers of an earlier one
     const auto shown = display.waitForMainWindow();
     ASSERT_TRUE(shown.has_value()) << "no window\n" << agent->output();
     window = *shown;

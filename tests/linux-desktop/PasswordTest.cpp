@@ -60,15 +60,3 @@ TEST_F(DesktopPassword, CancelledByCloseButtonLeavesTheAnswerWithoutSignature) {
     display.closeByTitleBar(dialog);
     expectNoSignature();
 }
-
-TEST_F(DesktopPassword, CannotBeCopiedAndIsHidden) {
-    display.type("aaaaaaaa");
-    // The same number of other letters looks the same, once no cursor blinks in it.
-    display.pressKey("a", {"Control_L"});
-    const auto shown = display.imageOf(dialog);
-    display.type("bbbbbbbb");
-    display.pressKey("a", {"Control_L"});
-    EXPECT_TRUE(eventually([&] { return display.imageOf(dialog) == shown; }));
-    display.pressKey("Escape");
-    expectNoSignature();
-}

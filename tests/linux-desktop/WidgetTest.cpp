@@ -102,8 +102,9 @@ TEST_F(Widgets, PartsAreNamedForScreenReaders) {
 TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
     PasswordDialog dialog("token", false, nullptr);
     auto* edit = dialog.findChild<QLineEdit*>();
+    EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
     QTimer::singleShot(0, &dialog, [&] {
-        edit->setText(QStringLiteral("p\u00e4ss"));
+        edit->insert(QString::fromUtf8("p\u00e4ss"));
         dialog.accept();
     });
     std::string password;
@@ -115,7 +116,7 @@ TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
 TEST_F(Widgets, CancelledPasswordIsNotHandedOut) {
     PasswordDialog dialog("token", false, nullptr);
     QTimer::singleShot(0, &dialog, [&] {
-        dialog.findChild<QLineEdit*>()->setText(QStringLiteral("secret"));
+        dialog.findChild<QLineEdit*>()->insert(QString::fromUtf8("secret"));
         dialog.reject();
     });
     std::string password;
@@ -152,9 +153,17 @@ TEST_F(Widgets, MainLoopWaitsForAWakeFromAnyThreadAndNoneIsLost) {
 
 TEST_F(Widgets, EndOfTheDesktopsSessionIsToldAndLeavesTheLoopUsable) {
     QtMainLoop loop([] {});
-    QCoreApplication::quit();
-    loop.wake();
+    bool isWaitOver = false;
+    QTimer::singleShot(0, qApp, [&] {
+        QEvent quit(QEvent::Quit);
+        QCoreApplication::sendEvent(qApp, &quit);
+        EXPECT_EQ(quits, 1);
+        QTimer::singleShot(0, qApp, [&] {
+            EXPECT_FALSE(isWaitOver);
+            loop.wake();
+        });
+    });
     loop.wait();
-    loop.serve();
+    isWaitOver = true;
     EXPECT_EQ(quits, 1);
 }

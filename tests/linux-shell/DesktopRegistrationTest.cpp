@@ -35,6 +35,12 @@ protected:
     fs::path entry() const {
         return home() / ".local/share/applications/com.quillet.ZqMacClient.desktop";
     }
+    fs::path service() const {
+        return home() / ".local/share/dbus-1/services/com.quillet.ZqMacClient.service";
+    }
+    fs::path icon() const {
+        return home() / ".local/share/icons/hicolor/scalable/apps/com.quillet.ZqMacClient.svg";
+    }
     fs::path calls() const { return m_folder / "calls"; }
 
     TemporaryFolder m_folder;
@@ -47,7 +53,8 @@ constexpr const char* oneCall = "default com.quillet.ZqMacClient.desktop x-schem
 TEST_F(DesktopRegistrationTest, EntryNamesTheRunningProgramAndTheScheme) {
     ASSERT_TRUE(registered());
     const std::string program = fs::read_symlink("/proc/self/exe").string();
-    EXPECT_THAT(contentOf(entry()), HasSubstr("\nExec=\"" + program + "\" %u\n"));
+    EXPECT_THAT(
+        contentOf(entry()), HasSubstr("\nExec=" + platform::quotedForExec(program) + " %u\n"));
     EXPECT_THAT(contentOf(entry()), HasSubstr("\nMimeType=x-scheme-handler/quillet;\n"));
     EXPECT_EQ(contentOf(calls()), oneCall);
 }
@@ -95,6 +102,44 @@ TEST_F(DesktopRegistrationTest, FailuresAreToldAndHarmless) {
 }
 
 TEST_F(DesktopRegistrationTest, ProgramPathsAreQuotedForTheExecKey) {
+    EXPECT_EQ(platform::quotedForExec("/opt/my-app_2.0/x"), "/opt/my-app_2.0/x");
     EXPECT_EQ(platform::quotedForExec("/opt/my app/x"), "\"/opt/my app/x\"");
     EXPECT_EQ(platform::quotedForExec("/a$b`c\"d\\e%f"), R"("/a\\$b\\`c\\"d\\\\e%%f")");
+}
+
+TEST_F(DesktopRegistrationTest, TerminalEntryRunsInATerminalAndIsNotStartedByTheBus) {
+    ASSERT_TRUE(registered(ShellKind::desktop));
+    ASSERT_TRUE(registered(ShellKind::terminal));
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nTerminal=true\n"));
+    EXPECT_THAT(contentOf(entry()), testing::Not(HasSubstr("DBusActivatable")));
+    EXPECT_FALSE(fs::exists(service()));
+}
+
+TEST_F(DesktopRegistrationTest, DesktopEntryHasAnIconAndIsStartedByTheBus) {
+    ASSERT_TRUE(registered(ShellKind::desktop));
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nTerminal=false\n"));
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nDBusActivatable=true\n"));
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nIcon=com.quillet.ZqMacClient\n"));
+    EXPECT_THAT(contentOf(icon()), testing::StartsWith("<svg "));
+    const std::string program = fs::read_symlink("/proc/self/exe").string();
+    EXPECT_EQ(contentOf(service()),
+        "[D-BUS Service]\nName=com.quillet.ZqMacClient\nExec='" + program + "'\n");
+}
+
+TEST_F(DesktopRegistrationTest, FilesOfADesktopAreWrittenOnlyWhenTheyDiffer) {
+    ASSERT_TRUE(registered(ShellKind::desktop));
+    const auto earlier = fs::last_write_time(entry()) - std::chrono::hours(1);
+    for (const fs::path& file : {entry(), icon(), service()}) {
+        fs::last_write_time(file, earlier);
+    }
+    writeFile(icon(), "damaged");
+    ASSERT_TRUE(registered(ShellKind::desktop));
+    EXPECT_EQ(fs::last_write_time(entry()), earlier);
+    EXPECT_EQ(fs::last_write_time(service()), earlier);
+    EXPECT_THAT(contentOf(icon()), testing::StartsWith("<svg "));
+}
+
+TEST_F(DesktopRegistrationTest, ProgramPathsAreQuotedForTheBus) {
+    EXPECT_EQ(platform::quotedForService("/opt/my app/$x"), "'/opt/my app/$x'");
+    EXPECT_EQ(platform::quotedForService("/it's\\"), R"('/it'\\''s\\')");
 }

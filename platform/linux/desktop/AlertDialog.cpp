@@ -79,7 +79,6 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
         });
         if (response == NSAlertFirstButtonReturn) {
             button->setDefault(true);
-            button->setFocus();
         }
         buttons->addWidget(button);
     }
@@ -99,6 +98,7 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
     all->addLayout(content);
     all->addLayout(buttons);
     all->setSizeConstraint(QLayout::SetFixedSize);
+    findChild<QPushButton*>()->setFocus(); // the first one
 }
 
 int AlertDialog::run() {

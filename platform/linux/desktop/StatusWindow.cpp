@@ -65,6 +65,7 @@ void StatusWindow::bringToFront() {
     }
     front->raise();
     front->activateWindow();
+    QApplication::alert(front); // where the desktop does not let it come to the front
 }
 
 void StatusWindow::closeEvent(QCloseEvent* event) {
