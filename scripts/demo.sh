@@ -2,14 +2,15 @@
 # SPDX-License-Identifier: MIT
 # A whole signing session on this machine: a throwaway user with a fresh certificate, the signing
 # server, the agent, a PDF and an XML signed-info block. openssl verifies what comes back.
-#   demo.sh [--pdf FILE] [--xml FILE] [--out DIR]
+#   demo.sh [--desktop] [--pdf FILE] [--xml FILE] [--out DIR]
+# With --desktop the agent shows its window, if there is a display (DISPLAY, WAYLAND_DISPLAY).
 # Ends with 0 only if every step did what it should.
 set -euo pipefail
 start=$PWD
 cd "$(dirname "$0")/.."
 
 usage() {
-  sed -n '3,7s/^# \{0,1\}//p' "$0" >&2
+  sed -n '3,8s/^# \{0,1\}//p' "$0" >&2
   exit 2
 }
 fail() {
@@ -20,7 +21,13 @@ fail() {
 pdf=devserver/samples/contract.pdf
 xml=devserver/samples/signed-info.xml
 out=$PWD/demo-output
+desktop=
 while [ $# -gt 0 ]; do
+  if [ "$1" = --desktop ]; then
+    desktop=1
+    shift
+    continue
+  fi
   [ $# -ge 2 ] || usage
   value=$2
   case $value in /*) ;; *) value=$start/$value ;; esac
@@ -56,10 +63,17 @@ step() {
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+if [ -z "$desktop" ]; then
+  unset DISPLAY WAYLAND_DISPLAY
+elif [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+  echo "There is no display, so the agent runs in the terminal."
+else
+  export XAUTHORITY=${XAUTHORITY:-$HOME/.Xauthority} # not the throwaway user's
+fi
 export HOME=$work/home
 mkdir -p "$HOME/.pki/nssdb" "$out"
 # The throwaway user has nothing of the real one's desktop or proxies.
-unset DISPLAY WAYLAND_DISPLAY XDG_DATA_HOME XDG_CONFIG_HOME SSL_CERT_DIR
+unset XDG_DATA_HOME XDG_CONFIG_HOME SSL_CERT_DIR
 unset http_proxy https_proxy HTTP_PROXY HTTPS_PROXY all_proxy ALL_PROXY
 
 echo "== Preparing"

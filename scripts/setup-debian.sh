@@ -14,12 +14,16 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libnss3-tools openssl      # throwaway identities; independent verification
   clang-14 libclang-rt-14-dev  # the fuzz targets
+  qt6-base-dev libxcb1-dev   # the desktop shell
+  qt6-qpa-plugins fonts-dejavu-core xdg-utils libglib2.0-bin # what it runs on; gio is xdg-open's hand
+  xvfb dbus-daemon libx11-dev libxtst-dev # its tests: a display, a session bus, keys and clicks
 )
 case "${1:-}" in
   "") ;;
   --analysis) packages+=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr) ;;
+  --screenshots) packages+=(openbox) ;;
   *)
-    echo "usage: $0 [--analysis]" >&2
+    echo "usage: $0 [--analysis | --screenshots]" >&2
     exit 2
     ;;
 esac

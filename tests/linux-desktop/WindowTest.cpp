@@ -92,6 +92,13 @@ TEST_F(SilentServer, WindowCanBeClosedWhileARequestRuns) {
     expectEnd({0, 0});
 }
 
+TEST_F(DesktopWindow, TakesItsLibrariesFromTheModule) {
+    startOnDesktop({});
+    const std::string maps = contentOf("/proc/" + std::to_string(agent->pid()) + "/maps");
+    EXPECT_THAT(maps, HasSubstr("quillet-desktop.so"));
+    EXPECT_THAT(maps, HasSubstr("libQt6Widgets"));
+}
+
 class NoDesktop : public DesktopTest {
 protected:
     void startWith(const std::map<std::string, std::string>& changes) {

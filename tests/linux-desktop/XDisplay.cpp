@@ -34,6 +34,33 @@ struct XDisplay::Connection {
         }
         return attributes;
     }
+    std::vector<WindowId> childrenOf(WindowId window) const {
+        Window ignored = 0;
+        Window* children = nullptr;
+        unsigned int count = 0;
+        XQueryTree(display, window, &ignored, &ignored, &children, &count);
+        std::vector<WindowId> all(children, children + count);
+        XFree(children);
+        return all;
+    }
+    /// The program's window in a window manager's frame, which has no class; else the window.
+    WindowId insideFrame(WindowId window) const {
+        const auto hasClass = [this](WindowId each) {
+            XClassHint hint{};
+            const bool has = XGetClassHint(display, each, &hint) != 0;
+            XFree(hint.res_name);
+            XFree(hint.res_class);
+            return has;
+        };
+        if (!hasClass(window)) {
+            for (const WindowId child : childrenOf(window)) {
+                if (hasClass(child)) {
+                    return child;
+                }
+            }
+        }
+        return window;
+    }
 
     Display* display;
     Window root = 0;
@@ -58,20 +85,33 @@ XDisplay::XDisplay()
 XDisplay::~XDisplay() = default;
 
 std::vector<XDisplay::WindowId> XDisplay::visibleWindows() {
-    Window root = 0;
-    Window parent = 0;
-    Window* children = nullptr;
-    unsigned int count = 0;
-    XQueryTree(m_connection->display, m_connection->root, &root, &parent, &children, &count);
     std::vector<WindowId> visible;
-    for (unsigned int i = 0; i < count; ++i) {
-        const XWindowAttributes attributes = m_connection->attributes(children[i]);
-        if (attributes.map_state == IsViewable && attributes.c_class == InputOutput) {
-            visible.push_back(children[i]);
+    for (const WindowId window : m_connection->childrenOf(m_connection->root)) {
+        const XWindowAttributes attributes = m_connection->attributes(window);
+        const bool isOnScreen = attributes.x + attributes.width > 0; // window managers hide some
+        if (attributes.map_state == IsViewable && attributes.c_class == InputOutput && isOnScreen) {
+            visible.push_back(m_connection->insideFrame(window));
         }
     }
-    XFree(children);
     return visible;
+}
+
+XDisplay::WindowId XDisplay::frameOf(WindowId window) {
+    for (const WindowId frame : m_connection->childrenOf(m_connection->root)) {
+        if (m_connection->insideFrame(frame) == window) {
+            return frame;
+        }
+    }
+    return window;
+}
+
+bool XDisplay::hasWindowManager() {
+    int count = 0;
+    Atom* properties = XListProperties(m_connection->display, m_connection->root, &count);
+    const Atom told = m_connection->atom("_NET_SUPPORTING_WM_CHECK");
+    const bool found = std::find(properties, properties + count, told) != properties + count;
+    XFree(properties);
+    return found;
 }
 
 std::optional<XDisplay::WindowId> XDisplay::waitForWindow(bool isDialog, WindowId after) {

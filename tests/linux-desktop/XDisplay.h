@@ -39,8 +39,11 @@ public:
     bool isThere(WindowId window);
     bool hasKeyboard(WindowId window);
     std::string title(WindowId window);
-    /// Windows that can be seen, the front one last.
+    /// Windows that can be seen, the front one last; without the frames of a window manager.
     std::vector<WindowId> visibleWindows();
+    /// The window with its frame, if there is a window manager.
+    WindowId frameOf(WindowId window);
+    bool hasWindowManager();
 
     /// Gives the keyboard to a window, as clicking its title bar does.
     void focus(WindowId window);

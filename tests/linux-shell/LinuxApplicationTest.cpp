@@ -3,6 +3,7 @@
 #include "platform/linux/LinuxApplication.h"
 #include "platform/Network.h"
 
+#include <atomic>
 #include <chrono>
 #include <gmock/gmock.h>
 #include <thread>
@@ -156,4 +157,88 @@ TEST(LinuxApplicationDeathTest, AbortFlushesTheNetworkFirst) {
     FlushedNetwork network;
     application.setNetwork(&network);
     EXPECT_EXIT(application.abort(), testing::KilledBySignal(SIGABRT), "flushed for 5000 ms");
+}
+
+TEST(LinuxApplicationDeathTest, ExitOfAnotherThreadEndsTheProcessOnTheWaitingMainThread) {
+    FlushedNetwork network;
+    EXPECT_EXIT(
+        {
+            LinuxApplication application;
+            application.setNetwork(&network);
+            const auto semaphore = application.makeSemaphore(0);
+            std::thread other([&] { application.exit(4); });
+            semaphore->wait();
+        },
+        testing::ExitedWithCode(4), "flushed for 5000 ms");
+}
+
+TEST(LinuxApplicationDeathTest, StopEndsAMainThreadThatWaitsOnASemaphore) {
+    FlushedNetwork network;
+    EXPECT_EXIT(
+        {
+            LinuxApplication application;
+            application.setNetwork(&network);
+            application.stop(5);
+            application.makeSemaphore(0)->wait();
+        },
+        testing::ExitedWithCode(5), "flushed for 5000 ms");
+}
+
+namespace {
+
+/// Notes what it is asked, and runs a step at every wait, as a window's events would.
+class SteppedLoop : public platform::MainLoop {
+public:
+    explicit SteppedLoop(std::function<void()> step)
+        : m_step(std::move(step)) { }
+    void wait() override {
+        ++waits;
+        m_step();
+    }
+    void wake() override { ++wakes; }
+    void serve() override { ++served; }
+    void shutDown() override { std::fputs("windows closed\n", stderr); }
+
+    int waits = 0;
+    std::atomic<int> wakes = 0;
+    int served = 0;
+
+private:
+    std::function<void()> m_step;
+};
+
+} // namespace
+
+TEST(LinuxApplicationTest, WindowsAreServedBetweenPiecesOfWorkAndWhileThereIsNone) {
+    LinuxApplication application;
+    SteppedLoop loop([&] { application.stop(0); });
+    application.setMainLoop(&loop);
+    Launch launch([&] {
+        for (int i = 0; i < 3; ++i) {
+            application.performOnMainThread([] {});
+        }
+    });
+    application.run(launch);
+    EXPECT_EQ(loop.served, 2);
+    EXPECT_EQ(loop.waits, 1);
+    EXPECT_EQ(loop.wakes, 4);
+}
+
+TEST(LinuxApplicationTest, WindowsAreServedWhileTheMainThreadWaitsOnASemaphore) {
+    LinuxApplication application;
+    const auto semaphore = application.makeSemaphore(0);
+    SteppedLoop loop([&] { semaphore->signal(); });
+    application.setMainLoop(&loop);
+    semaphore->wait();
+    EXPECT_EQ(loop.waits, 1);
+}
+
+TEST(LinuxApplicationDeathTest, WindowsAreClosedBeforeTheNetworkIsFlushed) {
+    LinuxApplication application;
+    FlushedNetwork network;
+    SteppedLoop loop([] {});
+    application.setNetwork(&network);
+    application.setMainLoop(&loop);
+    EXPECT_EXIT(
+        application.exit(3), testing::ExitedWithCode(3), "windows closed\nflushed for 5000 ms");
 }

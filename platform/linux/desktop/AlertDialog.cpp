@@ -16,14 +16,14 @@ namespace platform {
 
 namespace {
 
-QStyle::StandardPixmap iconOf(NSAlertStyle style) {
-    switch (style) {
+QIcon iconOf(NSAlertStyle alertStyle, const QStyle& style) {
+    switch (alertStyle) {
     case NSAlertStyle::critical:
-        return QStyle::SP_MessageBoxCritical;
+        return style.standardIcon(QStyle::SP_MessageBoxCritical);
     case NSAlertStyle::informational:
-        return QStyle::SP_MessageBoxInformation;
+        return QApplication::windowIcon();
     default:
-        return QStyle::SP_MessageBoxWarning;
+        return style.standardIcon(QStyle::SP_MessageBoxWarning);
     }
 }
 
@@ -46,9 +46,8 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
     setAccessibleDescription(details);
 
     auto* icon = new QLabel;
-    const int iconSize = style()->pixelMetric(QStyle::PM_MessageBoxIconSize);
-    icon->setPixmap(style()->standardIcon(iconOf(alert.alertStyle)).pixmap(iconSize));
-    const int width = fontMetrics().averageCharWidth() * 56;
+    icon->setPixmap(iconOf(alert.alertStyle, *style()).pixmap(48));
+    const int width = fontMetrics().averageCharWidth() * 64;
     auto* texts = new QVBoxLayout;
     auto* messageBlock = new TextBlock(message, boldFont(), width);
     messageBlock->setAccessibleName(tr("Message"));

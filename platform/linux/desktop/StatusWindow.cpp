@@ -15,8 +15,8 @@ namespace platform {
 
 namespace {
 
-constexpr int columns = 66;
-constexpr int lines = 14;
+constexpr int columns = 76;
+constexpr int lines = 16;
 
 } // namespace
 

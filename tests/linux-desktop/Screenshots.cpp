@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// Not tests: pictures of the windows for the documentation, in the folder QUILLET_SCREENSHOTS.
+#include "tests/linux-desktop/DesktopTest.h"
+
+#include <QImage>
+#include <cstdlib>
+
+class Screenshots : public DesktopTest {
+protected:
+    void SetUp() override {
+        DesktopTest::SetUp();
+        m_windowManager = startProgram("/usr/bin/openbox");
+        ASSERT_TRUE(eventually([&] { return display.hasWindowManager(); }));
+    }
+
+    /// Waits until the window looks the same for a while: until it is painted.
+    void save(XDisplay::WindowId of, const std::string& name) {
+        const auto frame = display.frameOf(of);
+        XDisplay::Image image;
+        int same = 0;
+        eventually([&] {
+            auto next = display.imageOf(frame);
+            same = next == image ? same + 1 : 0;
+            image = std::move(next);
+            return same >= 20;
+        });
+        const QImage picture(reinterpret_cast<const uchar*>(image.pixels.data()), image.width,
+            image.height, QImage::Format_RGB32);
+        const std::string folder = std::getenv("QUILLET_SCREENSHOTS");
+        ASSERT_TRUE(picture.save(QString::fromStdString(folder + "/" + name + ".png"), "PNG"));
+    }
+
+private:
+    std::unique_ptr<AgentProcess> m_windowManager;
+};
+
+TEST_F(Screenshots, Session) {
+    home.makeIdentities(1);
+    startSessionOnDesktop();
+    session->sendCommand("SIGN_PDF", pdfRequest("bytes"));
+    receive("SIGN_PDF_RESPONSE");
+    session->sendCommand("SIGN_XML", xmlRequest("<a/>"));
+    receive("SIGN_XML_RESPONSE");
+    save(window, "session");
+}
+
+TEST_F(Screenshots, FatalAlert) {
+    home.makeIdentities(1);
+    startSessionOnDesktop();
+    session->sendCommand("SIGN_PDF",
+        json::object{{"certificateDigest", "6Hc0mBnCq7mJzcQ4sHf0wX9Qk2A="}, {"bytesToSign", ""},
+            {"signatureAlgorithm", "SHA256withRSA"}});
+    dialogText();
+    save(dialog, "fatal-alert");
+}
+
+TEST_F(Screenshots, UpgradePrompt) {
+    server.setAnswer(
+        devserver::Endpoint::version, devserver::HttpAnswer{200, "{\"value\":\"1.2.0\"}"});
+    startOnDesktop({server.link("room-1")});
+    dialogText();
+    save(dialog, "upgrade-prompt");
+}
+
+TEST_F(Screenshots, PasswordPrompt) {
+    home.makeProtectedIdentity("Correct7");
+    startSessionOnDesktop();
+    session->sendCommand("SIGN_PDF", pdfRequest("bytes"));
+    dialog = display.waitForDialog().value_or(0);
+    display.type("Correct7");
+    save(dialog, "password-prompt");
+}
