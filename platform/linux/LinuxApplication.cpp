@@ -56,6 +56,11 @@ LinuxApplication::LinuxApplication()
     : m_mainThread(std::this_thread::get_id()) {
 }
 
+void LinuxApplication::setMainLoop(MainLoop* loop) {
+    const std::lock_guard lock(m_mutex);
+    m_loop = loop == nullptr ? &m_sleepingLoop : loop;
+}
+
 int LinuxApplication::run(NSApplicationDelegate& delegate) {
     delegate.loadMainInterface();
     delegate.applicationWillFinishLaunching();

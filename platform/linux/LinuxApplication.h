@@ -27,7 +27,7 @@ public:
     /// What is flushed before the process ends.
     void setNetwork(Network* network) { m_network = network; }
     /// Where the main thread waits; null brings back sleeping. Main thread, before `run`.
-    void setMainLoop(MainLoop* loop) { m_loop = loop == nullptr ? &m_sleepingLoop : loop; }
+    void setMainLoop(MainLoop* loop);
 
     int run(NSApplicationDelegate& delegate) override;
     void setEventHandler(

@@ -137,6 +137,21 @@ TEST_F(DesktopAlert, WindowBehindItIsPaintedButCannotBeClosed) {
     expectEnd({1, 0});
 }
 
+class ServerThatWantsBeats : public DesktopTest {
+protected:
+    ServerThatWantsBeats()
+        : DesktopTest({.heartBeat = "0,10000"}) { }
+};
+
+TEST_F(ServerThatWantsBeats, GetsThemWhileAnAlertIsShown) {
+    startSessionOnDesktop();
+    session->sendEnvelope("no envelope");
+    dialogText();
+    EXPECT_TRUE(session->waitForBeats(2, limit));
+    display.pressKey("Return");
+    expectEnd({1, 0});
+}
+
 class DesktopUpgradePrompt : public DesktopTest {
 protected:
     void SetUp() override {

@@ -5,40 +5,11 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-namespace {
-
-/// A session bus of the test alone. It starts what the agent has registered, and nothing that
-/// happens to be installed on this machine.
-std::string busConfiguration(const fs::path& home) {
-    return R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
- "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
-<busconfig>
-  <type>session</type>
-  <listen>unix:dir=)"
-        + home.string() + R"(</listen>
-  <auth>EXTERNAL</auth>
-  <servicedir>)"
-        + (home / "home/.local/share/dbus-1/services").string() + R"(</servicedir>
-  <policy context="default">
-    <allow send_destination="*" eavesdrop="true"/>
-    <allow eavesdrop="true"/>
-    <allow own="*"/>
-  </policy>
-</busconfig>
-)";
-}
-
-} // namespace
-
-DesktopTest::DesktopTest() {
+DesktopTest::DesktopTest(devserver::ServerOptions options)
+    : SessionTest(std::move(options)) {
     fs::create_directory(home.path() / "run");
     fs::permissions(home.path() / "run", fs::perms::owner_all);
-    const fs::path configuration = home.path() / "bus.conf";
-    writeFile(configuration, busConfiguration(home.path()));
-    bus = std::make_unique<Daemon>(
-        std::vector<std::string>{"dbus-daemon", "--nofork", "--print-address=3",
-            "--config-file=" + configuration.string()},
-        desktopEnvironment());
+    bus = std::make_unique<SessionBus>(home.path(), home.path() / "home", desktopEnvironment());
 }
 
 std::map<std::string, std::string> DesktopTest::desktopEnvironment() const {
@@ -47,7 +18,7 @@ std::map<std::string, std::string> DesktopTest::desktopEnvironment() const {
     variables["XDG_RUNTIME_DIR"] = (home.path() / "run").string();
     variables["SSL_CERT_FILE"] = (home.path() / "ca.pem").string();
     if (bus) {
-        variables["DBUS_SESSION_BUS_ADDRESS"] = bus->line();
+        variables["DBUS_SESSION_BUS_ADDRESS"] = bus->address();
     }
     return variables;
 }

@@ -3,11 +3,12 @@
 #pragma once
 
 #include "tests/e2e/SessionTest.h"
+#include "tests/linux-desktop/SessionBus.h"
 #include "tests/linux-desktop/XDisplay.h"
 
 class DesktopTest : public SessionTest {
 protected:
-    DesktopTest();
+    explicit DesktopTest(devserver::ServerOptions options = {});
 
     /// What a program of this desktop finds: display, bus, runtime folder, trusted authority.
     std::map<std::string, std::string> desktopEnvironment() const;
@@ -30,7 +31,7 @@ protected:
     void expectAlert(const std::string& message, const std::string& details);
 
     XDisplay display;
-    std::unique_ptr<Daemon> bus;
+    std::unique_ptr<SessionBus> bus;
     XDisplay::WindowId window = 0;
     XDisplay::WindowId dialog = 0;
 };

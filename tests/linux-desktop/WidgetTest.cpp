@@ -88,6 +88,13 @@ TEST_F(Widgets, LongDetailsScrollAndShortOnesDoNot) {
     EXPECT_LT(much.height(), 600);
 }
 
+TEST_F(Widgets, EndlessTextIsCut) {
+    const std::string text(std::size_t{64} << 20, 'x');
+    AlertDialog dialog({text, text, NSAlertStyle::critical, {}}, nullptr);
+    const std::string shown = textOf(dialog);
+    EXPECT_TRUE(shown == text.substr(0, TextBlock::mostCharacters) + "\n[...]\n");
+}
+
 TEST_F(Widgets, PartsAreNamedForScreenReaders) {
     StatusWindow window([] {});
     EXPECT_EQ(window.findChild<QPlainTextEdit*>()->accessibleName().toStdString(), "Status");

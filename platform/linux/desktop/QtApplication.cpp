@@ -3,6 +3,7 @@
 
 #include <QEvent>
 #include <QIcon>
+#include <clocale>
 
 namespace platform {
 
@@ -53,6 +54,9 @@ QtApplication::QtApplication(
     , m_words{m_program.data(), m_option.data(), m_displayPlugin.data(), nullptr}
     , m_application(m_count, m_words)
     , m_quitFilter(std::move(askedToQuit)) {
+    // Qt has taken over the user's locale, but the log's texts and numbers are the same everywhere.
+    std::setlocale(LC_ALL, "C");
+    std::setlocale(LC_CTYPE, ""); // of this one input methods depend
     QApplication::setApplicationName(QStringLiteral("Quillet"));
     QApplication::setDesktopFileName(identifier);
     QApplication::setWindowIcon(applicationIcon());

@@ -54,6 +54,10 @@ TextBlock::TextBlock(const QString& text, const QFont& font, int width)
 QString TextBlock::fromUtf8(std::string_view text) {
     QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     shown.replace(QChar(0), QChar(QChar::ReplacementCharacter));
+    if (shown.size() > mostCharacters) {
+        shown.truncate(mostCharacters);
+        shown += QStringLiteral("\n[...]\n");
+    }
     return shown;
 }
 

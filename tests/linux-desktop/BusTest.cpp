@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// What the desktop shell's classes say and hear on the session bus, inside the test's process.
+#include "platform/linux/desktop/Appearance.h"
+#include "platform/linux/desktop/BusNotifications.h"
+#include "platform/linux/desktop/QtApplication.h"
+#include "tests/e2e/AgentProcess.h"
+#include "tests/linux-desktop/SessionBus.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDBusVirtualObject>
+#include <QPalette>
+#include <boost/json.hpp>
+#include <gmock/gmock.h>
+
+namespace json = boost::json;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Qt knows one session bus in the life of a process.
+struct Surroundings {
+    Surroundings() { setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1); }
+
+    AgentHome home;
+    SessionBus bus{home.path(), home.path() / "home", home.environment()};
+};
+
+class OnBus : public testing::Test {
+protected:
+    static Surroundings& surroundings() {
+        static Surroundings all;
+        return all;
+    }
+
+    OnBus() {
+        surroundings();
+        m_application = std::make_unique<platform::QtApplication>(
+            QStringLiteral("com.quillet.Test"), "offscreen", [] {});
+    }
+
+    template <typename Condition>
+    static bool eventuallyServed(
+        const Condition& condition, std::chrono::milliseconds time = AgentProcess::limit) {
+        const auto served = [&] {
+            QCoreApplication::processEvents();
+            return condition();
+        };
+        return eventually(served, time);
+    }
+
+private:
+    std::unique_ptr<platform::QtApplication> m_application;
+};
+
+class Notification : public OnBus {
+protected:
+    /// What a service with these capabilities gets to show.
+    json::value shown(const std::vector<std::string>& capabilities) {
+        const std::map<std::string, std::string> onBus{
+            {"DBUS_SESSION_BUS_ADDRESS", surroundings().bus.address()}};
+        AgentProcess service(
+            surroundings().home, capabilities, onBus, QUILLET_NOTIFICATION_SERVICE);
+        service.waitForOutput("ready\n");
+        platform::showOnDesktop(
+            {"<b>title</b> &amp;", "<i>body</i> & \"more\""}, QStringLiteral("com.quillet.Test"));
+        eventuallyServed([&] { return service.output().find('}') != std::string::npos; });
+        return json::parse(service.output().substr(6));
+    }
+};
+
+/// The settings that a desktop tells.
+class Portal : public QDBusVirtualObject {
+public:
+    explicit Portal(uint colorScheme)
+        : m_colorScheme(colorScheme) { }
+    bool wasAsked = false;
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        wasAsked = true;
+        const QVariant inner = QVariant::fromValue(QDBusVariant(m_colorScheme));
+        return connection.send(message.createReply(QVariant::fromValue(QDBusVariant(inner))));
+    }
+
+private:
+    uint m_colorScheme;
+};
+
+class DarkOrLight : public OnBus, public testing::WithParamInterface<std::pair<uint, bool>> { };
+
+} // namespace
+
+TEST_F(Notification, MarkupIsEscapedForAServiceThatReadsIt) {
+    EXPECT_EQ(shown({"body", "body-markup"}),
+        (json::value{{"application", "Quillet"}, {"icon", "com.quillet.Test"},
+            {"title", "<b>title</b> &amp;"},
+            {"body", "&lt;i&gt;body&lt;/i&gt; &amp; &quot;more&quot;"}}));
+}
+
+TEST_F(Notification, MarkupStaysAsItIsForAServiceThatDoesNot) {
+    EXPECT_EQ(shown({"body"}).at("body"), "<i>body</i> & \"more\"");
+}
+
+TEST_P(DarkOrLight, AppearanceIsThatOfTheDesktop) {
+    const auto [colorScheme, isDark] = GetParam();
+    Portal portal(colorScheme);
+    QDBusConnection connection
+        = QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("portal"));
+    ASSERT_TRUE(connection.registerVirtualObject(
+        QStringLiteral("/org/freedesktop/portal/desktop"), &portal));
+    ASSERT_TRUE(connection.registerService(QStringLiteral("org.freedesktop.portal.Desktop")));
+    const platform::Appearance appearance;
+    const auto isDarkNow
+        = [] { return QApplication::palette().color(QPalette::Window).lightness() < 128; };
+    EXPECT_TRUE(eventuallyServed([&] { return portal.wasAsked; }));
+    // Light is what it was before: watched for a while.
+    const std::chrono::milliseconds time = isDark ? AgentProcess::limit : 300ms;
+    EXPECT_EQ(eventuallyServed(isDarkNow, time), isDark);
+    connection.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
+    connection.unregisterObject(QStringLiteral("/org/freedesktop/portal/desktop"));
+}
+
+INSTANTIATE_TEST_SUITE_P(ColorSchemes, DarkOrLight,
+    testing::Values(std::pair(0U, false), std::pair(1U, true), std::pair(2U, false)));
