@@ -137,13 +137,13 @@ TEST_F(DesktopAlert, WindowBehindItIsPaintedButCannotBeClosed) {
     expectEnd({1, 0});
 }
 
-class ServerThatWantsBeats : public DesktopTest {
+class DesktopHeartBeats : public DesktopTest {
 protected:
-    ServerThatWantsBeats()
+    DesktopHeartBeats()
         : DesktopTest({.heartBeat = "0,10000"}) { }
 };
 
-TEST_F(ServerThatWantsBeats, GetsThemWhileAnAlertIsShown) {
+TEST_F(DesktopHeartBeats, GetsThemWhileAnAlertIsShown) {
     startSessionOnDesktop();
     session->sendEnvelope("no envelope");
     dialogText();

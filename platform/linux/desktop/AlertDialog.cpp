@@ -71,6 +71,7 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
     }
     for (const std::string& title : titles) {
         auto* button = new QPushButton(TextBlock::fromUtf8(title));
+        button->setMinimumWidth(button->sizeHint().width() + 16);
         const int response = NSAlertFirstButtonReturn + buttons->count() - 1;
         connect(button, &QPushButton::clicked, this, [this, response] {
             m_response = response;
