@@ -2,8 +2,9 @@
 // The window of a session, its keys, and its end.
 #include "tests/linux-desktop/DesktopTest.h"
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using testing::Contains;
 using testing::HasSubstr;
@@ -66,18 +67,32 @@ TEST_F(DesktopWindow, KeysCloseIt) {
 /// A server that takes connections and says nothing.
 class SilentServer : public DesktopTest {
 protected:
+    SilentServer()
+        : m_listening(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) { }
+    ~SilentServer() override {
+        close(m_connection);
+        close(m_listening);
+    }
+
     void SetUp() override {
         DesktopTest::SetUp();
-        startOnDesktop({"quillet://localhost:" + std::to_string(m_acceptor.local_endpoint().port())
-            + "?roomId=1"});
-        m_acceptor.accept(m_connection); // the request is on its way
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        auto* const where = reinterpret_cast<sockaddr*>(&address);
+        ASSERT_EQ(bind(m_listening, where, size), 0); // to a free port
+        ASSERT_EQ(listen(m_listening, 1), 0);
+        ASSERT_EQ(getsockname(m_listening, where, &size), 0);
+        startOnDesktop(
+            {"quillet://localhost:" + std::to_string(ntohs(address.sin_port)) + "?roomId=1"});
+        m_connection = accept(m_listening, nullptr, nullptr); // the request is on its way
+        ASSERT_GE(m_connection, 0);
     }
 
 private:
-    boost::asio::io_context m_context;
-    boost::asio::ip::tcp::acceptor m_acceptor{
-        m_context, {boost::asio::ip::address_v4::loopback(), 0}};
-    boost::asio::ip::tcp::socket m_connection{m_context};
+    int m_listening;
+    int m_connection = -1;
 };
 
 TEST_F(SilentServer, WindowIsPaintedAndAnswersKeysWhileARequestRuns) {
