@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Measures how long both shells take to show their first line or window, and the memory that they
 // then have, next to a Qt program that only shows an empty window.
+#include "bench/Table.h"
 #include "tests/e2e/AgentProcess.h"
 #include "tests/linux-desktop/XDisplay.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <stdexcept>
 
@@ -16,8 +18,8 @@ constexpr int runs = 11;
 constexpr double mebi = 1024.0 * 1024.0;
 
 struct Start {
-    double milliseconds = 0;
-    std::size_t memory = 0; // bytes
+    double seconds = 0;
+    double memory = 0; // bytes
 };
 
 double median(std::vector<double> values) {
@@ -25,15 +27,15 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-/// The bytes that a process alone has, with its share of what it has together with others.
-std::size_t memoryOf(pid_t pid) {
+/// The bytes that are resident, libraries included.
+double memoryOf(pid_t pid) {
     const std::string text = contentOf("/proc/" + std::to_string(pid) + "/smaps_rollup");
-    const std::string_view label = "\nPss:";
+    const std::string_view label = "\nRss:";
     const std::size_t found = text.find(label);
     if (found == std::string::npos) {
         throw std::runtime_error("the memory of the process is not told");
     }
-    return std::strtoull(text.c_str() + found + label.size(), nullptr, 10) * 1024;
+    return std::strtod(text.c_str() + found + label.size(), nullptr) * 1024;
 }
 
 /// Starts a program and takes its time until `isShown`.
@@ -49,12 +51,12 @@ Start measure(const std::string& program, const std::map<std::string, std::strin
     if (!eventually([&] { return isShown(process); })) {
         throw std::runtime_error(program + " shows nothing");
     }
-    const std::chrono::duration<double, std::milli> time = Clock::now() - began;
+    const std::chrono::duration<double> time = Clock::now() - began;
     // All that a start loads is there once it has settled.
-    std::size_t memory = 0;
+    double memory = 0;
     int same = 0;
     eventually([&] {
-        const std::size_t now = memoryOf(process.pid());
+        const double now = memoryOf(process.pid());
         same = now == memory ? same + 1 : 0;
         memory = now;
         return same == 20;
@@ -63,18 +65,19 @@ Start measure(const std::string& program, const std::map<std::string, std::strin
 }
 
 template <typename Condition>
-double row(const char* name, double baseline, const std::string& program,
-    const std::map<std::string, std::string>& environment, const Condition& isShown) {
+Start medianOf(const std::string& program, const std::map<std::string, std::string>& environment,
+    const Condition& isShown) {
     std::vector<double> times, memories;
     for (int run = 0; run < runs; ++run) {
         const Start start = measure(program, environment, isShown);
-        times.push_back(start.milliseconds);
-        memories.push_back(static_cast<double>(start.memory));
+        times.push_back(start.seconds);
+        memories.push_back(start.memory);
     }
-    const double time = median(times);
-    std::printf("  %-32s %7.0f ms %8.2f %8.1f MiB\n", name, time,
-        baseline > 0 ? time / baseline : 1.0, median(memories) / mebi);
-    return time;
+    return {median(times), median(memories)};
+}
+
+std::string memoryText(double bytes) {
+    return std::to_string(std::lround(bytes / mebi)) + " MiB";
 }
 
 } // namespace
@@ -94,12 +97,17 @@ int main() {
             return process.output().find("Running on macOS") != std::string::npos;
         };
         const std::map<std::string, std::string> onDisplay{{"DISPLAY", display.name()}};
-        std::printf("Start of a shell, median of %d\n", runs);
-        std::printf("  %-32s %10s %8s %12s\n", "", "time", "ratio", "memory");
-        const double baseline
-            = row("Qt program with an empty window", 0, QUILLET_EMPTY_WINDOW, onDisplay, isPainted);
-        row("agent, desktop", baseline, QUILLET_AGENT, onDisplay, isPainted);
-        row("agent, terminal", baseline, QUILLET_AGENT, {}, tellsVersion);
+        const std::string name = "Qt program with an empty window";
+        const Start empty = medianOf(QUILLET_EMPTY_WINDOW, onDisplay, isPainted);
+        const Start desktop = medianOf(QUILLET_AGENT, onDisplay, isPainted);
+        const Start terminal = medianOf(QUILLET_AGENT, {}, tellsVersion);
+        printRow("from process start to a painted window", desktop.seconds, name, empty.seconds);
+        printRow("from process start to the terminal's first lines", terminal.seconds, name,
+            empty.seconds);
+        printRow("resident memory with a window", memoryText(desktop.memory),
+            memoryText(empty.memory), name, desktop.memory / empty.memory);
+        printRow("resident memory in a terminal", memoryText(terminal.memory),
+            memoryText(empty.memory), name, terminal.memory / empty.memory);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "shell_bench: %s\n", error.what());
         return 1;
