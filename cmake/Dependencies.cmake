@@ -19,6 +19,8 @@ if(QUILLET_DESKTOP AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
   find_package(Qt6 REQUIRED COMPONENTS Widgets DBus)
   pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb)
 endif()
+pkg_check_modules(QPDF REQUIRED IMPORTED_TARGET libqpdf)
+pkg_check_modules(XMLSEC REQUIRED IMPORTED_TARGET xmlsec1-openssl)
 
 # Asio and Beast are compiled once here instead of in every file that includes them.
 add_library(quillet_asio STATIC cmake/AsioBeast.cpp)
