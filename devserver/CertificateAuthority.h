@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
-// A certificate authority of a server's own, made at start and forgotten at its end.
+// A certificate authority of a server's own: made at start and forgotten at its end, or kept in a
+// folder, so that people need to trust it only once.
 #pragma once
 
 #include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
+
+struct evp_pkey_st; // OpenSSL's EVP_PKEY and X509
+struct x509_st;
 
 namespace devserver {
 
@@ -24,6 +28,14 @@ public:
     static std::optional<CertificateAuthority> make(
         const CertificateOptions& options, std::string& error);
 
+    /// The authority of a folder, made when there is none or when it is about to expire. A kept
+    /// authority can vouch for nothing but this machine: for "localhost" and the loopback
+    /// addresses.
+    static std::optional<CertificateAuthority> kept(
+        const std::string& folder, const CertificateOptions& options, std::string& error);
+    /// Where the authority's certificate is in that folder.
+    static std::string fileIn(const std::string& folder);
+
     /// The authority's own certificate, which a client has to trust.
     const std::string& certificatePem() const { return m_certificatePem; }
     const std::string& serverCertificatePem() const { return m_serverCertificatePem; }
@@ -31,6 +43,8 @@ public:
 
 private:
     CertificateAuthority() = default;
+    static std::optional<CertificateAuthority> issued(x509_st* authority, evp_pkey_st* authorityKey,
+        const CertificateOptions& options, std::string& error);
 
     std::string m_certificatePem;
     std::string m_serverCertificatePem;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "devserver/ServerState.h"
+#include "devserver/WebHandler.h"
 
 #include <memory>
 #include <vector>
@@ -54,5 +55,8 @@ void serveHttp(boost::asio::ip::tcp::socket socket, boost::asio::ssl::context& t
 /// Takes over a connection whose upgrade request for `room` has been read.
 void serveWebSocket(TlsStream stream, HttpRequest request, RecordedRequest record, std::string room,
     std::shared_ptr<ServerState> server, ConnectionList& connections);
+
+/// Streams a feed to a connection whose request has been read.
+void serveEvents(TlsStream stream, EventAnswer answer, ConnectionList& connections);
 
 } // namespace devserver

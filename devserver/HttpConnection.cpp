@@ -2,6 +2,7 @@
 #include "devserver/Connection.h"
 #include "devserver/RequestTarget.h"
 
+#include <array>
 #include <chrono>
 #include <optional>
 
@@ -20,7 +21,7 @@ using boost::system::error_code;
 namespace {
 
 constexpr std::chrono::seconds silenceLimit{60}; // of a client within one step
-constexpr std::uint64_t bodyLimit = std::uint64_t{1} << 20;
+constexpr std::uint64_t plainBodyLimit = std::uint64_t{1} << 20; // where nobody handles bodies
 
 RecordedRequest recordOf(const HttpRequest& request) {
     RecordedRequest record{std::string(request.method_string()), std::string(request.target()), {}};
@@ -61,12 +62,34 @@ private:
 
     void readRequest() {
         m_parser.emplace();
-        m_parser->body_limit(bodyLimit);
+        const std::shared_ptr<WebHandler> handler = m_server->webHandler();
+        m_parser->body_limit(handler ? handler->bodyLimit() : plainBodyLimit);
         lowest().expires_after(silenceLimit);
         http::async_read(*m_stream, m_buffer, *m_parser,
             [self = shared_from_this()](error_code error, std::size_t) {
                 if (!error) {
                     self->handle(self->m_parser->release());
+                } else if (error == http::error::body_limit) {
+                    self->refuseBody();
+                }
+            });
+    }
+
+    /// What is still coming is read away: closing before would reset the connection, and the client
+    /// would not see the answer.
+    void refuseBody() {
+        const std::shared_ptr<WebHandler> handler = m_server->webHandler();
+        HttpRequest request(m_parser->get().base());
+        request.keep_alive(false);
+        m_isRefusing = true;
+        answer(request, handler ? handler->tooLarge() : errorAnswer(413, "The body is too large"));
+    }
+
+    void readAway() {
+        m_stream->async_read_some(boost::asio::buffer(m_discarded),
+            [self = shared_from_this()](error_code error, std::size_t) {
+                if (!error) {
+                    self->readAway();
                 }
             });
     }
@@ -75,7 +98,7 @@ private:
         RecordedRequest record = recordOf(request);
         m_server->record(record);
         if (!beast::websocket::is_upgrade(request)) {
-            answer(request, m_server->answerTo(record));
+            answerFreely(std::move(request), record);
             return;
         }
         if (std::optional<HttpAnswer> refusal = m_server->webSocketRefusal()) {
@@ -84,13 +107,24 @@ private:
         }
         std::optional<std::string> room = RequestTarget::of(record.target).room();
         if (!room) {
-            answer(request, m_server->answerTo(record));
+            answerFreely(std::move(request), record);
             return;
         }
         TlsStream stream = std::move(*m_stream);
         m_stream.reset();
         serveWebSocket(std::move(stream), std::move(request), std::move(record), std::move(*room),
             m_server, m_connections);
+    }
+
+    void answerFreely(HttpRequest request, const RecordedRequest& record) {
+        WebAnswer free = m_server->answerTo(record, std::move(request.body()));
+        if (auto* plain = std::get_if<HttpAnswer>(&free)) {
+            answer(request, std::move(*plain));
+            return;
+        }
+        TlsStream stream = std::move(*m_stream);
+        m_stream.reset();
+        serveEvents(std::move(stream), std::move(std::get<EventAnswer>(free)), m_connections);
     }
 
     void answer(const HttpRequest& request, HttpAnswer answer) {
@@ -110,7 +144,9 @@ private:
                 if (error) {
                     return;
                 }
-                if (self->m_response.need_eof()) {
+                if (self->m_isRefusing) {
+                    self->readAway();
+                } else if (self->m_response.need_eof()) {
                     self->shutDown();
                 } else {
                     self->readRequest();
@@ -129,6 +165,8 @@ private:
     beast::flat_buffer m_buffer;
     std::optional<http::request_parser<http::string_body>> m_parser;
     http::response<http::string_body> m_response;
+    bool m_isRefusing = false; // what is still to come of the request
+    std::array<char, std::size_t{64} << 10> m_discarded{};
 };
 
 } // namespace

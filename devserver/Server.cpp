@@ -140,14 +140,17 @@ Server::~Server() {
 
 std::optional<std::string> Server::start() {
     std::string reason;
-    m_authority = CertificateAuthority::make(m_state->options().certificates, reason);
+    const ServerOptions& options = m_state->options();
+    m_authority = options.authorityFolder.empty()
+        ? CertificateAuthority::make(options.certificates, reason)
+        : CertificateAuthority::kept(options.authorityFolder, options.certificates, reason);
     if (!m_authority) {
         return reason;
     }
     if (const error_code error = m_network->useCertificate(*m_authority)) {
         return "the server's certificate cannot be used: " + error.message();
     }
-    const std::uint16_t port = m_state->options().port;
+    const std::uint16_t port = options.port;
     if (const error_code error = m_network->listenOnLoopback(port)) {
         return "port " + std::to_string(port) + " cannot be listened on: " + error.message();
     }
@@ -193,6 +196,10 @@ void Server::setAnswer(Endpoint endpoint, std::optional<HttpAnswer> answer) {
 
 void Server::refuseWebSockets(std::optional<HttpAnswer> answer) {
     m_state->setWebSocketRefusal(std::move(answer));
+}
+
+void Server::setWebHandler(std::shared_ptr<WebHandler> handler) {
+    m_state->setWebHandler(std::move(handler));
 }
 
 std::shared_ptr<AgentSession> Server::waitForAgent(

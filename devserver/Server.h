@@ -5,6 +5,7 @@
 
 #include "devserver/AgentSession.h"
 #include "devserver/ServerOptions.h"
+#include "devserver/WebHandler.h"
 
 #include <chrono>
 #include <memory>
@@ -42,6 +43,9 @@ public:
     void setAnswer(Endpoint endpoint, std::optional<HttpAnswer> answer);
     /// Answers every WebSocket upgrade instead of accepting it; nothing accepts them again.
     void refuseWebSockets(std::optional<HttpAnswer> answer);
+
+    /// Has `handler` answer what is not for the update check.
+    void setWebHandler(std::shared_ptr<WebHandler> handler);
 
     /// The next agent that has subscribed to `room`, each once; null when the time is over.
     std::shared_ptr<AgentSession> waitForAgent(

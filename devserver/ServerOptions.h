@@ -20,6 +20,7 @@ struct ServerOptions {
     std::string latestVersion = "1.0.0"; // of the agent, told by the version endpoint
     std::string downloadUrl = "https://example.org/quillet"; // told by the bundle endpoint
     CertificateOptions certificates = {};
+    std::string authorityFolder = {}; // keeps the authority; empty: a new one at each start
     std::vector<stomp::Version> versions
         = {stomp::Version::v1_2, stomp::Version::v1_1, stomp::Version::v1_0};
     std::string heartBeat = "0,0"; // announced in CONNECTED; none is ever sent by the server itself
@@ -34,6 +35,9 @@ struct HttpAnswer {
     std::string body = {};
     HttpHeaders headers = {{"Content-Type", "application/json"}};
 };
+
+/// An answer that the agent and the page understand as an error: {"status", "message"}.
+HttpAnswer errorAnswer(unsigned status, std::string_view message);
 
 /// A request as it came in, a WebSocket's upgrade included.
 struct RecordedRequest {

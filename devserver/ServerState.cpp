@@ -33,13 +33,6 @@ std::optional<Endpoint> endpointOf(const RequestTarget& target) {
     return std::nullopt;
 }
 
-HttpAnswer errorAnswer(unsigned status, std::string_view message) {
-    boost::json::object body;
-    body["status"] = status;
-    body["message"] = message;
-    return {status, boost::json::serialize(body)};
-}
-
 HttpAnswer valueAnswer(std::string_view value) {
     boost::json::object body;
     body["value"] = value;
@@ -47,6 +40,13 @@ HttpAnswer valueAnswer(std::string_view value) {
 }
 
 } // namespace
+
+HttpAnswer errorAnswer(unsigned status, std::string_view message) {
+    boost::json::object body;
+    body["status"] = status;
+    body["message"] = message;
+    return {status, boost::json::serialize(body)};
+}
 
 const std::string* RecordedRequest::header(std::string_view name) const {
     const auto found = std::find_if(headers.begin(), headers.end(),
@@ -64,10 +64,11 @@ std::vector<RecordedRequest> ServerState::requests() const {
     return m_requests;
 }
 
-HttpAnswer ServerState::answerTo(const RecordedRequest& request) const {
+WebAnswer ServerState::answerTo(const RecordedRequest& request, std::string body) const {
     const std::optional<Endpoint> endpoint = endpointOf(RequestTarget::of(request.target));
     if (!endpoint) {
-        return errorAnswer(404, "Not found");
+        const std::shared_ptr<WebHandler> handler = webHandler();
+        return handler ? handler->answer(request, std::move(body)) : errorAnswer(404, "Not found");
     }
     if (request.method != "GET") {
         return errorAnswer(405, "Method not allowed");
@@ -97,6 +98,16 @@ void ServerState::setWebSocketRefusal(std::optional<HttpAnswer> answer) {
 std::optional<HttpAnswer> ServerState::webSocketRefusal() const {
     const std::lock_guard lock(m_mutex);
     return m_webSocketRefusal;
+}
+
+void ServerState::setWebHandler(std::shared_ptr<WebHandler> handler) {
+    const std::lock_guard lock(m_mutex);
+    m_webHandler = std::move(handler);
+}
+
+std::shared_ptr<WebHandler> ServerState::webHandler() const {
+    const std::lock_guard lock(m_mutex);
+    return m_webHandler;
 }
 
 void ServerState::announce(std::shared_ptr<AgentSession> session) {

@@ -4,6 +4,7 @@
 
 #include "devserver/AgentSession.h"
 #include "devserver/ServerOptions.h"
+#include "devserver/WebHandler.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -28,13 +29,17 @@ public:
     std::vector<RecordedRequest> requests() const;
 
     /// The answer to any request that opens no WebSocket.
-    HttpAnswer answerTo(const RecordedRequest& request) const;
+    WebAnswer answerTo(const RecordedRequest& request, std::string body) const;
     /// Answers every request of an endpoint; nothing brings the usual answers back.
     void setAnswer(Endpoint endpoint, std::optional<HttpAnswer> answer);
 
     /// Answers every WebSocket upgrade instead of accepting it.
     void setWebSocketRefusal(std::optional<HttpAnswer> answer);
     std::optional<HttpAnswer> webSocketRefusal() const;
+
+    /// Who answers what is not for the update check; nobody, and the answer is "Not found".
+    void setWebHandler(std::shared_ptr<WebHandler> handler);
+    std::shared_ptr<WebHandler> webHandler() const;
 
     void announce(std::shared_ptr<AgentSession> session);
     /// The next announced session, of `room` or of any. Each is returned once.
@@ -51,6 +56,7 @@ private:
     std::vector<RecordedRequest> m_requests;
     std::map<Endpoint, HttpAnswer> m_answers;
     std::optional<HttpAnswer> m_webSocketRefusal;
+    std::shared_ptr<WebHandler> m_webHandler;
     std::list<std::shared_ptr<AgentSession>> m_waitingAgents;
     bool m_ended = false;
 };

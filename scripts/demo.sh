@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # A whole signing session on this machine: a throwaway user with a fresh certificate, the signing
-# server, the agent, a PDF and an XML signed-info block. openssl verifies what comes back.
+# server, the agent. The outcome is a signed PDF and a signed XML file, which pdfsig, openssl and
+# xmlsec1 verify.
 #   demo.sh [--desktop] [--pdf FILE] [--xml FILE] [--out DIR]
 # With --desktop the agent shows its window, if there is a display (DISPLAY, WAYLAND_DISPLAY).
 # Ends with 0 only if every step did what it should.
@@ -19,7 +20,7 @@ fail() {
 }
 
 pdf=devserver/samples/contract.pdf
-xml=devserver/samples/signed-info.xml
+xml=devserver/samples/order.xml
 out=$PWD/demo-output
 desktop=
 while [ $# -gt 0 ]; do
@@ -94,33 +95,49 @@ step "make a certificate and its key" makeIdentity || exit 1
 
 echo
 echo "== Signing session"
-build/release/bin/quillet-devserver sign-demo --pdf "$pdf" --xml "$xml" --out "$out" \
-  --agent build/release/bin/ZqMacClient </dev/null || fail "the signing session failed, see $out"
+build/release/bin/quillet-devserver sign --pdf "$pdf" --out "$out/signed.pdf" \
+  --xml "$xml" --out "$out/signed.xml" --certificate first --authority "$work/authority" \
+  --log "$out/messages.log" --agent build/release/bin/ZqMacClient </dev/null ||
+  fail "the signing session failed"
 
 echo
-echo "== Verifying with openssl"
-samePerson() {
-  diff <(openssl x509 -in "$out/certificate.pem" -outform DER | openssl dgst -sha256) \
-    <(openssl x509 -in "$work/certificate.pem" -outform DER | openssl dgst -sha256)
+echo "== Verifying with pdfsig, openssl and xmlsec1"
+# The bytes of the last signature's ByteRange, and the CMS signature between them.
+splitPdf() {
+  read -r _ first second rest < <(grep -ao '/ByteRange \[ [0-9 ]*' "$1" | tail -n 1 | tr -d '/[A-Za-z')
+  head -c "$first" "$1" >"$work/data"
+  tail -c "+$((second + 1))" "$1" | head -c "$rest" >>"$work/data"
+  tail -c "+$((first + 2))" "$1" | head -c "$((second - first - 2))" | xxd -r -p >"$work/cms"
 }
-verify() {
-  openssl x509 -in "$out/certificate.pem" -noout -pubkey >"$work/public.pem"
-  openssl dgst -sha256 -verify "$work/public.pem" -signature "$1" "$2"
+verifyPdfByPdfsig() {
+  pdfsig -nocert "$1" | tee "$work/pdfsig" && grep -q 'Total document signed' "$work/pdfsig" &&
+    [ "$(grep -c 'Signature Validation: Signature is Valid.' "$work/pdfsig")" = \
+      "$(grep -c 'Signature Validation:' "$work/pdfsig")" ]
 }
+verifyPdfByOpenssl() {
+  splitPdf "$1" && openssl cms -verify -cades -binary -inform DER -in "$work/cms" \
+    -content "$work/data" -CAfile "$work/certificate.pem" -purpose any -out /dev/null
+}
+verifyXml() { xmlsec1 --verify --trusted-pem "$work/certificate.pem" "$1"; }
 # A verification that also accepts other data would prove nothing.
-verifyRefusesOther() {
-  cp "$2" "$work/other"
-  printf 'x' >>"$work/other"
-  ! verify "$1" "$work/other"
+refusesChangedPdf() {
+  { cat "$1" && printf '%%x'; } >"$work/other.pdf"
+  ! verifyPdfByPdfsig "$work/other.pdf" || return 1
+  splitPdf "$1" && printf x >>"$work/data" && ! openssl cms -verify -cades -binary -inform DER \
+    -in "$work/cms" -content "$work/data" -CAfile "$work/certificate.pem" -purpose any -out /dev/null
 }
-step "the certificate is the one just made" samePerson || true
-step "the signature of the PDF" verify "$out/pdf.signature.bin" "$pdf" || true
-step "... and of no other PDF" verifyRefusesOther "$out/pdf.signature.bin" "$pdf" || true
-step "the signature of the XML signed-info" verify "$out/xml.signature.bin" "$xml" || true
-step "... and of no other XML" verifyRefusesOther "$out/xml.signature.bin" "$xml" || true
+refusesChangedXml() {
+  sed '0,/>[A-Za-z0-9]/s//>x/' "$1" >"$work/other.xml"
+  ! verifyXml "$work/other.xml"
+}
+step "pdfsig: the PDF's signature is valid" verifyPdfByPdfsig "$out/signed.pdf" || true
+step "openssl: the same, by the certificate made" verifyPdfByOpenssl "$out/signed.pdf" || true
+step "... and not of a changed PDF" refusesChangedPdf "$out/signed.pdf" || true
+step "xmlsec1: the XML's signature is valid" verifyXml "$out/signed.xml" || true
+step "... and not of changed XML" refusesChangedXml "$out/signed.xml" || true
 
 echo
-echo "The files are in $out"
-ls "$out"
+echo "The signed files, to be opened with any viewer, and the messages of the session:"
+ls "$out"/signed.pdf "$out"/signed.xml "$out"/messages.log
 [ "$failed" -eq 0 ] || fail "not everything could be verified"
 echo "Everything was verified."

@@ -45,6 +45,25 @@ check 'what is plain C++ in platform/macos/' \
   $(find platform/macos -name '*.cpp' -o -name '*.h' ! -name FoundationText.h)
 check 'devserver/' "<.*>|\"devserver/.*\"|\"frameworks/CRVStompClient/StompFrame\.h\"" \
   $(find devserver -name '*.h' -o -name '*.cpp')
+# Within the signing server: program -> web -> session -> documents -> the server itself.
+server='"devserver/[A-Za-z0-9]+\.h"'
+documents='"devserver/documents/.*"'
+session='"devserver/session/.*"'
+web='"devserver/web/.*"'
+check 'the signing server'  "<.*>|$server|\"frameworks/CRVStompClient/StompFrame\.h\"" \
+  devserver/*.h devserver/*.cpp
+check 'devserver/documents/' "<.*>|\"devserver/(Encoding|OpenSsl)\.h\"|$documents" devserver/documents/*
+check 'devserver/session/' "<.*>|$server|$documents|$session" devserver/session/*
+check 'devserver/web/'     "<.*>|$server|$session|$web" devserver/web/*.h devserver/web/*.cpp*
+
+# Each library of documents is seen by the one file that wraps it.
+for pair in qpdf:PdfUpdate libxml:XmlSignature xmlsec:XmlSignature openssl/cms:CmsSignature; do
+  seen=$(grep -lE "include <${pair%%:*}[./]" -r devserver | grep -v "/${pair##*:}\.cpp$")
+  if [ -n "$seen" ]; then
+    echo "${pair%%:*} is for ${pair##*:}.cpp alone: $seen"
+    status=1
+  fi
+done
 
 # The portable rooms know no operating system.
 named=$(grep -nE '__APPLE__|__linux__|_WIN32|#[[:space:]]*if' platform/*.h platform/*.cpp \

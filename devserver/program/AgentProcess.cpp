@@ -18,7 +18,6 @@ namespace devserver {
 
 namespace {
 
-constexpr int newFile = O_WRONLY | O_CREAT | O_TRUNC;
 constexpr std::chrono::milliseconds lookAgainAfter{5};
 
 class FileActions {
@@ -81,8 +80,6 @@ std::optional<std::string> AgentProcess::start(const Start& start) {
     std::vector<std::string> environment = environmentWith("SSL_CERT_FILE", start.authorityFile);
     FileActions actions;
     actions.open(STDIN_FILENO, "/dev/null", O_RDONLY);
-    actions.open(STDOUT_FILENO, start.outputFile, newFile);
-    actions.open(STDERR_FILENO, start.errorFile, newFile);
     const int error = posix_spawn(&m_id, start.program.c_str(), actions.get(), nullptr,
         pointersTo(arguments).data(), pointersTo(environment).data());
     if (error != 0) {

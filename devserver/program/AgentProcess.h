@@ -17,8 +17,6 @@ public:
         std::string program; // a path
         std::vector<std::string> arguments;
         std::string authorityFile; // becomes SSL_CERT_FILE
-        std::string outputFile; // gets its standard output
-        std::string errorFile; // gets its standard error
     };
 
     AgentProcess() = default;
@@ -26,7 +24,7 @@ public:
     AgentProcess& operator=(const AgentProcess&) = delete;
     ~AgentProcess();
 
-    /// Nothing on success, else the cause. Its standard input is empty.
+    /// Nothing on success, else the cause. Its standard input is empty; its output is ours.
     std::optional<std::string> start(const Start& start);
     /// How it ended ("ended with status 0"), or nothing while it runs after `timeout`.
     std::optional<std::string> waitForEnd(std::chrono::milliseconds timeout);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/CommandLine.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <functional>
@@ -9,26 +10,30 @@
 namespace devserver {
 
 const char* const usageText =
-    R"(usage: quillet-devserver sign-demo --pdf FILE --xml FILE --out DIR [--port N] [--room ID]
-                                   [--timeout SECONDS] [--agent PROGRAM [-- ARGUMENT...]]
-       quillet-devserver serve [--port N] [--room ID]
+    R"(usage: quillet-devserver [--port N] [--open] [--authority DIR]
+       quillet-devserver sign (--pdf FILE | --xml FILE) --out FILE ... --certificate DIGEST|first
+                              [--port N] [--room ID] [--timeout SECONDS] [--authority DIR]
+                              [--send-document] [--log FILE] [--agent PROGRAM [-- ARGUMENT...]]
        quillet-devserver --help | --version
 
-A signing server on this machine, for development: HTTPS with an authority of its own, the
-endpoints of the update check, and rooms that agents join.
+A signing server on this machine, for those who integrate the signing agent.
 
-sign-demo  runs one session: waits for an agent, asks for diagnostics and certificates, has FILE
-           and FILE signed with the first certificate, ends the agent. What came back is in DIR.
-           Ends with status 0 when every step succeeded.
-serve      serves until it is ended, and sends what is typed; "help" lists the commands.
+Without a command it serves a web page that signs documents and shows every message, until it is
+ended. "sign" waits for an agent, has the files signed in one session, and ends with status 0 only
+if all of them were.
 
-  --pdf FILE         a PDF document
-  --xml FILE         a canonical XML SignedInfo block
-  --out DIR          where the results go; made when missing
-  --port N           the port to listen on (default: a free one)
-  --room ID          the room of the printed link (default: demo)
-  --timeout SECONDS  how long each step may take (default: 30)
-  --agent PROGRAM    starts PROGRAM with the link, and the ARGUMENTs behind it
+  --port N              the port to listen on (default: 8443; for "sign" a free one)
+  --open                opens the page in the browser
+  --authority DIR       keeps the certificate authority there
+                        (default: quillet-devserver in the user's data folder)
+  --pdf FILE, --xml FILE, --out FILE
+                        a document, and where the signed one goes; may be repeated
+  --certificate DIGEST  which certificate is to sign; "first" is the first that the agent lists
+  --room ID             the room of the link (default: a random one)
+  --timeout SECONDS     how long each step may take (default: 120)
+  --send-document       sends the PDF to the agent too, and expects it back
+  --log FILE            the messages, with long values cut
+  --agent PROGRAM       starts PROGRAM with the link, and the ARGUMENTs behind it
 )";
 
 namespace {
@@ -57,10 +62,30 @@ Taker portInto(std::uint16_t& target) {
     };
 }
 
-/// Reads options up to the end or to "--", after which `rest` begins. The error, or nothing.
+/// Begins a task; false when the one before has no --out yet.
+Taker taskInto(std::vector<SigningTask>& tasks, DocumentKind kind) {
+    return [&tasks, kind](const std::string& value) {
+        const bool isPossible = tasks.empty() || !tasks.back().out.empty();
+        tasks.push_back({kind, value, ""});
+        return isPossible && !value.empty();
+    };
+}
+
+Taker outInto(std::vector<SigningTask>& tasks) {
+    return [&tasks](const std::string& value) {
+        const bool isPossible = !tasks.empty() && tasks.back().out.empty() && !value.empty();
+        if (isPossible) {
+            tasks.back().out = value;
+        }
+        return isPossible;
+    };
+}
+
+/// Reads options from `rest` up to the end or to "--", behind which `rest` is then. The error, or
+/// nothing.
 std::optional<std::string> takeOptions(
     const std::vector<std::string>& arguments, const Takers& takers, std::size_t& rest) {
-    for (rest = 1; rest < arguments.size(); rest += 2) {
+    for (; rest < arguments.size(); rest += 2) {
         const std::string& name = arguments[rest];
         if (name == "--") {
             ++rest;
@@ -68,37 +93,45 @@ std::optional<std::string> takeOptions(
         }
         const auto taker = takers.find(name);
         if (taker == takers.end()) {
-            return "unknown option '" + name + "' of " + arguments[0];
+            return "unknown option '" + name + "'";
         }
         if (rest + 1 == arguments.size()) {
             return "option " + name + " needs a value";
         }
         if (!taker->second(arguments[rest + 1])) {
-            return "'" + arguments[rest + 1] + "' is no value for " + name;
+            return "'" + arguments[rest + 1] + "' cannot stand here for " + name;
         }
     }
-    rest = arguments.size();
     return std::nullopt;
 }
 
-CommandLine parseDemo(const std::vector<std::string>& arguments) {
-    DemoOptions options;
+CommandLine parseSign(std::vector<std::string> arguments) {
+    SignOptions options;
+    const auto own = std::find(arguments.begin(), arguments.end(), "--"); // the rest is the agent's
+    const auto kept = std::remove(arguments.begin(), own, "--send-document");
+    options.sendDocuments = kept != own;
+    arguments.erase(kept, own);
     std::string agent;
-    unsigned timeout = 30;
-    const Takers takers = {{"--pdf", textInto(options.pdf)}, {"--xml", textInto(options.xml)},
-        {"--out", textInto(options.out)}, {"--port", portInto(options.port)},
-        {"--room", textInto(options.room)}, {"--agent", textInto(agent)},
+    unsigned timeout = 120;
+    const Takers takers = {{"--pdf", taskInto(options.tasks, DocumentKind::pdf)},
+        {"--xml", taskInto(options.tasks, DocumentKind::xml)}, {"--out", outInto(options.tasks)},
+        {"--certificate", textInto(options.certificate)}, {"--port", portInto(options.port)},
+        {"--room", textInto(options.room)}, {"--authority", textInto(options.authorityFolder)},
+        {"--log", textInto(options.log)}, {"--agent", textInto(agent)},
         {"--timeout",
             [&](const std::string& value) { return parseNumber(value, 1U, 86400U, timeout); }}};
-    std::size_t rest = 0;
+    std::size_t rest = 1;
     if (std::optional<std::string> error = takeOptions(arguments, takers, rest)) {
         return UsageError{std::move(*error)};
     }
-    for (const auto& [name, value] : {std::pair("--pdf", &options.pdf),
-             std::pair("--xml", &options.xml), std::pair("--out", &options.out)}) {
-        if (value->empty()) {
-            return UsageError{"sign-demo needs " + std::string(name)};
-        }
+    if (options.tasks.empty()) {
+        return UsageError{"sign needs --pdf or --xml"};
+    }
+    if (options.tasks.back().out.empty()) {
+        return UsageError{"'" + options.tasks.back().in + "' needs --out"};
+    }
+    if (options.certificate.empty()) {
+        return UsageError{"sign needs --certificate"};
     }
     options.timeout = std::chrono::seconds(timeout);
     options.agentArguments.assign(
@@ -111,11 +144,13 @@ CommandLine parseDemo(const std::vector<std::string>& arguments) {
     return options;
 }
 
-CommandLine parseServe(const std::vector<std::string>& arguments) {
+CommandLine parseServe(std::vector<std::string> arguments) {
     ServeOptions options;
+    options.open = std::erase(arguments, "--open") > 0;
+    const Takers takers
+        = {{"--port", portInto(options.port)}, {"--authority", textInto(options.authorityFolder)}};
     std::size_t rest = 0;
-    std::optional<std::string> error = takeOptions(
-        arguments, {{"--port", portInto(options.port)}, {"--room", textInto(options.room)}}, rest);
+    std::optional<std::string> error = takeOptions(arguments, takers, rest);
     if (!error && rest < arguments.size()) {
         error = "'" + arguments[rest] + "' is not expected";
     }
@@ -128,15 +163,9 @@ CommandLine parseServe(const std::vector<std::string>& arguments) {
 } // namespace
 
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
-    if (arguments.empty()) {
-        return UsageError{"a command is needed"};
-    }
-    const std::string& command = arguments[0];
-    if (command == "sign-demo") {
-        return parseDemo(arguments);
-    }
-    if (command == "serve") {
-        return parseServe(arguments);
+    const std::string command = arguments.empty() ? "" : arguments[0];
+    if (command == "sign") {
+        return parseSign(arguments);
     }
     if (arguments.size() == 1 && (command == "--help" || command == "-h")) {
         return HelpRequest{};
@@ -144,7 +173,10 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     if (arguments.size() == 1 && command == "--version") {
         return VersionRequest{};
     }
-    return UsageError{"unknown command '" + command + "'"};
+    if (!command.empty() && !command.starts_with("-")) {
+        return UsageError{"unknown command '" + command + "'"};
+    }
+    return parseServe(arguments);
 }
 
 } // namespace devserver

@@ -2,6 +2,8 @@
 // The program's command line.
 #pragma once
 
+#include "devserver/session/DocumentSigning.h"
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -14,20 +16,30 @@ namespace devserver {
 struct HelpRequest { };
 struct VersionRequest { };
 
-struct DemoOptions {
-    std::string pdf;
-    std::string xml;
-    std::string out; // directory
+/// A file to be signed, and where the signed one goes.
+struct SigningTask {
+    DocumentKind kind = DocumentKind::pdf;
+    std::string in;
+    std::string out;
+};
+
+struct SignOptions {
+    std::vector<SigningTask> tasks;
+    std::string certificate; // a digest, or "first"
     std::uint16_t port = 0;
-    std::string room = "demo";
-    std::chrono::seconds timeout{30}; // of each step
-    std::optional<std::string> agent; // program to start
+    std::string room; // empty: a random one
+    std::chrono::seconds timeout{120}; // of each step
+    std::string authorityFolder; // empty: the user's
+    bool sendDocuments = false; // to the agent too
+    std::string log; // a file for the messages; empty: none
+    std::optional<std::string> agent; // a program to start
     std::vector<std::string> agentArguments; // after the link
 };
 
 struct ServeOptions {
-    std::uint16_t port = 0;
-    std::string room = "demo"; // of the link; agents may join any
+    std::uint16_t port = 8443;
+    bool open = false; // the page, in the browser
+    std::string authorityFolder; // empty: the user's
 };
 
 struct UsageError {
@@ -35,7 +47,7 @@ struct UsageError {
 };
 
 using CommandLine
-    = std::variant<HelpRequest, VersionRequest, DemoOptions, ServeOptions, UsageError>;
+    = std::variant<HelpRequest, VersionRequest, SignOptions, ServeOptions, UsageError>;
 
 /// `arguments` without the program's own name.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);

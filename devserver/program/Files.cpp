@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/Files.h"
 
+#include "devserver/session/DocumentSigning.h"
+
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -13,8 +16,8 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
         error = path + " cannot be read: " + code.message();
         return std::nullopt;
     }
-    if (size > largestFile) {
-        error = path + " is larger than " + std::to_string(largestFile >> 20) + " MiB";
+    if (size > largestDocument) {
+        error = path + " cannot be signed: " + tooLargeText();
         return std::nullopt;
     }
     std::string bytes(size, '\0');
@@ -25,6 +28,19 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
         return std::nullopt;
     }
     return bytes;
+}
+
+std::string dataFolder() {
+    const auto environment = [](const char* name) {
+        const char* const value = std::getenv(name);
+        return std::string(value != nullptr ? value : "");
+    };
+    const std::string data = environment("XDG_DATA_HOME");
+    const std::string home = environment("HOME");
+    if (!data.empty()) {
+        return data + "/quillet-devserver";
+    }
+    return home.empty() ? "" : home + "/.local/share/quillet-devserver";
 }
 
 bool writeFile(const std::string& path, std::string_view bytes) {

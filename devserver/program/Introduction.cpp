@@ -1,17 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/Introduction.h"
 
-#include <filesystem>
+#include "devserver/session/AgentCommand.h"
 
 namespace devserver {
 
+std::string pageAddress(const Server& server) {
+    return "https://localhost:" + std::to_string(server.port()) + "/";
+}
+
+std::string introductionOf(const Server& server, const std::string& authorityFile) {
+    const std::string file = shellQuoted(authorityFile);
+    return "page       " + pageAddress(server) + "\nauthority  " + authorityFile
+        + "\n\n"
+          "The server has a certificate authority of its own, for this machine alone. To trust "
+          "it:\n"
+          "  Chromium, Chrome   certutil -A -d sql:$HOME/.pki/nssdb -n quillet-devserver -t C,, -i "
+        + file
+        + "\n"
+          "  Firefox            Settings, Certificates, View Certificates, Authorities, Import\n"
+          "  the whole system   sudo cp "
+        + file
+        + " /usr/local/share/ca-certificates/quillet-devserver.crt\n"
+          "                     sudo update-ca-certificates\n"
+          "  one agent          the command that the page shows, with SSL_CERT_FILE\n"
+          "Without that a browser warns of the page, and an agent refuses the server.\n\n";
+}
+
 std::string introductionOf(
-    const Server& server, const std::string& authorityPath, const std::string& room) {
+    const Server& server, const std::string& authorityFile, const std::string& room) {
     const std::string link = server.link(room);
-    const std::string authority = std::filesystem::absolute(authorityPath).string();
-    return "server     https://localhost:" + std::to_string(server.port()) + "\nauthority  "
-        + authority + "\nlink       " + link + "\nagent      SSL_CERT_FILE='" + authority
-        + "' ZqMacClient '" + link + "'\n\n";
+    return "authority  " + authorityFile + "\nlink       " + link + "\nagent      "
+        + agentCommand(authorityFile, link) + "\n\n";
 }
 
 } // namespace devserver

@@ -7,9 +7,14 @@
 
 namespace devserver {
 
-/// What a person needs to know of a running server: its address, the authority that it asks to be
-/// trusted, the link for a room, and a command that starts an agent with them.
+/// Where the page of a running server is.
+std::string pageAddress(const Server& server);
+
+/// What a person needs to know of a running server: the page's address, the authority's certificate
+/// and how to trust it.
+std::string introductionOf(const Server& server, const std::string& authorityFile);
+/// The same for a room: the link, and a command that starts an agent with it.
 std::string introductionOf(
-    const Server& server, const std::string& authorityPath, const std::string& room);
+    const Server& server, const std::string& authorityFile, const std::string& room);
 
 } // namespace devserver

@@ -29,19 +29,12 @@ void MessageLog::note(std::string_view text) {
     m_out << timeOfDay() << "  " << text << '\n' << std::flush;
 }
 
-void MessageLog::reply(std::string_view text) {
-    const std::lock_guard lock(m_mutex);
-    if (!text.empty()) {
-        m_out << text << '\n' << std::flush;
-    }
+void MessageLog::sent(std::string_view envelope) {
+    note("to agent    " + foldedEnvelope(envelope));
 }
 
-void MessageLog::sent(std::string_view agent, std::string_view envelope) {
-    note("to " + std::string(agent) + "    " + foldedEnvelope(envelope));
-}
-
-void MessageLog::received(std::string_view agent, std::string_view envelope) {
-    note("from " + std::string(agent) + "  " + foldedEnvelope(envelope));
+void MessageLog::received(std::string_view envelope) {
+    note("from agent  " + foldedEnvelope(envelope));
 }
 
 } // namespace devserver

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "devserver/session/MessageObserver.h"
+
 #include <mutex>
 #include <ostream>
 #include <string_view>
@@ -8,18 +10,15 @@
 namespace devserver {
 
 /// Lines with the time of day in UTC, each written whole. From any thread.
-class MessageLog {
+class MessageLog final : public MessageObserver {
 public:
     /// The stream outlives the log.
     explicit MessageLog(std::ostream& out)
         : m_out(out) { }
 
     void note(std::string_view text);
-    /// Text without a time; nothing for an empty one.
-    void reply(std::string_view text);
-    /// An envelope, folded. `agent` names the other side.
-    void sent(std::string_view agent, std::string_view envelope);
-    void received(std::string_view agent, std::string_view envelope);
+    void sent(std::string_view envelope) override;
+    void received(std::string_view envelope) override;
 
 private:
     std::mutex m_mutex;

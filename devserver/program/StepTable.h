@@ -1,19 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "devserver/session/StepResult.h"
+
 #include <functional>
 #include <ostream>
 #include <string>
 
 namespace devserver {
-
-/// How a step went: on success a note for the table, else the cause as a sentence.
-struct StepResult {
-    bool ok = true;
-    std::string text;
-
-    static StepResult failure(std::string cause) { return {false, std::move(cause)}; }
-};
 
 /// A table that grows by a row as each step ends: name, outcome, time, note.
 class StepTable {

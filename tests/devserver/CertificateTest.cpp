@@ -2,6 +2,7 @@
 #include "devserver/CertificateAuthority.h"
 #include "devserver/Encoding.h"
 #include "tests/devserver/TestClient.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <cstdio>
 #include <fstream>
@@ -98,6 +99,57 @@ TEST(EncodingTest, OnlyWholeCertificatesBecomePem) {
     EXPECT_EQ(certificatePemOfDer(*der + "x"), std::nullopt);
     EXPECT_EQ(certificatePemOfDer(der->substr(1)), std::nullopt);
     EXPECT_EQ(certificatePemOfDer(""), std::nullopt);
+}
+
+TEST(KeptAuthorityTest, IsTheSameAtTheNextStart) {
+    const TemporaryFolder folder;
+    const std::string kept = (folder / "a/b").string();
+    std::string authority;
+    for (int start = 0; start < 2; ++start) {
+        Server server({.authorityFolder = kept});
+        ASSERT_EQ(server.start(), std::nullopt);
+        EXPECT_EQ(request(server, "/update/version?os=macos", "localhost").status, 200U);
+        EXPECT_EQ(request(server, "/update/version?os=macos", "127.0.0.1").status, 200U);
+        EXPECT_EQ(server.authorityPem(), contentOf(CertificateAuthority::fileIn(kept)));
+        if (start == 1) {
+            EXPECT_EQ(server.authorityPem(), authority);
+        }
+        authority = server.authorityPem();
+    }
+    const auto permissions = std::filesystem::status(kept + "/authority-key.pem").permissions();
+    EXPECT_EQ(
+        permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST(KeptAuthorityTest, VouchesForThisMachineAlone) {
+    const TemporaryFolder folder;
+    ServerOptions options;
+    options.authorityFolder = folder.path().string();
+    options.certificates.dnsNames = {"localhost", "elsewhere.example"};
+    Server server(options);
+    ASSERT_EQ(server.start(), std::nullopt);
+    EXPECT_NE(request(server, "/", "localhost").error.find("certificate verify failed"),
+        std::string::npos);
+}
+
+TEST(KeptAuthorityTest, IsMadeAnewWhenItCannotBeUsed) {
+    const TemporaryFolder folder;
+    std::string error;
+    const std::string kept = folder.path().string();
+    const auto first = CertificateAuthority::kept(kept, {}, error);
+    ASSERT_TRUE(first) << error;
+    writeFile(CertificateAuthority::fileIn(kept), "damaged");
+    const auto second = CertificateAuthority::kept(kept, {}, error);
+    ASSERT_TRUE(second) << error;
+    EXPECT_NE(second->certificatePem(), first->certificatePem());
+    EXPECT_EQ(contentOf(CertificateAuthority::fileIn(kept)), second->certificatePem());
+}
+
+TEST(KeptAuthorityTest, FolderThatCannotBeWrittenIsTold) {
+    const TemporaryFolder folder;
+    writeFile(folder / "file", "");
+    Server server({.authorityFolder = (folder / "file").string()});
+    EXPECT_EQ(server.start(), "the authority cannot be kept in " + (folder / "file").string());
 }
 
 } // namespace

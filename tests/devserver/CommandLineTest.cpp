@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/CommandLine.h"
-#include "devserver/program/ServeCommands.h"
 
 #include <gtest/gtest.h>
 
@@ -15,94 +14,73 @@ std::string usageErrorOf(const Arguments& arguments) {
     return error != nullptr ? error->reason : "(none)";
 }
 
-TEST(CommandLineTest, DemoTakesAllItsOptions) {
-    const CommandLine commandLine
-        = parseCommandLine({"sign-demo", "--pdf", "a.pdf", "--xml", "b.xml", "--out", "c", "--port",
-            "8443", "--room", "r", "--timeout", "5", "--agent", "d", "--", "--flag", "e"});
-    const auto* demo = std::get_if<DemoOptions>(&commandLine);
-    ASSERT_NE(demo, nullptr);
-    EXPECT_EQ(demo->pdf, "a.pdf");
-    EXPECT_EQ(demo->xml, "b.xml");
-    EXPECT_EQ(demo->out, "c");
-    EXPECT_EQ(demo->port, 8443);
-    EXPECT_EQ(demo->room, "r");
-    EXPECT_EQ(demo->timeout, std::chrono::seconds(5));
-    EXPECT_EQ(demo->agent, "d");
-    EXPECT_EQ(demo->agentArguments, (Arguments{"--flag", "e"}));
+TEST(CommandLineTest, SignTakesAllItsOptions) {
+    const CommandLine commandLine = parseCommandLine({"sign", "--pdf", "a.pdf", "--out", "b.pdf",
+        "--xml", "c.xml", "--out", "d.xml", "--certificate", "D=", "--port", "8444", "--room", "r",
+        "--timeout", "5", "--authority", "e", "--log", "f", "--send-document", "--agent", "g", "--",
+        "--flag", "h", "--send-document"});
+    const auto* sign = std::get_if<SignOptions>(&commandLine);
+    ASSERT_NE(sign, nullptr);
+    ASSERT_EQ(sign->tasks.size(), 2U);
+    EXPECT_EQ(sign->tasks[0].kind, DocumentKind::pdf);
+    EXPECT_EQ(sign->tasks[0].in, "a.pdf");
+    EXPECT_EQ(sign->tasks[0].out, "b.pdf");
+    EXPECT_EQ(sign->tasks[1].kind, DocumentKind::xml);
+    EXPECT_EQ(sign->tasks[1].in, "c.xml");
+    EXPECT_EQ(sign->tasks[1].out, "d.xml");
+    EXPECT_EQ(sign->certificate, "D=");
+    EXPECT_EQ(sign->port, 8444);
+    EXPECT_EQ(sign->room, "r");
+    EXPECT_EQ(sign->timeout, std::chrono::seconds(5));
+    EXPECT_EQ(sign->authorityFolder, "e");
+    EXPECT_EQ(sign->log, "f");
+    EXPECT_EQ(sign->agent, "g");
+    EXPECT_TRUE(sign->sendDocuments);
+    EXPECT_EQ(sign->agentArguments, (Arguments{"--flag", "h", "--send-document"}));
 }
 
-TEST(CommandLineTest, DemoNeedsItsFiles) {
-    EXPECT_EQ(usageErrorOf({"sign-demo"}), "sign-demo needs --pdf");
-    EXPECT_EQ(usageErrorOf({"sign-demo", "--pdf", "a"}), "sign-demo needs --xml");
-    EXPECT_EQ(usageErrorOf({"sign-demo", "--pdf", "a", "--xml", "b"}), "sign-demo needs --out");
+TEST(CommandLineTest, SignNeedsFilesAndCertificate) {
+    EXPECT_EQ(usageErrorOf({"sign"}), "sign needs --pdf or --xml");
+    EXPECT_EQ(usageErrorOf({"sign", "--pdf", "a"}), "'a' needs --out");
+    EXPECT_EQ(usageErrorOf({"sign", "--out", "a"}), "'a' cannot stand here for --out");
+    EXPECT_EQ(
+        usageErrorOf({"sign", "--pdf", "a", "--xml", "b"}), "'b' cannot stand here for --xml");
+    EXPECT_EQ(usageErrorOf({"sign", "--pdf", "a", "--out", "b", "--out", "c"}),
+        "'c' cannot stand here for --out");
+    EXPECT_EQ(usageErrorOf({"sign", "--pdf", "a", "--out", "b"}), "sign needs --certificate");
 }
 
 TEST(CommandLineTest, BadUsageIsToldInWords) {
-    EXPECT_EQ(usageErrorOf({}), "a command is needed");
     EXPECT_EQ(usageErrorOf({"sing"}), "unknown command 'sing'");
-    EXPECT_EQ(usageErrorOf({"--help", "x"}), "unknown command '--help'");
-    EXPECT_EQ(usageErrorOf({"serve", "--prot", "1"}), "unknown option '--prot' of serve");
-    EXPECT_EQ(usageErrorOf({"serve", "--port"}), "option --port needs a value");
+    EXPECT_EQ(usageErrorOf({"--help", "x"}), "unknown option '--help'");
+    EXPECT_EQ(usageErrorOf({"--prot", "1"}), "unknown option '--prot'");
+    EXPECT_EQ(usageErrorOf({"--port"}), "option --port needs a value");
     for (const char* port : {"65536", "-1", "80x", ""}) {
-        EXPECT_EQ(usageErrorOf({"serve", "--port", port}),
-            "'" + std::string(port) + "' is no value for --port");
+        EXPECT_EQ(usageErrorOf({"--port", port}),
+            "'" + std::string(port) + "' cannot stand here for --port");
     }
-    EXPECT_EQ(usageErrorOf({"serve", "--", "x"}), "'x' is not expected");
-    EXPECT_EQ(
-        usageErrorOf({"sign-demo", "--pdf", "a", "--xml", "b", "--out", "c", "--timeout", "0"}),
-        "'0' is no value for --timeout");
-    EXPECT_EQ(usageErrorOf({"sign-demo", "--pdf", "a", "--xml", "b", "--out", "c", "--", "x"}),
-        "arguments for an agent need --agent");
+    EXPECT_EQ(usageErrorOf({"--", "x"}), "'x' is not expected");
+    const Arguments sign = {"sign", "--pdf", "a", "--out", "b", "--certificate", "first"};
+    Arguments noTime = sign;
+    noTime.insert(noTime.end(), {"--timeout", "0"});
+    EXPECT_EQ(usageErrorOf(noTime), "'0' cannot stand here for --timeout");
+    Arguments noAgent = sign;
+    noAgent.insert(noAgent.end(), {"--", "x"});
+    EXPECT_EQ(usageErrorOf(noAgent), "arguments for an agent need --agent");
 }
 
-TEST(CommandLineTest, ServeHasDefaults) {
-    const CommandLine commandLine = parseCommandLine({"serve"});
-    const auto* serve = std::get_if<ServeOptions>(&commandLine);
+TEST(CommandLineTest, WithoutACommandThePageIsServed) {
+    const CommandLine plain = parseCommandLine({});
+    const auto* serve = std::get_if<ServeOptions>(&plain);
+    ASSERT_NE(serve, nullptr);
+    EXPECT_EQ(serve->port, 8443);
+    EXPECT_FALSE(serve->open);
+    const CommandLine full = parseCommandLine({"--open", "--port", "0", "--authority", "d"});
+    serve = std::get_if<ServeOptions>(&full);
     ASSERT_NE(serve, nullptr);
     EXPECT_EQ(serve->port, 0);
-    EXPECT_EQ(serve->room, "demo");
-}
-
-std::string envelopeOf(const std::string& line) {
-    const ServeCommand command = parseServeCommand(line, "r1");
-    const auto* post = std::get_if<PostCommand>(&command);
-    return post != nullptr ? post->envelope : "(none)";
-}
-
-std::string replyTo(const std::string& line) {
-    const ServeCommand command = parseServeCommand(line, "r1");
-    const auto* reply = std::get_if<Reply>(&command);
-    return reply != nullptr ? reply->text : "(none)";
-}
-
-TEST(ServeCommandTest, PlainCommandsCarryNothingElse) {
-    EXPECT_EQ(envelopeOf("diagnostics"), R"({"command":"GET_DIAGNOSTICS"})");
-    EXPECT_EQ(envelopeOf("  certificates \r"), R"({"command":"LIST_CERTIFICATES"})");
-    EXPECT_EQ(envelopeOf("terminate"), R"({"command":"TERMINATE_CLIENT"})");
-    EXPECT_EQ(envelopeOf("disconnect"), R"({"command":"SERVER_DISCONNECT"})");
-}
-
-TEST(ServeCommandTest, SigningCommandsReadTheirFile) {
-    const std::string file = DEVSERVER_SAMPLES "/signed-info.xml";
-    const std::string envelope = envelopeOf("sign-xml AbC=  " + file);
-    EXPECT_EQ(envelope.find(R"({"command":"SIGN_XML","payload":{"certificateDigest":"AbC=",)"), 0U)
-        << envelope;
-    EXPECT_TRUE(envelope.ends_with(R"("signatureAlgorithm":"SHA256withRSA"},"requestId":"r1"})"));
-    EXPECT_NE(envelopeOf("sign-pdf AbC= " + file).find(R"("pdfToSign":")"), std::string::npos);
-    EXPECT_EQ(replyTo("sign-pdf AbC="), "sign-pdf needs a certificate's digest and a file");
-    EXPECT_EQ(replyTo("sign-pdf AbC= /no such file"),
-        "/no such file cannot be read: No such file or directory");
-}
-
-TEST(ServeCommandTest, AnyTextCanBeSent) {
-    EXPECT_EQ(envelopeOf("send {\"a\": 1"), "{\"a\": 1");
-}
-
-TEST(ServeCommandTest, UnknownLinesAreAnswered) {
-    EXPECT_EQ(replyTo(""), "");
-    EXPECT_EQ(replyTo("sing"), "unknown command \"sing\"; try help");
-    EXPECT_EQ(replyTo("quit now"), "\"quit\" takes no arguments");
-    EXPECT_TRUE(std::holds_alternative<QuitCommand>(parseServeCommand("quit", "")));
+    EXPECT_TRUE(serve->open);
+    EXPECT_EQ(serve->authorityFolder, "d");
 }
 
 } // namespace

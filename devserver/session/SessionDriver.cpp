@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/program/SessionDriver.h"
+#include "devserver/session/SessionDriver.h"
 
 #include "devserver/Encoding.h"
 #include "devserver/Envelope.h"
+#include "devserver/documents/CmsSignature.h"
+
+#include <random>
 
 namespace devserver {
 
@@ -37,35 +40,38 @@ bool isEqual(const json::value* value, const json::value& expected) {
     return value != nullptr && *value == expected;
 }
 
+/// A text that says what it is for, and that is no document's.
+std::string challengeFor(const std::string& digest) {
+    std::random_device random;
+    return "Quillet signing server: which certificate is " + digest + "? Challenge "
+        + std::to_string(random()) + "-" + std::to_string(random());
+}
+
 } // namespace
 
-std::optional<CertificateList> certificateListOf(const AgentMessage& message) {
-    const json::value* payload = message.find("payload");
-    if (payload == nullptr || !payload->is_string()) {
-        return std::nullopt;
-    }
-    std::optional<std::string> text = base64Decoded(payload->get_string());
+std::optional<std::vector<ListedCertificate>> certificatesOf(const AgentMessage& message) {
+    const std::optional<std::string> text = bytesOf(&message.envelope, "payload");
     const std::optional<json::value> array = text ? parsedJson(*text) : std::nullopt;
     if (!array || !array->is_array()) {
         return std::nullopt;
     }
-    CertificateList list{std::move(*text), {}};
+    std::vector<ListedCertificate> certificates;
     for (const json::value& entry : array->get_array()) {
         const std::optional<std::string> name = textOf(&entry, "name");
         const std::optional<std::string> digest = textOf(&entry, "certificateDigest");
         if (!name || !digest) {
             return std::nullopt;
         }
-        list.certificates.push_back({*name, *digest});
+        certificates.push_back({*name, textOf(&entry, "issuerDn").value_or(""), *digest});
     }
-    return list;
+    return certificates;
 }
 
-SessionDriver::SessionDriver(
-    std::shared_ptr<AgentSession> session, std::chrono::milliseconds timeout, MessageLog& log)
+SessionDriver::SessionDriver(std::shared_ptr<AgentSession> session,
+    std::chrono::milliseconds timeout, MessageObserver& observer)
     : m_session(std::move(session))
     , m_timeout(timeout)
-    , m_log(log) {
+    , m_observer(observer) {
 }
 
 StepResult SessionDriver::greet() {
@@ -76,7 +82,7 @@ StepResult SessionDriver::greet() {
     return {true, "answered by CLIENT_CONNECT"};
 }
 
-StepResult SessionDriver::getDiagnostics() {
+StepResult SessionDriver::getDiagnostics(Diagnostics& diagnostics) {
     const Answer answer = ask("GET_DIAGNOSTICS", std::nullopt, std::nullopt, "DIAGNOSTICS");
     if (const auto* failure = std::get_if<StepResult>(&answer)) {
         return *failure;
@@ -87,38 +93,48 @@ StepResult SessionDriver::getDiagnostics() {
     if (!os || !version) {
         return StepResult::failure("DIAGNOSTICS does not tell system and version");
     }
+    diagnostics = {*os, *version};
     return {true, *os + " " + *version};
 }
 
-StepResult SessionDriver::listCertificates(CertificateList& list) {
+StepResult SessionDriver::listCertificates(std::vector<ListedCertificate>& certificates) {
     const Answer answer = ask("LIST_CERTIFICATES", std::nullopt, std::nullopt, "CERTIFICATE_LIST");
     if (const auto* failure = std::get_if<StepResult>(&answer)) {
         return *failure;
     }
-    std::optional<CertificateList> listed = certificateListOf(std::get<AgentMessage>(answer));
+    std::optional<std::vector<ListedCertificate>> listed
+        = certificatesOf(std::get<AgentMessage>(answer));
     if (!listed) {
         return StepResult::failure("CERTIFICATE_LIST does not carry a list of certificates");
     }
-    if (listed->certificates.empty()) {
-        return StepResult::failure("the agent has no certificate to sign with");
-    }
-    list = std::move(*listed);
-    const std::size_t count = list.certificates.size();
+    certificates = std::move(*listed);
     return {true,
-        std::to_string(count) + (count == 1 ? " certificate: " : " certificates, first: ")
-            + list.certificates.front().name};
+        std::to_string(certificates.size())
+            + (certificates.size() == 1 ? " certificate" : " certificates")};
 }
 
-StepResult SessionDriver::signPdf(
-    const std::string& digest, const std::string& pdf, Signature& signature) {
-    return sign(
-        "SIGN_PDF", digest, signPdfPayload(digest, pdf, pdf, algorithm), "pdfToSign", signature);
+StepResult SessionDriver::signBytes(const std::string& digest, const std::string& bytes,
+    Signature& signature, const std::optional<std::string>& document) {
+    return sign("SIGN_PDF", digest, signPdfPayload(digest, bytes, document, algorithm), "pdfToSign",
+        bytes, signature);
 }
 
-StepResult SessionDriver::signXml(
+StepResult SessionDriver::signSignedInfo(
     const std::string& digest, const std::string& signedInfo, Signature& signature) {
     return sign("SIGN_XML", digest, signXmlPayload(digest, signedInfo, algorithm), "xmlSignedInfo",
-        signature);
+        signedInfo, signature);
+}
+
+StepResult SessionDriver::certificateOf(const std::string& digest, std::string& certificate) {
+    const auto known = m_certificates.find(digest);
+    if (known != m_certificates.end()) {
+        certificate = known->second;
+        return {true, "known"};
+    }
+    Signature signature;
+    StepResult result = signBytes(digest, challengeFor(digest), signature);
+    certificate = signature.certificate;
+    return result;
 }
 
 StepResult SessionDriver::terminate() {
@@ -134,7 +150,7 @@ StepResult SessionDriver::terminate() {
 bool SessionDriver::post(const std::string& command, const std::optional<json::value>& payload,
     const std::optional<json::value>& requestId) {
     std::string envelope = envelopeText(command, payload, requestId);
-    m_log.sent("agent", envelope);
+    m_observer.sent(envelope);
     return m_session->sendEnvelope(std::move(envelope));
 }
 
@@ -146,10 +162,10 @@ SessionDriver::Answer SessionDriver::ask(const std::string& command,
     if (!message) {
         const std::optional<CloseInfo> end = m_session->waitForClose(std::chrono::milliseconds(0));
         return StepResult::failure(end
-                ? "the connection ended before " + answerCommand + " came: " + end->reason
+                ? "the agent left before " + answerCommand + " came: " + end->reason
                 : "no " + answerCommand + " came in time");
     }
-    m_log.received("agent", message->text);
+    m_observer.received(message->text);
     if (message->command() != answerCommand) {
         return StepResult::failure("instead of " + answerCommand + " came "
             + (message->command().empty() ? "no envelope" : message->command()));
@@ -161,7 +177,7 @@ SessionDriver::Answer SessionDriver::ask(const std::string& command,
 }
 
 StepResult SessionDriver::sign(const std::string& command, const std::string& digest,
-    const json::object& payload, const std::string& echoed, Signature& signature) {
+    const json::object& payload, const char* echoed, std::string_view data, Signature& signature) {
     const json::value requestId(command + "-" + std::to_string(++m_lastRequest));
     const Answer answer = ask(command, payload, requestId, command + "_RESPONSE");
     if (const auto* failure = std::get_if<StepResult>(&answer)) {
@@ -173,8 +189,10 @@ StepResult SessionDriver::sign(const std::string& command, const std::string& di
         || !hasEqual(result, "requestId", requestId)) {
         return StepResult::failure("the answer does not carry the requestId of the request");
     }
-    if (!hasEqual(result, echoed, payload.at(echoed))) {
-        return StepResult::failure("the answer does not carry the same " + echoed);
+    const json::value* sent = payload.if_contains(echoed);
+    if (!hasEqual(result, echoed, sent != nullptr ? *sent : json::value(nullptr))) {
+        return StepResult::failure(
+            "the answer does not carry the same " + std::string(echoed) + " as the request");
     }
     std::optional<std::string> bytes = bytesOf(result, "signature");
     if (!bytes || bytes->empty()) {
@@ -184,6 +202,11 @@ StepResult SessionDriver::sign(const std::string& command, const std::string& di
     if (!certificate || base64Encoded(sha1(*certificate)) != digest) {
         return StepResult::failure("the answer does not carry the certificate that was asked for");
     }
+    if (!isSignedBy(*certificate, *bytes, data)) {
+        return StepResult::failure("the signature is not one of what was sent, by the "
+                                   "certificate's key");
+    }
+    m_certificates[digest] = *certificate;
     signature = {std::move(*bytes), std::move(*certificate)};
     return {true, "signature of " + std::to_string(signature.bytes.size()) + " bytes"};
 }

@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: MIT
+#include "devserver/program/SignCommand.h"
+
+#include "devserver/Server.h"
+#include "devserver/program/AgentProcess.h"
+#include "devserver/program/Files.h"
+#include "devserver/program/Introduction.h"
+#include "devserver/program/MessageLog.h"
+#include "devserver/program/StepTable.h"
+#include "devserver/session/Doorkeeper.h"
+#include "devserver/session/RoomId.h"
+#include "devserver/session/SessionDriver.h"
+
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+
+namespace devserver {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The one agent that is let in; used from the door's thread and the program's.
+class OneAgent {
+public:
+    OneAgent(std::string room, std::ostream& out)
+        : m_room(std::move(room))
+        , m_out(out) { }
+
+    std::optional<Refusal> admit(const std::shared_ptr<AgentSession>& agent) {
+        const std::lock_guard lock(m_mutex);
+        if (agent->room() != m_room) {
+            m_out << "An agent asked for the room \"" << shownText(agent->room())
+                  << "\" instead of \"" << m_room << "\" and was turned away.\n"
+                  << std::flush;
+            return Refusal::unknownRoom(agent->room());
+        }
+        if (m_agent) {
+            m_out << "A second agent asked for the room and was turned away.\n" << std::flush;
+            return Refusal::occupiedRoom();
+        }
+        m_agent = agent;
+        m_changed.notify_all();
+        return std::nullopt;
+    }
+
+    /// The agent once it is there; null when the time is over.
+    std::shared_ptr<AgentSession> wait(std::chrono::milliseconds timeout) {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, timeout, [&] { return m_agent != nullptr; });
+        return m_agent;
+    }
+
+private:
+    const std::string m_room;
+    std::ostream& m_out;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::shared_ptr<AgentSession> m_agent;
+};
+
+/// One run. Each step is a method; the first that fails ends it.
+class SignRun {
+public:
+    SignRun(const SignOptions& options, std::ostream& out)
+        : m_options(options)
+        , m_authorityFolder(
+              options.authorityFolder.empty() ? dataFolder() : options.authorityFolder)
+        , m_room(options.room.empty() ? newRoomId() : options.room)
+        , m_out(out)
+        , m_table(out)
+        , m_log(m_logFile)
+        , m_server({.port = options.port, .authorityFolder = m_authorityFolder})
+        , m_agent(m_room, out) { }
+
+    StepResult run() {
+        if (std::optional<std::string> error = prepare()) {
+            return StepResult::failure(std::move(*error));
+        }
+        const Doorkeeper door(m_server, [this](const auto& agent) { return m_agent.admit(agent); });
+        m_table.writeHeader();
+        StepResult result = step("agent joins the room", [this] { return awaitAgent(); });
+        using Step = StepResult (SignRun::*)();
+        for (const auto& [name, take] : {std::pair<const char*, Step>("greeting", &SignRun::greet),
+                 {"diagnostics", &SignRun::getDiagnostics},
+                 {"certificates", &SignRun::chooseCertificate}}) {
+            if (result.ok) {
+                result = step(name, [this, take = take] { return (this->*take)(); });
+            }
+        }
+        for (std::size_t i = 0; result.ok && i < m_options.tasks.size(); ++i) {
+            const std::string name = std::filesystem::path(m_options.tasks[i].in).filename();
+            result = step("sign " + name, [this, i] { return sign(i); });
+        }
+        if (result.ok) {
+            result = step("agent is told to end", [this] { return m_driver->terminate(); });
+        }
+        if (result.ok && m_options.agent) {
+            result = step("agent ends", [this] { return awaitEnd(); });
+        }
+        return result;
+    }
+
+private:
+    std::optional<std::string> prepare() {
+        std::string error;
+        for (const SigningTask& task : m_options.tasks) {
+            std::optional<std::string> document = readFile(task.in, error);
+            if (!document) {
+                return error;
+            }
+            if (const std::optional<std::string> refusal = refusalOf(task.kind, *document)) {
+                return task.in + " cannot be signed: " + *refusal;
+            }
+            m_documents.push_back(std::move(*document));
+        }
+        if (!m_options.log.empty()) {
+            m_logFile.open(m_options.log);
+            if (!m_logFile) {
+                return m_options.log + " cannot be written";
+            }
+        }
+        if (m_authorityFolder.empty()) {
+            return "there is no folder to keep the authority in; name one with --authority";
+        }
+        if (std::optional<std::string> reason = m_server.start()) {
+            return reason;
+        }
+        m_out << introductionOf(m_server, authorityFile(), m_room) << std::flush;
+        return startAgent();
+    }
+
+    std::optional<std::string> startAgent() {
+        if (!m_options.agent) {
+            return std::nullopt;
+        }
+        std::vector<std::string> arguments = {m_server.link(m_room)};
+        arguments.insert(
+            arguments.end(), m_options.agentArguments.begin(), m_options.agentArguments.end());
+        return m_process.start({*m_options.agent, arguments, authorityFile()});
+    }
+
+    /// An agent that ends before it joins is told at once, not when the time is over.
+    StepResult awaitAgent() {
+        const auto limit = std::chrono::steady_clock::now() + m_options.timeout;
+        std::shared_ptr<AgentSession> session;
+        bool hasEnded = false;
+        while (!session && !hasEnded && std::chrono::steady_clock::now() < limit) {
+            session = m_agent.wait(100ms);
+            hasEnded = !session && m_options.agent && m_process.waitForEnd(0ms);
+        }
+        if (!session) {
+            return StepResult::failure(hasEnded ? "it never joined" : "no agent joined in time");
+        }
+        m_driver.emplace(session, m_options.timeout, m_log);
+        return {true, "STOMP " + std::string(stomp::versionText(session->version()))};
+    }
+
+    StepResult greet() { return m_driver->greet(); }
+
+    StepResult getDiagnostics() {
+        Diagnostics diagnostics;
+        return m_driver->getDiagnostics(diagnostics);
+    }
+
+    StepResult chooseCertificate() {
+        std::vector<ListedCertificate> certificates;
+        StepResult result = m_driver->listCertificates(certificates);
+        if (!result.ok) {
+            return result;
+        }
+        std::string known;
+        for (const ListedCertificate& certificate : certificates) {
+            if (m_options.certificate == "first" || m_options.certificate == certificate.digest) {
+                m_digest = certificate.digest;
+                return {true, result.text + ", chosen: " + shownText(certificate.name)};
+            }
+            known += "\n  " + certificate.digest + "  " + shownText(certificate.name);
+        }
+        return StepResult::failure(known.empty()
+                ? "the agent has no certificate to sign with"
+                : "the agent has no certificate " + m_options.certificate + ", but these:" + known);
+    }
+
+    StepResult sign(std::size_t index) {
+        const SigningTask& task = m_options.tasks[index];
+        std::string signedDocument;
+        const DocumentOrder order{
+            task.kind, m_digest, std::move(m_documents[index]), m_options.sendDocuments};
+        StepResult result = signDocument(*m_driver, order, signedDocument);
+        if (result.ok && !writeFile(task.out, signedDocument)) {
+            return StepResult::failure(task.out + " cannot be written");
+        }
+        return result.ok ? StepResult{true, task.out + ", " + result.text} : result;
+    }
+
+    StepResult awaitEnd() {
+        const std::optional<std::string> end = m_process.waitForEnd(m_options.timeout);
+        if (!end) {
+            return StepResult::failure("it was still running after its time was over");
+        }
+        return m_process.hasSucceeded() ? StepResult{true, "it " + *end}
+                                        : StepResult::failure("its status is not 0");
+    }
+
+    StepResult step(const std::string& name, const std::function<StepResult()>& take) {
+        StepResult result = m_table.run(name, take);
+        if (!result.ok) {
+            result.text = "step \"" + name + "\" failed: " + result.text + agentState();
+        }
+        return result;
+    }
+
+    /// What is known of an agent that was started here, for a failure's sentence.
+    std::string agentState() {
+        if (!m_options.agent || m_process.id() < 0) {
+            return "";
+        }
+        const std::optional<std::string> end = m_process.waitForEnd(500ms);
+        return "; the agent " + end.value_or("is still running and will be ended");
+    }
+
+    std::string authorityFile() const {
+        return std::filesystem::absolute(CertificateAuthority::fileIn(m_authorityFolder)).string();
+    }
+
+    const SignOptions& m_options;
+    const std::string m_authorityFolder;
+    const std::string m_room;
+    std::ostream& m_out;
+    StepTable m_table;
+    std::ofstream m_logFile;
+    MessageLog m_log;
+    Server m_server;
+    OneAgent m_agent;
+    AgentProcess m_process;
+    std::vector<std::string> m_documents;
+    std::optional<SessionDriver> m_driver;
+    std::string m_digest;
+};
+
+} // namespace
+
+int runSign(const SignOptions& options, std::ostream& out, std::ostream& err) {
+    const StepResult result = SignRun(options, out).run();
+    if (!result.ok) {
+        err << "quillet-devserver: " << result.text << '\n';
+        return 1;
+    }
+    out << "\nSigned:\n";
+    for (const SigningTask& task : options.tasks) {
+        out << "  " << task.out << '\n';
+    }
+    return 0;
+}
+
+} // namespace devserver
