@@ -151,7 +151,10 @@ void Room::run() {
         const std::optional<CloseInfo> end = agent->waitForClose(0ms);
         const std::lock_guard lock(m_mutex);
         m_agent.reset();
-        m_work = nullptr;
+        if (m_work) {
+            m_work = nullptr;
+            tellProblem("The agent left before it was asked to sign.");
+        }
         m_isReady = false;
         m_note("the agent has left");
         m_feed->add("agent", json::object{{"state", "left"}, {"reason", end ? end->reason : ""}});

@@ -40,7 +40,8 @@ void TestAgent::run(std::uint16_t port, const std::string& authorityPem, const s
         m_error = "cannot join: " + client.error;
         return;
     }
-    while (const std::optional<stomp::Frame> frame = client.receive()) {
+    // The server may think for long; it ends the connection at its own end.
+    while (const std::optional<stomp::Frame> frame = client.receive(10 * patience)) {
         if (frame->command == "ERROR") {
             const std::string* message = frame->headers.find("message");
             m_error = (message != nullptr ? *message : "") + ": " + frame->body;

@@ -187,7 +187,7 @@ TEST_F(WebTest, WholeSessionIsToldAsEvents) {
     EXPECT_THAT(pdfsig(file.body).validations, ElementsAre("Signature is Valid."));
 
     EXPECT_EQ(sign("order.xml", contentOf(DEVSERVER_SAMPLES "/order.xml")).status, 202U);
-    ASSERT_TRUE(events->waitFor("\"number\":2"));
+    ASSERT_TRUE(events->waitFor("\"number\":2")) << events->text();
     EXPECT_EQ(xmlsec1(get("/rooms/" + room + "/signed/2").body, agent.signer()).status, 0);
 
     EXPECT_EQ(post("/rooms/" + room + "/end").status, 202U);
