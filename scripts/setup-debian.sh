@@ -11,12 +11,11 @@ packages=(
   "libboost$boost-dev" "libboost-json$boost-dev" "libboost-url$boost-dev"
   libssl-dev libnss3-dev
   libqpdf-dev libxml2-dev libxmlsec1-dev   # the signing server's documents
-  clang-14                   # checks the code of macOS, which is not compiled here
   libgtest-dev libgmock-dev libbenchmark-dev
   libnss3-tools openssl      # throwaway identities; independent verification
   poppler-utils qpdf xmlsec1 xxd # the same, of signed documents
   chromium chromium-driver   # tests of the signing server's page
-  clang-14 libclang-rt-14-dev  # the fuzz targets
+  clang-14 libclang-rt-14-dev  # the fuzz targets; checks the code of macOS, which is not compiled here
   qt6-base-dev libxcb1-dev   # the desktop shell
   qt6-qpa-plugins fonts-dejavu-core xdg-utils libglib2.0-bin # what it runs on; gio is xdg-open's hand
   xvfb dbus-daemon libx11-dev libxtst-dev # its tests: a display, a session bus, keys and clicks
