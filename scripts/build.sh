@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup-debian.sh
+scripts/setup-debian.sh build
 cmake --preset release -DQUILLET_TESTS=OFF -DQUILLET_BENCH=OFF >/dev/null
 cmake --build --preset release --target ZqMacClient quillet-devserver
 echo

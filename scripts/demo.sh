@@ -78,7 +78,7 @@ unset XDG_DATA_HOME XDG_CONFIG_HOME SSL_CERT_DIR
 unset http_proxy https_proxy HTTP_PROXY HTTPS_PROXY all_proxy ALL_PROXY
 
 echo "== Preparing"
-step "install what is missing" scripts/setup-debian.sh || exit 1
+step "install what is missing" scripts/setup-debian.sh demo || exit 1
 echo "building (this takes a few minutes the first time) ..."
 step "build the agent and the signing server" scripts/build.sh || exit 1
 

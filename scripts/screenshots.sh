@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup-debian.sh --screenshots
+scripts/setup-debian.sh screenshots
 cmake --preset release -DQUILLET_TESTS=ON -DQUILLET_DESKTOP=ON >/dev/null
 cmake --build --preset release --target desktop_screenshots
 mkdir -p docs/screenshots

@@ -1,31 +1,42 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Installs what building, testing and the demo need on Debian 12. Does nothing when all is there.
+# Installs what a task needs on Debian 12; does nothing when all is there.
+#   setup-debian.sh [build | demo | tests | analysis | screenshots]    tests unless told otherwise
 #   QUILLET_BOOST=1.83    another version of Boost, for systems that do not have 1.81
 set -euo pipefail
 
 boost=${QUILLET_BOOST:-1.81}
-packages=(
+build=(
   ca-certificates            # the system's trust, read by the agent
   cmake ninja-build g++ pkg-config
   "libboost$boost-dev" "libboost-json$boost-dev" "libboost-url$boost-dev"
   libssl-dev libnss3-dev
   libqpdf-dev libxml2-dev libxmlsec1-dev   # the signing server's documents
-  libgtest-dev libgmock-dev libbenchmark-dev
-  libnss3-tools openssl      # throwaway identities; independent verification
-  poppler-utils qpdf xmlsec1 xxd # the same, of signed documents
-  chromium chromium-driver   # tests of the signing server's page
-  clang-14 libclang-rt-14-dev  # the fuzz targets; checks the code of macOS, which is not compiled here
   qt6-base-dev libxcb1-dev   # the desktop shell
   qt6-qpa-plugins fonts-dejavu-core xdg-utils libglib2.0-bin # what it runs on; gio is xdg-open's hand
-  xvfb dbus-daemon libx11-dev libxtst-dev # its tests: a display, a session bus, keys and clicks
 )
-case "${1:-}" in
-  "") ;;
-  --analysis) packages+=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr) ;;
-  --screenshots) packages+=(openbox) ;;
+demo=(
+  libnss3-tools openssl      # throwaway identities; independent verification
+  poppler-utils xmlsec1 xxd  # the same, of signed documents
+)
+tests=(
+  libgtest-dev libgmock-dev libbenchmark-dev
+  qpdf                       # makes and checks PDFs
+  chromium chromium-driver   # open the signing server's page
+  clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here
+  xvfb dbus-daemon libx11-dev libxtst-dev # a display, a session bus, keys and clicks
+)
+analysis=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr)
+screenshots=(openbox)
+
+case "${1:-tests}" in
+  build) packages=("${build[@]}") ;;
+  demo) packages=("${build[@]}" "${demo[@]}") ;;
+  tests) packages=("${build[@]}" "${demo[@]}" "${tests[@]}") ;;
+  analysis) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${analysis[@]}") ;;
+  screenshots) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${screenshots[@]}") ;;
   *)
-    echo "usage: $0 [--analysis | --screenshots]" >&2
+    echo "usage: $0 [build | demo | tests | analysis | screenshots]" >&2
     exit 2
     ;;
 esac

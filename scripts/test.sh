@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 preset=${QUILLET_PRESET:-release}
 case $preset in
-  clang | asan | tsan | fuzz | coverage) scripts/setup-debian.sh --analysis ;;
+  clang | asan | tsan | fuzz | coverage) scripts/setup-debian.sh analysis ;;
   *) scripts/setup-debian.sh ;;
 esac
 cmake --preset "$preset" -DQUILLET_TESTS=ON -DQUILLET_BENCH=ON >/dev/null
