@@ -31,17 +31,20 @@ check 'headers of ZqMacClient/' \
   "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.h
 check 'ZqMacClient/' \
   "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.cpp
+shared='"platform/(shared/)?[A-Za-z0-9]+\.h"'
+check 'platform/shared/' "$standard|<(fcntl|strings|sys/stat|unistd)\.h>|$shared" \
+  platform/shared/*.h platform/shared/*.cpp
 # Of the window system's libraries (whose headers begin with a capital, but xcb's) and of Qt only the
 # desktop folder knows, and of that folder nothing else does: it is opened at run time.
-linux='"platform/([A-Za-z0-9]+|linux/((net|security)/)?[A-Za-z0-9]+)\.h"|"(BundleInfo|DesktopEntry)\.h"'
-check 'platform/linux/' "<[a-wyz].*>|$linux" \
+linux='"platform/linux/((net|security)/)?[A-Za-z0-9]+\.h"|"(BundleInfo|DesktopEntry)\.h"'
+check 'platform/linux/' "<[a-wyz].*>|$shared|$linux" \
   $(find platform/linux -path platform/linux/desktop -prune -o \( -name '*.h' -o -name '*.cpp' \) -print)
 shell='"platform/(UserInterface|linux/(DesktopShell|MainLoop|WebPage)|linux/desktop/[A-Za-z]+)\.h"'
 check 'platform/linux/desktop/' "<.*>|$shell" platform/linux/desktop/*.h platform/linux/desktop/*.cpp
-macos='"platform/(macos/)?[A-Za-z0-9]+\.h"'
+macos='"platform/((macos|shared)/)?[A-Za-z0-9]+\.h"'
 check 'platform/macos/' "<.*>|$macos" $(find platform/macos -name '*.h' -o -name '*.cpp' -o -name '*.mm')
 check 'what is plain C++ in platform/macos/' \
-  "$standard|<(CoreFoundation|Security)/[A-Za-z]+\.h>|<dispatch/dispatch\.h>|<(fcntl|unistd|sys/stat)\.h>|$macos" \
+  "$standard|<(CoreFoundation|Security)/[A-Za-z]+\.h>|<dispatch/dispatch\.h>|$macos" \
   $(find platform/macos -name '*.cpp' -o -name '*.h' ! -name FoundationText.h)
 check 'devserver/' "<.*>|\"devserver/.*\"|\"frameworks/CRVStompClient/StompFrame\.h\"" \
   $(find devserver -name '*.h' -o -name '*.cpp')
@@ -67,7 +70,8 @@ done
 
 # The portable rooms know no operating system.
 named=$(grep -nE '__APPLE__|__linux__|_WIN32|#[[:space:]]*if' platform/*.h platform/*.cpp \
-  ZqMacClient/*.h ZqMacClient/*.cpp $(find frameworks -name '*.h' -o -name '*.cpp'))
+  platform/shared/*.h platform/shared/*.cpp ZqMacClient/*.h ZqMacClient/*.cpp \
+  $(find frameworks -name '*.h' -o -name '*.cpp'))
 if [ -n "$named" ]; then
   echo "conditional compilation in a portable room:"
   echo "$named"

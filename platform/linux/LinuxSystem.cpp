@@ -5,6 +5,7 @@
 #include "platform/Utf8.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
+#include "platform/shared/LogFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,10 +13,8 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
-#include <fcntl.h>
 #include <list>
 #include <openssl/evp.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -97,13 +96,6 @@ std::array<std::uint8_t, size> digestOf(BytesView data, const EVP_MD* algorithm)
     return digest;
 }
 
-/// A log file is a regular file of this user: not a link, a device, or somebody else's file that
-/// waits under the name for what is signed.
-bool isOwnRegularFile(int descriptor) {
-    struct stat status { };
-    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
-}
-
 } // namespace
 
 LinuxSystem::LinuxSystem(int argc, char** argv)
@@ -136,13 +128,11 @@ bool LinuxSystem::reopenStandardError(const std::string& path, const std::string
     if (mode != "a+") {
         return false;
     }
-    const int descriptor = open(path.c_str(),
-        O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int descriptor = openOwnLogFile(path);
     if (descriptor < 0) {
         return false;
     }
-    const bool reopened
-        = isOwnRegularFile(descriptor) && dup2(descriptor, STDERR_FILENO) == STDERR_FILENO;
+    const bool reopened = dup2(descriptor, STDERR_FILENO) == STDERR_FILENO;
     close(descriptor);
     return reopened;
 }

@@ -17,8 +17,13 @@ inline NSString* stringOfText(std::string_view text) {
     return string == nil ? stringOfText(utf8Repaired(text)) : string;
 }
 
+inline std::optional<std::string> optionalTextOf(NSString* string) {
+    return string == nil ? std::nullopt : std::optional(textOf((__bridge CFStringRef)string));
+}
+
+/// Empty for nil.
 inline std::string textOfString(NSString* string) {
-    return textOf((__bridge CFStringRef)string);
+    return optionalTextOf(string).value_or("");
 }
 
 inline std::string contentOf(NSData* data) {

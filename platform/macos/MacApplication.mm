@@ -1,24 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
+#include "platform/shared/ProcessEnd.h"
 
 #import <AppKit/AppKit.h>
-#include <chrono>
-#include <cstdlib>
 
-namespace {
-
-void flushNetwork() {
-    constexpr std::chrono::seconds limit{5};
-    platform::current().network().flush(limit);
-}
-
-} // namespace
-
-/// Passes the life of the application on to the program.
+/// Passes the life of the application and its events on to the program.
 @interface QuilletApplicationDelegate : NSObject <NSApplicationDelegate> {
 @public
     platform::NSApplicationDelegate* _program;
+    platform::Application* _application;
+    platform::AppleEventHandler _handler;
 }
 @end
 
@@ -34,28 +26,17 @@ void flushNetwork() {
 /// After this the platform ends the process with status 0.
 - (void)applicationWillTerminate:(NSNotification*)notification {
     _program->applicationWillTerminate();
-    flushNetwork();
+    platform::flushNetwork();
 }
-@end
 
-/// Receives the events of one class and ID.
-@interface QuilletEventReceiver : NSObject {
-@public
-    platform::AppleEventHandler _handler;
-    platform::Application* _application;
-}
-@end
-
-@implementation QuilletEventReceiver
 /// Handed on to the default mode of the run loop: an event that comes during a modal alert waits.
 - (void)handleEvent:(NSAppleEventDescriptor*)event
      withReplyEvent:(NSAppleEventDescriptor*)replyEvent {
     platform::AppleEventDescriptor descriptor; // of the one parameter that the program reads
     NSAppleEventDescriptor* const parameter = [event paramDescriptorForKeyword:keyDirectObject];
     if (parameter != nil) {
-        NSString* const value = parameter.stringValue;
         descriptor.parameters[platform::keyDirectObject].stringValue
-            = value == nil ? std::nullopt : std::optional(platform::textOfString(value));
+            = platform::optionalTextOf(parameter.stringValue);
     }
     _application->performOnMainThread(
         [handler = _handler, descriptor] { handler(&descriptor, nullptr); });
@@ -68,13 +49,14 @@ namespace {
 
 class MacApplication final : public Application {
 public:
-    MacApplication(int argc, char** argv, ModalWork& modalWork)
+    MacApplication(int argc, char** argv, std::shared_ptr<ModalWork> modalWork)
         : m_argc(argc)
         , m_argv(const_cast<const char**>(argv))
-        , m_modalWork(modalWork) { }
+        , m_modalWork(std::move(modalWork)) {
+        m_delegate->_application = this;
+    }
 
     int run(NSApplicationDelegate& delegate) override {
-        m_delegate = [[QuilletApplicationDelegate alloc] init];
         m_delegate->_program = &delegate;
         [NSApplication sharedApplication].delegate = m_delegate;
         delegate.loadMainInterface();
@@ -83,11 +65,9 @@ public:
 
     void setEventHandler(
         AppleEventHandler handler, FourCharCode eventClass, FourCharCode eventId) override {
-        m_eventReceiver = [[QuilletEventReceiver alloc] init];
-        m_eventReceiver->_handler = std::move(handler);
-        m_eventReceiver->_application = this;
+        m_delegate->_handler = std::move(handler);
         const SEL selector = @selector(handleEvent:withReplyEvent:);
-        [[NSAppleEventManager sharedAppleEventManager] setEventHandler:m_eventReceiver
+        [[NSAppleEventManager sharedAppleEventManager] setEventHandler:m_delegate
                                                            andSelector:selector
                                                          forEventClass:eventClass
                                                             andEventID:eventId];
@@ -106,31 +86,25 @@ public:
     }
 
     std::unique_ptr<Semaphore> makeSemaphore(long value) override {
-        return m_modalWork.makeSemaphore(value);
+        return m_modalWork->makeSemaphore(value);
     }
 
-    [[noreturn]] void exit(int status) override {
-        flushNetwork();
-        std::exit(status);
-    }
-
-    [[noreturn]] void abort() override {
-        flushNetwork();
-        std::abort();
-    }
+    [[noreturn]] void exit(int status) override { flushAndExit(status); }
+    [[noreturn]] void abort() override { flushAndAbort(); }
 
 private:
     const int m_argc;
     const char** const m_argv;
-    ModalWork& m_modalWork;
-    QuilletApplicationDelegate* m_delegate = nil; // the platform keeps neither alive
-    QuilletEventReceiver* m_eventReceiver = nil;
+    const std::shared_ptr<ModalWork> m_modalWork;
+    // Kept here, for the platform does not keep it alive.
+    QuilletApplicationDelegate* const m_delegate = [[QuilletApplicationDelegate alloc] init];
 };
 
 } // namespace
 
-std::unique_ptr<Application> makeMacApplication(int argc, char** argv, ModalWork& modalWork) {
-    return std::make_unique<MacApplication>(argc, argv, modalWork);
+std::unique_ptr<Application> makeMacApplication(
+    int argc, char** argv, std::shared_ptr<ModalWork> modalWork) {
+    return std::make_unique<MacApplication>(argc, argv, std::move(modalWork));
 }
 
 } // namespace platform

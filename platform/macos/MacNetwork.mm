@@ -1,20 +1,60 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
-#include "platform/macos/MacWebSocket.h"
+#include "platform/shared/DataTask.h"
+#include "platform/shared/MessageNetwork.h"
+#include "platform/shared/WebPage.h"
 
-/// Lets a data task follow redirects to https only.
-@interface QuilletRedirectGuard : NSObject <NSURLSessionTaskDelegate>
+namespace {
+
+/// A message is received whole: the largest body of a frame, and room for its head.
+constexpr NSInteger largestMessage = NSInteger{257} << 20;
+constexpr NSTimeInterval idleLimit = 365.0 * 24 * 60 * 60; // a session may be silent for hours
+
+/// Nothing for nil.
+std::optional<std::string> errorOf(NSError* error) {
+    return platform::optionalTextOf(error.localizedDescription);
+}
+
+} // namespace
+
+/// The delegate of both kinds of tasks. The URL session keeps it until it is invalidated.
+@interface QuilletSessionDelegate : NSObject <NSURLSessionWebSocketDelegate> {
+@public
+    std::shared_ptr<platform::MessageTaskDelegate> _webSocket; // null for a data task
+}
 @end
 
-@implementation QuilletRedirectGuard
+@implementation QuilletSessionDelegate
+/// A data task follows redirects to https, a WebSocket none. Else the redirect is the response.
 - (void)URLSession:(NSURLSession*)session
                           task:(NSURLSessionTask*)task
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest*))completionHandler {
-    const BOOL isSecure = [request.URL.scheme.lowercaseString isEqualToString:@"https"];
-    completionHandler(isSecure ? request : nil); // the redirect itself is then the response
+    const BOOL isFollowed = !_webSocket
+        && platform::isSecureWebPage(platform::textOfString(request.URL.absoluteString));
+    completionHandler(isFollowed ? request : nil);
+}
+
+- (void)URLSession:(NSURLSession*)session
+          webSocketTask:(NSURLSessionWebSocketTask*)task
+    didOpenWithProtocol:(NSString*)protocol {
+    _webSocket->taskDidOpen(platform::textOfString(protocol));
+}
+
+- (void)URLSession:(NSURLSession*)session
+       webSocketTask:(NSURLSessionWebSocketTask*)task
+    didCloseWithCode:(NSURLSessionWebSocketCloseCode)code
+              reason:(NSData*)reason {
+    _webSocket->taskDidEnd("the server closed the connection (" + std::to_string(code) + ")");
+}
+
+/// A data task with a completion handler does not come here.
+- (void)URLSession:(NSURLSession*)session
+                    task:(NSURLSessionTask*)task
+    didCompleteWithError:(NSError*)error {
+    _webSocket->taskDidEnd(errorOf(error));
 }
 @end
 
@@ -22,60 +62,87 @@ namespace platform {
 
 namespace {
 
-void complete(
-    const DataTaskCompletion& completion, NSData* data, NSURLResponse* response, NSError* error) {
-    if (error != nil) {
-        completion({}, {}, TransportError{textOfString(error.localizedDescription)});
-        return;
+NSURLSession* sessionOf(QuilletSessionDelegate* delegate) {
+    NSURLSessionConfiguration* const configuration =
+        [NSURLSessionConfiguration defaultSessionConfiguration];
+    if (delegate->_webSocket) {
+        configuration.timeoutIntervalForRequest = idleLimit;
     }
-    const NSInteger status = static_cast<NSHTTPURLResponse*>(response).statusCode;
-    if (status >= 300 && status < 400) {
-        completion({}, {}, TransportError{"the server redirects to an address that is not https"});
-        return;
-    }
-    completion(data == nil ? std::nullopt : std::optional(contentOf(data)),
-        URLResponse{textOfString(response.URL.absoluteString), static_cast<int>(status)}, {});
+    return [NSURLSession sessionWithConfiguration:configuration delegate:delegate
+                                    delegateQueue:nil];
 }
 
-class DataTask final : public URLSessionDataTask {
+class WebSocketTask final : public MessageTask {
 public:
-    DataTask(NSURL* url, DataTaskCompletion completion)
-        : m_session([NSURLSession
-            sessionWithConfiguration:[NSURLSessionConfiguration defaultSessionConfiguration]
-                            delegate:[[QuilletRedirectGuard alloc] init]
-                       delegateQueue:nil])
-        , m_task([m_session dataTaskWithURL:url
-                          completionHandler:^(NSData* data, NSURLResponse* response,
-                              NSError* error) { complete(completion, data, response, error); }]) { }
-
-    /// The session lives on until the task is done.
-    void resume() override {
-        [m_task resume];
-        [m_session finishTasksAndInvalidate];
+    WebSocketTask(NSURL* url, NSArray<NSString*>* protocols, QuilletSessionDelegate* delegate)
+        : m_session(sessionOf(delegate))
+        , m_task([m_session webSocketTaskWithURL:url protocols:protocols]) {
+        m_task.maximumMessageSize = largestMessage;
     }
+
+    void resume() override { [m_task resume]; }
+    void send(std::string text, Sent sent) override {
+        [m_task sendMessage:[[NSURLSessionWebSocketMessage alloc] initWithString:stringOfText(text)]
+            completionHandler:^(NSError* error) { sent(errorOf(error)); }];
+    }
+    void receive(Received received) override {
+        [m_task receiveMessageWithCompletionHandler:^(
+            NSURLSessionWebSocketMessage* message, NSError* error) {
+            NSData* const binary = message.data;
+            received(
+                binary == nil ? optionalTextOf(message.string) : contentOf(binary), errorOf(error));
+        }];
+    }
+    std::int64_t countOfBytesReceived() override { return m_task.countOfBytesReceived; }
+    void cancel() override {
+        [m_task cancelWithCloseCode:NSURLSessionWebSocketCloseCodeNormalClosure reason:nil];
+    }
+    void invalidate() override { [m_session invalidateAndCancel]; }
 
 private:
     NSURLSession* const m_session;
-    NSURLSessionDataTask* const m_task;
+    NSURLSessionWebSocketTask* const m_task;
 };
 
-class MacNetwork final : public Network {
+class MacNetwork final : public MessageNetwork {
 public:
     explicit MacNetwork(Application& application)
-        : m_application(application) { }
+        : MessageNetwork(application, networkDispatchQueue()) { }
 
     std::unique_ptr<URLSessionDataTask> dataTaskWithURL(
         const std::string& url, DataTaskCompletion completion) override {
-        return std::make_unique<DataTask>(urlOf(url), std::move(completion));
+        NSURLSession* const session = sessionOf([[QuilletSessionDelegate alloc] init]);
+        NSURLSessionDataTask* const task = [session
+              dataTaskWithURL:urlOf(url)
+            completionHandler:^(NSData* data, NSURLResponse* response, NSError* error) {
+                const NSInteger status = static_cast<NSHTTPURLResponse*>(response).statusCode;
+                completeDataTask(completion, errorOf(error),
+                    data == nil ? std::nullopt : std::optional(contentOf(data)),
+                    {textOfString(response.URL.absoluteString), static_cast<int>(status)});
+            }];
+        return makeDataTask([session, task] {
+            [task resume];
+            [session finishTasksAndInvalidate]; // it lives on until the task is done
+        });
     }
-    std::shared_ptr<WebSocket> openWebSocket(
-        const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) override {
-        return openMacWebSocket(m_application, request, std::move(delegate));
-    }
-    void flush(std::chrono::milliseconds limit) override { flushMacWebSockets(limit); }
 
 private:
-    Application& m_application;
+    std::unique_ptr<MessageTask> makeMessageTask(const std::string& url,
+        const std::vector<std::string>& subprotocols,
+        std::shared_ptr<MessageTaskDelegate> delegate) override {
+        // The browser is in front of the agent, and what is behind is slowed down, beats included.
+        static const id activity = [[NSProcessInfo processInfo]
+            beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
+                              reason:@"Signing session"];
+        static_cast<void>(activity);
+        NSMutableArray<NSString*>* const protocols = [NSMutableArray array];
+        for (const std::string& subprotocol : subprotocols) {
+            [protocols addObject:stringOfText(subprotocol)];
+        }
+        QuilletSessionDelegate* const sessionDelegate = [[QuilletSessionDelegate alloc] init];
+        sessionDelegate->_webSocket = std::move(delegate);
+        return std::make_unique<WebSocketTask>(urlOf(url), protocols, sessionDelegate);
+    }
 };
 
 } // namespace

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
-// The five answers of macOS, for the one place that puts them together.
+// What the answers of macOS are made of, for the one place that puts them together.
 #pragma once
 
 #include "platform/Platform.h"
-#include "platform/macos/ModalWork.h"
+#include "platform/shared/ModalWork.h"
 
 namespace platform {
 
 /// `NSApplication` and the main run loop. Flushes the installed platform's network at the end.
-std::unique_ptr<Application> makeMacApplication(int argc, char** argv, ModalWork& modalWork);
+std::unique_ptr<Application> makeMacApplication(
+    int argc, char** argv, std::shared_ptr<ModalWork> modalWork);
 /// The window, alerts, notifications and pages of AppKit.
-std::unique_ptr<UserInterface> makeMacUserInterface(ModalWork& modalWork);
+std::unique_ptr<UserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork);
 /// The main bundle, the process, the log and the digests.
 std::unique_ptr<System> makeMacSystem();
 /// The user's keychain. A query may hold the keys and constants of platform/Security.h and truth
@@ -18,5 +19,12 @@ std::unique_ptr<System> makeMacSystem();
 std::unique_ptr<Security> makeMacSecurity();
 /// `NSURLSession`, which follows the user's proxy settings and trust.
 std::unique_ptr<Network> makeMacNetwork(Application& application);
+
+/// libdispatch's main queue: on the main thread, in every mode of its run loop.
+WorkQueue& mainDispatchQueue();
+/// The serial queue of all WebSockets.
+WorkQueue& networkDispatchQueue();
+/// A semaphore of libdispatch, with the value 0.
+std::unique_ptr<Semaphore> makeDispatchSemaphore();
 
 } // namespace platform

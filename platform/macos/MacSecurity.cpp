@@ -3,6 +3,7 @@
 #include "platform/macos/PropertyList.h"
 
 #include <Security/Security.h>
+#include <map>
 #include <vector>
 
 // The file-based keychain is deprecated without a successor that holds a user's identities: there
@@ -22,17 +23,13 @@ CFTypeRef constantOf(const PropertyValue& value) {
     if (const bool* flag = value.as<bool>()) {
         return *flag ? kCFBooleanTrue : kCFBooleanFalse;
     }
-    const std::pair<const char*, CFStringRef> constants[]
-        = {{kSecClass, ::kSecClass}, {kSecClassIdentity, ::kSecClassIdentity},
-            {kSecReturnData, ::kSecReturnData}, {kSecReturnRef, ::kSecReturnRef},
-            {kSecMatchLimit, ::kSecMatchLimit}, {kSecMatchLimitAll, ::kSecMatchLimitAll}};
+    static const std::map<std::string, CFStringRef> constants{{kSecClass, ::kSecClass},
+        {kSecClassIdentity, ::kSecClassIdentity}, {kSecReturnData, ::kSecReturnData},
+        {kSecReturnRef, ::kSecReturnRef}, {kSecMatchLimit, ::kSecMatchLimit},
+        {kSecMatchLimitAll, ::kSecMatchLimitAll}};
     const auto* text = value.as<std::string>();
-    for (const auto& [name, constant] : constants) {
-        if (text != nullptr && *text == name) {
-            return constant;
-        }
-    }
-    return nullptr;
+    const auto found = text == nullptr ? constants.end() : constants.find(*text);
+    return found == constants.end() ? nullptr : found->second;
 }
 
 /// The query with its entries in their order; null when one of them is not known.
@@ -63,19 +60,23 @@ auto objectOf(const Ref& reference) {
     return dynamic_cast<const Object&>(*reference).get();
 }
 
-/// The copied object under its status; no value when there is none.
-template <typename Object, typename Result, typename Ref>
-SecResult<Result> resultOf(OSStatus status, Owned<Ref> copied) {
-    if (!copied) {
+/// What `copy` copies of `source`, under its status; no value when there is none.
+template <typename Object, typename Result, typename Source, typename Ref>
+SecResult<Result> copyOf(Source source, OSStatus (*copy)(Source, Ref*)) {
+    Ref copied = nullptr;
+    const OSStatus status = copy(source, &copied);
+    if (copied == nullptr) {
         return {status, std::nullopt};
     }
-    return {status, std::make_shared<Object>(std::move(copied))};
+    return {status, std::make_shared<Object>(Owned<Ref>(copied))};
 }
 
 class MacSecurity final : public Security {
     OSStatus SecKeychainCopyDefault() override {
-        Owned<SecKeychainRef> keychain;
-        return ::SecKeychainCopyDefault(keychain.out());
+        SecKeychainRef keychain = nullptr;
+        const OSStatus status = ::SecKeychainCopyDefault(&keychain);
+        const Owned<SecKeychainRef> owned(keychain);
+        return status;
     }
 
     SecResult<PropertyArray> SecItemCopyMatching(const PropertyDictionary& query) override {
@@ -83,26 +84,21 @@ class MacSecurity final : public Security {
         if (!dictionary) {
             return {errSecParam, std::nullopt};
         }
-        Owned<CFTypeRef> found;
-        const OSStatus status = ::SecItemCopyMatching(dictionary.get(), found.out());
-        if (!found) {
-            return {status, std::nullopt};
-        }
-        return {status, arrayOf(static_cast<CFArrayRef>(found.get()))};
+        CFTypeRef items = nullptr;
+        const OSStatus status = ::SecItemCopyMatching(dictionary.get(), &items);
+        const Owned<CFTypeRef> found(items);
+        return {
+            status, found ? std::optional(arrayOf(static_cast<CFArrayRef>(items))) : std::nullopt};
     }
 
     SecResult<SecKeyRef> SecIdentityCopyPrivateKey(const SecIdentityRef& identity) override {
-        Owned<::SecKeyRef> key;
-        const auto status = ::SecIdentityCopyPrivateKey(objectOf<Identity>(identity), key.out());
-        return resultOf<Key, SecKeyRef>(status, std::move(key));
+        return copyOf<Key, SecKeyRef>(objectOf<Identity>(identity), ::SecIdentityCopyPrivateKey);
     }
 
     SecResult<SecCertificateRef> SecIdentityCopyCertificate(
         const SecIdentityRef& identity) override {
-        Owned<::SecCertificateRef> copied;
-        const auto status
-            = ::SecIdentityCopyCertificate(objectOf<Identity>(identity), copied.out());
-        return resultOf<Certificate, SecCertificateRef>(status, std::move(copied));
+        return copyOf<Certificate, SecCertificateRef>(
+            objectOf<Identity>(identity), ::SecIdentityCopyCertificate);
     }
 
     std::optional<Bytes> SecCertificateCopySerialNumber(
@@ -129,9 +125,10 @@ class MacSecurity final : public Security {
         const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override {
         const Owned<CFDataRef> input(
             CFDataCreate(kCFAllocatorDefault, data.data(), static_cast<CFIndex>(data.size())));
-        Owned<CFErrorRef> error;
+        CFErrorRef cause = nullptr;
         const Owned<CFDataRef> signature(::SecKeyCreateSignature(
-            objectOf<Key>(key), constantOf(algorithm), input.get(), error.out()));
+            objectOf<Key>(key), constantOf(algorithm), input.get(), &cause));
+        const Owned<CFErrorRef> error(cause);
         if (signature) {
             return {bytesOfData(signature.get()), std::nullopt};
         }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/FoundationText.h"
-#include "platform/macos/LogFile.h"
 #include "platform/macos/MacPlatform.h"
+#include "platform/shared/LogFile.h"
 
 #include <CommonCrypto/CommonDigest.h>
 #import <CoreServices/CoreServices.h>
@@ -30,8 +30,7 @@ class MacSystem final : public System {
     }
 
     std::optional<std::string> bundleIdentifier() override {
-        NSString* const identifier = [NSBundle mainBundle].bundleIdentifier;
-        return identifier == nil ? std::nullopt : std::optional(textOfString(identifier));
+        return optionalTextOf([NSBundle mainBundle].bundleIdentifier);
     }
 
     std::optional<PropertyValue> objectForInfoDictionaryKey(const std::string& key) override {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
+#include "platform/shared/StatusView.h"
+#include "platform/shared/WebPage.h"
 
 #import <AppKit/AppKit.h>
 
@@ -36,50 +38,25 @@ namespace {
     return textView;
 }
 
-class StatusView final : public NSTextView, public NSTextStorage {
-public:
-    explicit StatusView(::NSTextView* view)
-        : m_view(view) { }
-    NSTextStorage* textStorage() override { return m_view.textStorage == nil ? nullptr : this; }
-    void append(std::string_view text) override {
-        [m_view.textStorage
-            appendAttributedString:[[NSAttributedString alloc] initWithString:stringOfText(text)]];
-    }
-
-private:
-    ::NSTextView* const m_view;
-};
-
-// Deprecated, but shown without asking the user for leave first. Looked up by name, so that a
-// system that has it no more starts the agent all the same, without notifications.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
-void deliver(NSString* title, NSString* informativeText) {
-    ::NSUserNotification* const notification =
-        [[NSClassFromString(@"NSUserNotification") alloc] init];
-    notification.title = title;
-    notification.informativeText = informativeText;
-    NSUserNotificationCenter* const center =
-        [NSClassFromString(@"NSUserNotificationCenter") defaultUserNotificationCenter];
-    [center deliverNotification:notification];
-}
-#pragma clang diagnostic pop
-
 class MacUserInterface final : public UserInterface {
 public:
-    explicit MacUserInterface(ModalWork& modalWork)
-        : m_modalWork(modalWork) { }
+    explicit MacUserInterface(std::shared_ptr<ModalWork> modalWork)
+        : m_modalWork(std::move(modalWork)) { }
 
     NSTextView* statusTextView() override {
         if (!m_statusView) {
-            m_statusView = std::make_unique<StatusView>(openMainWindow());
+            ::NSTextView* const view = openMainWindow();
+            m_statusView = std::make_unique<StatusView>([view](std::string_view text) {
+                [view.textStorage appendAttributedString:[[NSAttributedString alloc]
+                                                             initWithString:stringOfText(text)]];
+            });
         }
         return m_statusView.get();
     }
 
     int runModal(const NSAlert& alert) override {
         NSModalResponse response = 0;
-        m_modalWork.run([&] {
+        m_modalWork->run([&] {
             ::NSAlert* const platformAlert = [[::NSAlert alloc] init];
             [platformAlert setMessageText:stringOfText(alert.messageText)];
             [platformAlert setInformativeText:stringOfText(alert.informativeText)];
@@ -93,17 +70,23 @@ public:
         return static_cast<int>(response);
     }
 
+// Deprecated, but shown without asking the user for leave first. Looked up by name, so that a
+// system that has it no more starts the agent all the same, without notifications.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
     void deliverNotification(const NSUserNotification& notification) override {
-        deliver(stringOfText(notification.title.value_or("")),
-            stringOfText(notification.informativeText.value_or("")));
+        ::NSUserNotification* const shown = [[NSClassFromString(@"NSUserNotification") alloc] init];
+        shown.title = stringOfText(notification.title.value_or(""));
+        shown.informativeText = stringOfText(notification.informativeText.value_or(""));
+        NSUserNotificationCenter* const center =
+            [NSClassFromString(@"NSUserNotificationCenter") defaultUserNotificationCenter];
+        [center deliverNotification:shown];
     }
+#pragma clang diagnostic pop
 
-    /// Only pages of the web: the address comes from a server, and others start programs.
     bool openURL(const std::string& url) override {
-        NSURL* const address = [NSURL URLWithString:stringOfText(url)];
-        NSString* const scheme = address.scheme.lowercaseString;
-        return ([scheme isEqualToString:@"https"] || [scheme isEqualToString:@"http"]) &&
-            [[NSWorkspace sharedWorkspace] openURL:address];
+        NSURL* const address = isWebPage(url) ? [NSURL URLWithString:stringOfText(url)] : nil;
+        return address != nil && [[NSWorkspace sharedWorkspace] openURL:address];
     }
 
     /// The keychain asks for its passwords itself; there is no other token.
@@ -112,14 +95,14 @@ public:
     }
 
 private:
-    ModalWork& m_modalWork;
+    const std::shared_ptr<ModalWork> m_modalWork;
     std::unique_ptr<StatusView> m_statusView;
 };
 
 } // namespace
 
-std::unique_ptr<UserInterface> makeMacUserInterface(ModalWork& modalWork) {
-    return std::make_unique<MacUserInterface>(modalWork);
+std::unique_ptr<UserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork) {
+    return std::make_unique<MacUserInterface>(std::move(modalWork));
 }
 
 } // namespace platform

@@ -72,7 +72,8 @@ PropertyValue propertyValueOf(CFTypeRef value) {
     }
     if (type == SecIdentityGetTypeID()) {
         using Identity = KeychainObject<SecIdentity, ::SecIdentityRef>;
-        Owned identity(static_cast<::SecIdentityRef>(const_cast<void*>(CFRetain(value))));
+        Owned<::SecIdentityRef> identity(
+            static_cast<::SecIdentityRef>(const_cast<void*>(CFRetain(value))));
         return SecIdentityRef(std::make_shared<Identity>(std::move(identity)));
     }
     return descriptionOf(value);

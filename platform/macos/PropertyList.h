@@ -3,11 +3,18 @@
 #pragma once
 
 #include "platform/Types.h"
-#include "platform/macos/Owned.h"
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <string>
 
 namespace platform {
+
+struct ObjectReleaser {
+    void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+/// What a Create or Copy function returned; released once. Null when it returned nothing.
+template <typename Ref>
+using Owned = std::unique_ptr<std::remove_pointer_t<Ref>, ObjectReleaser>;
 
 /// UTF-8; an unpaired surrogate becomes a question mark.
 std::string textOf(CFStringRef string);

@@ -5,12 +5,12 @@
 #include "ZqMacClient/ZqClient.h"
 #include "platform/linux/net/LinuxNetwork.h"
 #include "tests/linux-network/ServerBytes.h"
-#include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
 #include "tests/support/PlatformWithNetwork.h"
 #include "tests/support/ProcessEnd.h"
 #include "tests/support/ReferenceDigests.h"
 #include "tests/support/StompText.h"
+#include "tests/support/TestApplication.h"
 
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The end of the process: what was handed to a WebSocket goes out first.
 #include "platform/linux/net/LinuxNetwork.h"
-#include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
+#include "tests/support/TestApplication.h"
 
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Data tasks against a server on the loopback interface.
 #include "platform/linux/net/LinuxNetwork.h"
-#include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
+#include "tests/support/TestApplication.h"
 
 #include <boost/asio/write.hpp>
 #include <future>

@@ -2,8 +2,8 @@
 // Connections by way of an HTTPS proxy.
 #include "platform/linux/net/LinuxNetwork.h"
 #include "platform/linux/net/ProxySettings.h"
-#include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
+#include "tests/support/TestApplication.h"
 
 #include <boost/asio/write.hpp>
 #include <cstdlib>

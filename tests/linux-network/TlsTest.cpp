@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Which certificates and TLS servers are accepted, and the words for those that are not.
 #include "platform/linux/net/LinuxNetwork.h"
-#include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
+#include "tests/support/TestApplication.h"
 
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // What a WebSocket does by itself while the main thread is busy: beats, and noticing a dead peer.
 #include "platform/linux/net/LinuxNetwork.h"
-#include "tests/linux-network/TestApplication.h"
 #include "tests/linux-network/TestServer.h"
+#include "tests/support/TestApplication.h"
 
 #include <gtest/gtest.h>
 

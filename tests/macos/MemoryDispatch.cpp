@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <deque>
 #include <dispatch/dispatch.h>
+#include <map>
 #include <mutex>
 
 namespace {
@@ -23,41 +24,45 @@ struct Semaphore : dispatch_semaphore_s {
 struct Call {
     dispatch_function_t function;
     void* context;
+    dispatch_queue_t queue;
 };
 
-std::mutex mainQueueMutex;
-std::deque<Call> mainQueue;
-dispatch_queue_main_s mainQueueObject;
-std::atomic<int> calls = 0;
-std::atomic<int> signals = 0;
-std::atomic<int> waits = 0;
+constexpr dispatch_time_t start = 1000; // 0 is "now"
+dispatch_time_t now = start;
+std::multimap<dispatch_time_t, Call> later;
+std::deque<Call> mainCalls;
+std::deque<Call> otherCalls;
+dispatch_queue_main_s mainQueue;
+std::deque<dispatch_queue_s> otherQueues;
 std::atomic<int> semaphores = 0;
+
+void drain(std::deque<Call>& calls) {
+    while (!calls.empty()) {
+        const Call call = calls.front();
+        calls.pop_front();
+        call.function(call.context);
+    }
+}
 
 } // namespace
 
 namespace memory {
 
 void drainMainQueue() {
-    std::unique_lock lock(mainQueueMutex);
-    while (!mainQueue.empty()) {
-        const Call call = mainQueue.front();
-        mainQueue.pop_front();
-        lock.unlock();
-        call.function(call.context);
-        lock.lock();
+    drain(mainCalls);
+}
+
+void drainOtherQueues() {
+    drain(otherCalls);
+}
+
+void passTime(std::chrono::nanoseconds duration) {
+    now += static_cast<dispatch_time_t>(duration.count());
+    while (!later.empty() && later.begin()->first <= now) {
+        const Call call = later.begin()->second;
+        later.erase(later.begin());
+        dispatch_async_f(call.queue, call.context, call.function);
     }
-}
-
-int mainQueueCalls() {
-    return calls;
-}
-
-int semaphoreSignals() {
-    return signals;
-}
-
-int semaphoreWaits() {
-    return waits;
 }
 
 int liveSemaphores() {
@@ -66,17 +71,25 @@ int liveSemaphores() {
 
 } // namespace memory
 
+dispatch_time_t dispatch_time(dispatch_time_t when, std::int64_t delta) {
+    return (when == DISPATCH_TIME_NOW ? now : when) + static_cast<dispatch_time_t>(delta);
+}
+
 dispatch_queue_main_t dispatch_get_main_queue() {
-    return &mainQueueObject;
+    return &mainQueue;
+}
+
+dispatch_queue_t dispatch_queue_create(const char*, dispatch_queue_attr_t) {
+    return &otherQueues.emplace_back();
 }
 
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
-    if (queue != &mainQueueObject) {
-        std::abort(); // there is no other queue here
-    }
-    const std::lock_guard lock(mainQueueMutex);
-    mainQueue.push_back({work, context});
-    ++calls;
+    (queue == &mainQueue ? mainCalls : otherCalls).push_back({work, context, queue});
+}
+
+void dispatch_after_f(
+    dispatch_time_t when, dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    later.emplace(when, Call{work, context, queue});
 }
 
 dispatch_semaphore_t dispatch_semaphore_create(std::intptr_t value) {
@@ -90,7 +103,6 @@ std::intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_t
     }
     auto* const counter = static_cast<Semaphore*>(semaphore);
     std::unique_lock lock(counter->mutex);
-    ++waits;
     counter->changed.wait(lock, [counter] { return counter->value > 0; });
     --counter->value;
     return 0;
@@ -100,7 +112,6 @@ std::intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) {
     auto* const counter = static_cast<Semaphore*>(semaphore);
     const std::lock_guard lock(counter->mutex);
     ++counter->value;
-    ++signals;
     counter->changed.notify_one();
     return 0;
 }

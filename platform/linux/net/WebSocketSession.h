@@ -3,9 +3,9 @@
 #pragma once
 
 #include "platform/Network.h"
-#include "platform/linux/net/ConnectionClock.h"
 #include "platform/linux/net/Connector.h"
 #include "platform/linux/net/SocketChannel.h"
+#include "platform/shared/ConnectionClock.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/steady_timer.hpp>

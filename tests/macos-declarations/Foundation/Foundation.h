@@ -5,7 +5,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
 #include <Foundation/NSObject.h>
-#include <dispatch/dispatch.h>
 
 #pragma clang assume_nonnull begin
 
@@ -27,12 +26,9 @@ struct NSFastEnumerationState {
 @end
 
 @interface NSString : NSObject
-@property (readonly, copy) NSString* lowercaseString;
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)length
                               encoding:(NSStringEncoding)encoding;
-+ (instancetype)stringWithFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
-- (BOOL)isEqualToString:(NSString*)string;
 @end
 
 extern "C" void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
@@ -59,18 +55,8 @@ extern "C" Class _Nullable NSClassFromString(NSString* name);
 - (void)addObject:(ObjectType)object;
 @end
 
-@interface NSHashTable<ObjectType> : NSObject <NSFastEnumeration>
-+ (NSHashTable<ObjectType>*)weakObjectsHashTable;
-- (void)addObject:(nullable ObjectType)object;
-@end
-
 @interface NSError : NSObject
 @property (readonly, copy) NSString* localizedDescription;
-@end
-
-@interface NSUUID : NSObject
-+ (instancetype)UUID;
-@property (readonly, copy) NSString* UUIDString;
 @end
 
 @interface NSNotification : NSObject
@@ -79,7 +65,6 @@ extern "C" Class _Nullable NSClassFromString(NSString* name);
 @interface NSURL : NSObject
 + (nullable instancetype)URLWithString:(NSString*)string;
 @property (nullable, readonly, copy) NSString* absoluteString;
-@property (nullable, readonly, copy) NSString* scheme;
 @end
 
 @interface NSBundle : NSObject
@@ -128,11 +113,6 @@ __attribute__((deprecated))
 @interface NSUserNotificationCenter : NSObject
 @property (class, readonly, strong) NSUserNotificationCenter* defaultUserNotificationCenter;
 - (void)deliverNotification:(NSUserNotification*)notification;
-@end
-
-@interface NSOperationQueue : NSObject
-@property NSInteger maxConcurrentOperationCount;
-@property (nullable, assign) dispatch_queue_t underlyingQueue;
 @end
 
 #pragma clang assume_nonnull end

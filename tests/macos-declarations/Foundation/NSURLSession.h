@@ -57,6 +57,7 @@ enum NSURLSessionWebSocketCloseCode : NSInteger {
 @property NSInteger maximumMessageSize;
 @end
 
+@class NSOperationQueue;
 @protocol NSURLSessionDelegate;
 
 @interface NSURLSession : NSObject

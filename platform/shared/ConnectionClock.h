@@ -6,7 +6,7 @@
 
 #include <chrono>
 
-namespace platform::linux_ {
+namespace platform {
 
 /// The times alone, without timer or socket: whoever holds it asks what is due, and when to ask
 /// again.
@@ -41,4 +41,4 @@ private:
     Time m_deadline;
 };
 
-} // namespace platform::linux_
+} // namespace platform

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/macos/LogFile.h"
+#include "platform/shared/LogFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,17 +16,24 @@ std::string logLine(LogText text) {
     return line;
 }
 
-bool isOwnLogFile(const std::string& path) {
+int openOwnLogFile(const std::string& path) {
     const int descriptor = open(path.c_str(),
         O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (descriptor < 0) {
-        return false;
+        return -1;
     }
     struct stat status { };
     const bool isOwn
         = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
-    close(descriptor);
-    return isOwn;
+    if (!isOwn) {
+        close(descriptor);
+    }
+    return isOwn ? descriptor : -1;
+}
+
+bool isOwnLogFile(const std::string& path) {
+    const int descriptor = openOwnLogFile(path);
+    return descriptor >= 0 && close(descriptor) == 0;
 }
 
 } // namespace platform

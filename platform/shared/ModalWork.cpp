@@ -1,21 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "platform/macos/ModalWork.h"
-
-#include <dispatch/dispatch.h>
+#include "platform/shared/ModalWork.h"
 
 namespace platform {
 
 class ModalWork::ServingSemaphore : public Semaphore {
 public:
-    /// libdispatch lets no semaphore die with a lower value than it was made with.
     ServingSemaphore(ModalWork& modalWork, long value)
         : m_modalWork(modalWork)
-        , m_semaphore(dispatch_semaphore_create(0)) {
+        , m_semaphore(modalWork.m_makeSemaphore()) {
         while (value-- > 0) {
             wakeUp();
         }
     }
-    ~ServingSemaphore() override { dispatch_release(m_semaphore); }
 
     /// On the main thread, what is there for it is done first. From then on each wake-up is for one
     /// piece of work or, when there is none, for the caller.
@@ -39,18 +35,23 @@ public:
         wakeUp();
     }
 
-    void wakeUp() { dispatch_semaphore_signal(m_semaphore); }
+    void wakeUp() { m_semaphore->signal(); }
 
 private:
     void waitForWakeUp(Lock& lock) {
         lock.unlock();
-        dispatch_semaphore_wait(m_semaphore, DISPATCH_TIME_FOREVER);
+        m_semaphore->wait();
         lock.lock();
     }
 
     ModalWork& m_modalWork;
-    const dispatch_semaphore_t m_semaphore;
+    const std::unique_ptr<Semaphore> m_semaphore; // the platform's
 };
+
+ModalWork::ModalWork(WorkQueue& mainQueue, MakeSemaphore makeSemaphore)
+    : m_mainQueue(mainQueue)
+    , m_makeSemaphore(std::move(makeSemaphore)) {
+}
 
 void ModalWork::run(const std::function<void()>& work) {
     if (isMainThread()) {
@@ -75,15 +76,14 @@ void ModalWork::add(std::function<void()> work) {
     if (m_waitedFor != nullptr) {
         m_waitedFor->wakeUp();
     } else {
-        dispatch_async_f(dispatch_get_main_queue(), this, serveInRunLoop);
+        m_mainQueue.post([this] { serveInRunLoop(); });
     }
 }
 
-void ModalWork::serveInRunLoop(void* modalWork) {
-    auto* const self = static_cast<ModalWork*>(modalWork);
-    Lock lock(self->m_mutex);
-    if (self->m_waitedFor == nullptr) { // else the work has a wake-up of its own
-        self->serveOne(lock);
+void ModalWork::serveInRunLoop() {
+    Lock lock(m_mutex);
+    if (m_waitedFor == nullptr) { // else the work has a wake-up of its own
+        serveOne(lock);
     }
 }
 

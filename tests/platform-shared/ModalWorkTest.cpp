@@ -1,15 +1,42 @@
 // SPDX-License-Identifier: MIT
-// Work for the main thread over libdispatch in memory. The test's own thread is the main thread.
-#include "platform/macos/ModalWork.h"
+// The test's own thread is the main thread, and runs its queue.
+#include "platform/shared/ModalWork.h"
 
-#include "tests/macos/MemoryDispatch.h"
+#include "tests/platform-shared/ManualQueue.h"
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
 namespace {
+
+std::atomic<int> signals = 0;
+std::atomic<int> waits = 0;
+
+/// A platform's semaphore. It notes how often any of them is signalled and waited for.
+class CountingSemaphore : public platform::Semaphore {
+public:
+    void wait() override {
+        std::unique_lock lock(m_mutex);
+        ++waits;
+        m_changed.wait(lock, [this] { return m_value > 0; });
+        --m_value;
+    }
+    void signal() override {
+        const std::lock_guard lock(m_mutex);
+        ++m_value;
+        ++signals;
+        m_changed.notify_one();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    int m_value = 0;
+};
 
 template <typename Condition>
 void waitUntil(Condition condition) {
@@ -22,8 +49,6 @@ void waitUntil(Condition condition) {
 
 class ModalWorkTest : public testing::Test {
 protected:
-    void TearDown() override { EXPECT_EQ(memory::liveSemaphores(), 0); }
-
     /// Work that notes its name, and that it runs on the main thread.
     auto noting(const std::string& name) {
         return [this, name] {
@@ -33,16 +58,15 @@ protected:
     }
     /// Starts a thread that has `work` done, and waits until the main thread has been told.
     std::thread beginRunning(std::function<void()> work) {
-        const int signals = memory::semaphoreSignals();
-        const int calls = memory::mainQueueCalls();
+        const int signalsBefore = signals;
+        const int callsBefore = mainQueue.posted();
         std::thread thread([this, work = std::move(work)] { modalWork.run(work); });
-        waitUntil([&] {
-            return memory::semaphoreSignals() != signals || memory::mainQueueCalls() != calls;
-        });
+        waitUntil([&] { return signals != signalsBefore || mainQueue.posted() != callsBefore; });
         return thread;
     }
 
-    platform::ModalWork modalWork;
+    ManualQueue mainQueue;
+    platform::ModalWork modalWork{mainQueue, [] { return std::make_unique<CountingSemaphore>(); }};
     const std::thread::id mainThread = std::this_thread::get_id();
     std::vector<std::string> done;
 };
@@ -55,7 +79,7 @@ TEST_F(ModalWorkTest, MainThreadDoesItsOwnWorkAtOnce) {
 TEST_F(ModalWorkTest, RunLoopDoesTheWorkOfOtherThreads) {
     std::thread other = beginRunning(noting("alert"));
     EXPECT_TRUE(done.empty());
-    memory::drainMainQueue();
+    mainQueue.run();
     other.join();
     EXPECT_EQ(done, std::vector<std::string>{"alert"});
 }
@@ -75,8 +99,8 @@ TEST_F(ModalWorkTest, OtherThreadsWaitAsWell) {
         modalWork.run(noting("alert"));
     });
     semaphore->signal();
-    waitUntil([calls = memory::mainQueueCalls()] { return memory::mainQueueCalls() != calls; });
-    memory::drainMainQueue();
+    waitUntil([&] { return mainQueue.posted() > 0; });
+    mainQueue.run();
     other.join();
     EXPECT_EQ(done.size(), 1U);
 }
@@ -93,7 +117,7 @@ TEST_F(ModalWorkTest, WaitingMainThreadDoesTheWorkOfOtherThreads) {
         EXPECT_EQ(done, (std::vector<std::string>{"first alert", "second alert"}));
         done.clear();
         completionHandler.join();
-        memory::drainMainQueue();
+        mainQueue.run();
         EXPECT_TRUE(done.empty());
     }
 }
@@ -103,22 +127,22 @@ TEST_F(ModalWorkTest, EarlierWorkIsDoneBeforeTheWait) {
     const auto semaphore = modalWork.makeSemaphore(1);
     semaphore->wait();
     EXPECT_EQ(done, std::vector<std::string>{"alert"});
-    memory::drainMainQueue(); // finds nothing
+    mainQueue.run(); // finds nothing
     other.join();
     EXPECT_EQ(done.size(), 1U);
 }
 
 TEST_F(ModalWorkTest, RunLoopOfAnAlertLeavesWorkToTheWaitThatWasToldOfIt) {
-    const int waits = memory::semaphoreWaits();
+    const int before = waits;
     std::thread early = beginRunning(noting("early")); // leaves its call in the main queue
-    waitUntil([&] { return memory::semaphoreWaits() == waits + 1; });
+    waitUntil([&] { return waits == before + 1; });
     const auto semaphore = modalWork.makeSemaphore(0);
     std::thread nested;
     std::thread other([&] {
-        waitUntil([&] { return memory::semaphoreWaits() == waits + 2; }); // the main thread's
+        waitUntil([&] { return waits == before + 2; }); // the main thread's
         modalWork.run([&] {
             nested = beginRunning(noting("nested"));
-            memory::drainMainQueue(); // the alert's own run loop
+            mainQueue.run(); // the alert's own run loop
             EXPECT_EQ(done, std::vector<std::string>{"early"});
             done.push_back("alert");
         });

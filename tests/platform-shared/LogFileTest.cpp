@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "platform/macos/LogFile.h"
+#include "platform/shared/LogFile.h"
 
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -40,6 +41,18 @@ TEST_F(LogFileTest, OwnFileKeepsItsContent) {
     EXPECT_EQ(line, "earlier line");
 }
 
+TEST_F(LogFileTest, WhatIsWrittenIsAppended) {
+    std::ofstream(path("log")) << "earlier\n";
+    const int descriptor = platform::openOwnLogFile(path("log"));
+    ASSERT_GE(descriptor, 0);
+    std::ofstream(path("log"), std::ios::app) << "of another process\n";
+    EXPECT_EQ(write(descriptor, "later\n", 6), 6);
+    close(descriptor);
+    std::ifstream file(path("log"));
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}),
+        "earlier\nof another process\nlater\n");
+}
+
 TEST_F(LogFileTest, LinksPipesAndFoldersAreRefused) {
     std::ofstream(path("target")) << "";
     std::filesystem::create_symlink(path("target"), path("link"));
@@ -52,6 +65,7 @@ TEST_F(LogFileTest, LinksPipesAndFoldersAreRefused) {
 
 TEST_F(LogFileTest, DevicesAreRefused) {
     EXPECT_FALSE(isOwnLogFile("/dev/null"));
+    EXPECT_EQ(platform::openOwnLogFile("/dev/null"), -1);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/Application.h"
+#include "platform/shared/WorkQueue.h"
 
 #include <deque>
 #include <mutex>
@@ -13,10 +14,16 @@ namespace platform {
 /// is done in every mode of the run loop, and also while the main thread waits on a semaphore.
 class ModalWork {
 public:
+    /// Makes one of the platform's own semaphores, with the value 0.
+    using MakeSemaphore = std::function<std::unique_ptr<Semaphore>()>;
+
+    /// On the main thread, where `mainQueue` runs in every mode of the run loop.
+    ModalWork(WorkQueue& mainQueue, MakeSemaphore makeSemaphore);
+
     /// Runs `work` on the main thread and returns when it is done. From any thread.
     void run(const std::function<void()>& work);
 
-    /// A semaphore of libdispatch. The main thread waits on one at a time.
+    /// A semaphore for everybody. The main thread waits on one at a time.
     std::unique_ptr<Semaphore> makeSemaphore(long value);
 
 private:
@@ -24,11 +31,13 @@ private:
     using Lock = std::unique_lock<std::mutex>;
 
     void add(std::function<void()> work);
-    static void serveInRunLoop(void* modalWork);
+    void serveInRunLoop();
     bool serveOne(Lock& lock);
     bool isMainThread() const { return std::this_thread::get_id() == m_mainThread; }
 
-    const std::thread::id m_mainThread = std::this_thread::get_id(); // which constructs this
+    const std::thread::id m_mainThread = std::this_thread::get_id();
+    WorkQueue& m_mainQueue;
+    const MakeSemaphore m_makeSemaphore;
     std::mutex m_mutex;
     std::deque<std::function<void()>> m_work;
     ServingSemaphore* m_waitedFor = nullptr; // by the main thread

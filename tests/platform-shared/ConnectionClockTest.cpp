@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/net/ConnectionClock.h"
+#include "platform/shared/ConnectionClock.h"
 
 #include <gtest/gtest.h>
 
+using platform::ConnectionClock;
 using platform::WebSocketTimers;
-using platform::linux_::ConnectionClock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using Due = ConnectionClock::Due;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/net/ConnectionClock.h"
+#include "platform/shared/ConnectionClock.h"
 
 #include <algorithm>
 
-namespace platform::linux_ {
+namespace platform {
 
 namespace {
 
@@ -67,4 +67,4 @@ ConnectionClock::Time ConnectionClock::next(const State& state, Time now) const 
     return time;
 }
 
-} // namespace platform::linux_
+} // namespace platform

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#include "platform/shared/DataTask.h"
+
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+class DataTask final : public URLSessionDataTask {
+public:
+    explicit DataTask(std::function<void()> resume)
+        : m_resume(std::move(resume)) { }
+    void resume() override { m_resume(); }
+
+private:
+    const std::function<void()> m_resume;
+};
+
+} // namespace
+
+std::unique_ptr<URLSessionDataTask> makeDataTask(std::function<void()> resume) {
+    return std::make_unique<DataTask>(std::move(resume));
+}
+
+void completeDataTask(const DataTaskCompletion& completion, std::optional<std::string> error,
+    std::optional<std::string> data, const URLResponse& response) {
+    if (!error && response.statusCode >= 300 && response.statusCode < 400) {
+        error = "the server redirects to an address that is not https";
+    }
+    if (error) {
+        completion({}, {}, TransportError{*std::move(error)});
+    } else {
+        completion(std::move(data), response, {});
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "platform/System.h"
+
+#include <string>
+
+namespace platform {
+
+/// The pieces as one text without NUL, at which a platform's log call would end.
+std::string logLine(LogText text);
+
+/// A descriptor that appends to `path`, closed by the caller; -1 unless that is, or now has become,
+/// a regular file of this user and no link: /tmp is everybody's, and somebody else's file may wait
+/// under the name for what is signed. A file that this creates is its user's alone.
+int openOwnLogFile(const std::string& path);
+
+/// Whether `openOwnLogFile` opens `path`. Another user cannot replace the file afterwards in a
+/// folder with the sticky bit, such as /tmp.
+bool isOwnLogFile(const std::string& path);
+
+} // namespace platform

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "platform/shared/MessageNetwork.h"
+
+#include "platform/PercentEncoding.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <set>
+
+namespace platform {
+
+namespace {
+
+/// What the user of a connection holds.
+class MessageWebSocket final : public WebSocket {
+public:
+    explicit MessageWebSocket(std::shared_ptr<MessageConnection> connection)
+        : m_connection(std::move(connection)) { }
+    ~MessageWebSocket() override {
+        m_connection->mute();
+        m_connection->close();
+    }
+
+    void send(std::vector<std::string> pieces) override {
+        std::string text;
+        for (const std::string& piece : pieces) {
+            text += piece;
+        }
+        m_connection->send(std::move(text));
+    }
+    void setTimers(WebSocketTimers timers) override { m_connection->setTimers(std::move(timers)); }
+    void close() override { m_connection->close(); }
+
+private:
+    const std::shared_ptr<MessageConnection> m_connection;
+};
+
+std::string urlOf(const WebSocketRequest& request) {
+    return (request.secure ? "wss://" : "ws://") + percentEncodedHost(request.host) + ":"
+        + std::to_string(request.port) + request.target;
+}
+
+} // namespace
+
+/// Those that have not ended, which are kept alive.
+struct MessageNetwork::OpenConnections {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::set<std::shared_ptr<MessageConnection>> connections;
+};
+
+MessageNetwork::MessageNetwork(Application& application, WorkQueue& queue)
+    : m_application(application)
+    , m_queue(queue)
+    , m_open(std::make_shared<OpenConnections>()) {
+}
+
+std::shared_ptr<WebSocket> MessageNetwork::openWebSocket(
+    const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
+    const auto connection
+        = std::make_shared<MessageConnection>(m_application, m_queue, std::move(delegate));
+    {
+        const std::lock_guard lock(m_open->mutex);
+        m_open->connections.insert(connection);
+    }
+    const auto ended = [open = m_open, weak = std::weak_ptr(connection)] {
+        const std::lock_guard lock(open->mutex);
+        open->connections.erase(weak.lock());
+        open->changed.notify_all();
+    };
+    connection->start(makeMessageTask(urlOf(request), request.subprotocols, connection), ended);
+    return std::make_shared<MessageWebSocket>(connection);
+}
+
+void MessageNetwork::flush(std::chrono::milliseconds limit) {
+    std::unique_lock lock(m_open->mutex);
+    for (const auto& connection : m_open->connections) {
+        connection->mute();
+        connection->close();
+    }
+    m_open->changed.wait_for(lock, limit, [this] { return m_open->connections.empty(); });
+}
+
+} // namespace platform
