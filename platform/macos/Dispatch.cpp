@@ -7,6 +7,7 @@ namespace platform {
 
 namespace {
 
+/// Never destroyed: other threads may post until the process has ended.
 class DispatchQueue final : public WorkQueue {
 public:
     explicit DispatchQueue(dispatch_queue_t queue)
@@ -26,7 +27,7 @@ private:
         (*work)();
     }
 
-    const dispatch_queue_t m_queue; // as long as the process
+    const dispatch_queue_t m_queue;
 };
 
 /// libdispatch lets no semaphore die with a lower value than it was made with, so all begin at 0.
@@ -43,12 +44,12 @@ private:
 } // namespace
 
 WorkQueue& mainDispatchQueue() {
-    static DispatchQueue queue(dispatch_get_main_queue());
+    static auto& queue = *new DispatchQueue(dispatch_get_main_queue());
     return queue;
 }
 
 WorkQueue& networkDispatchQueue() {
-    static DispatchQueue queue(
+    static auto& queue = *new DispatchQueue(
         dispatch_queue_create("com.quillet.ZqMacClient.network", DISPATCH_QUEUE_SERIAL));
     return queue;
 }

@@ -131,10 +131,9 @@ private:
         const std::vector<std::string>& subprotocols,
         std::shared_ptr<MessageTaskDelegate> delegate) override {
         // The browser is in front of the agent, and what is behind is slowed down, beats included.
-        static const id activity = [[NSProcessInfo processInfo]
+        [[maybe_unused]] static const id activity = [[NSProcessInfo processInfo]
             beginActivityWithOptions:NSActivityUserInitiatedAllowingIdleSystemSleep
                               reason:@"Signing session"];
-        static_cast<void>(activity);
         NSMutableArray<NSString*>* const protocols = [NSMutableArray array];
         for (const std::string& subprotocol : subprotocols) {
             [protocols addObject:stringOfText(subprotocol)];

@@ -59,16 +59,16 @@ std::shared_ptr<WebSocket> MessageNetwork::openWebSocket(
     const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
     const auto connection
         = std::make_shared<MessageConnection>(m_application, m_queue, std::move(delegate));
+    auto task = makeMessageTask(urlOf(request), request.subprotocols, connection);
     {
         const std::lock_guard lock(m_open->mutex);
         m_open->connections.insert(connection);
     }
-    const auto ended = [open = m_open, weak = std::weak_ptr(connection)] {
+    connection->start(std::move(task), [open = m_open, weak = std::weak_ptr(connection)] {
         const std::lock_guard lock(open->mutex);
         open->connections.erase(weak.lock());
         open->changed.notify_all();
-    };
-    connection->start(makeMessageTask(urlOf(request), request.subprotocols, connection), ended);
+    });
     return std::make_shared<MessageWebSocket>(connection);
 }
 

@@ -136,6 +136,19 @@ TEST_F(MessageTimersTest, SilenceDoesNotCountWhileTheProgramIsBusy) {
     EXPECT_EQ(m_delegate->reasons, silent);
 }
 
+TEST_F(MessageTimersTest, TimersSetAnewReplaceTheOldOnes) {
+    openAndAccept();
+    for (int i = 0; i < 100; ++i) {
+        setTimers({.silenceLimit = seconds(25), .deadline = seconds(60)});
+    }
+    const int before = m_queue.posted();
+    advance(seconds(25) - moment);
+    EXPECT_LE(m_queue.posted() - before, 10); // looks of one watch
+    setTimers({});
+    advance(hours(1));
+    EXPECT_FALSE(hasEnded());
+}
+
 TEST_F(MessageTimersTest, DeadlineIsKeptWhateverComesIn) {
     openAndAccept();
     setTimers({.deadline = seconds(60)});
