@@ -171,7 +171,6 @@ TEST_F(MessageNetworkTest, NothingIsKeptAliveAfterTheEnd) {
     setTimers({.silenceLimit = seconds(25)});
     const std::weak_ptr<platform::MessageTaskDelegate> connection = task().delegate;
     task().delegate->taskDidEnd(std::nullopt);
-    task().receiving = nullptr;
     m_queue.run();
     m_socket.reset();
     runAll();

@@ -15,7 +15,7 @@ struct TaskRecord {
     std::vector<std::string> subprotocols;
     std::shared_ptr<platform::MessageTaskDelegate> delegate; // until it is invalidated
     std::vector<std::string> calls; // "resume", "send TEXT" ("send" when long), "receive", ...
-    std::deque<platform::MessageTask::Sent> unsent;
+    std::deque<platform::MessageTask::Sent> unsent; // until it is invalidated, too
     platform::MessageTask::Received receiving; // null when nothing is asked for
     std::int64_t bytes = 1;
 
@@ -44,6 +44,8 @@ public:
     void invalidate() override {
         m_record->calls.push_back("invalidate");
         m_record->delegate.reset();
+        m_record->unsent.clear();
+        m_record->receiving = nullptr;
     }
 
 private:
@@ -61,19 +63,30 @@ public:
     std::unique_ptr<platform::MessageTask> makeMessageTask(const std::string& url,
         const std::vector<std::string>& subprotocols,
         std::shared_ptr<platform::MessageTaskDelegate> delegate) override {
-        *record = TaskRecord();
+        record = records.emplace_back(std::make_shared<TaskRecord>());
         record->url = url;
         record->subprotocols = subprotocols;
         record->delegate = std::move(delegate);
         return std::make_unique<RecordedTask>(record);
     }
 
-    const std::shared_ptr<TaskRecord> record = std::make_shared<TaskRecord>(); // of the last one
+    std::vector<std::shared_ptr<TaskRecord>> records;
+    std::shared_ptr<TaskRecord> record; // of the last one
 };
 
 /// One WebSocket. The test's own thread is the main thread, and runs the queue.
 class MessageNetworkTest : public testing::Test {
 protected:
+    /// Ends what the test has left open, for tasks and connections keep each other alive.
+    void TearDown() override {
+        m_queue.run();
+        for (const auto& record : m_network.records) {
+            if (record->delegate) {
+                record->delegate->taskDidEnd(std::nullopt);
+            }
+        }
+        runAll();
+    }
     void open() {
         m_socket = m_network.openWebSocket({"host", 443, "/room", true, {}}, m_delegate);
         m_queue.run();
