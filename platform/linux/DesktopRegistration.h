@@ -21,7 +21,7 @@ bool registerUrlScheme(
 /// A program's path as one word of a desktop entry's Exec key, quoted if it must be.
 std::string quotedForExec(const std::string& path);
 
-/// A program's path as one word of a bus service file's Exec key (D-Bus Specification, "Message
+/// A program's path as one word of a bus service file's Exec key (D-Bus, "Message
 /// Bus Starting Services"; split as a shell would).
 std::string quotedForService(const std::string& path);
 
