@@ -56,6 +56,10 @@ bool replaceFile(const fs::path& path, const std::string& content) {
         }
     }
     fs::rename(draft, path, error);
+    if (error) {
+        std::error_code ignored;
+        fs::remove(draft, ignored);
+    }
     return !error;
 }
 

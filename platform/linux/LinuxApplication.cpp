@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <future>
+#include <utility>
 
 namespace platform {
 
@@ -135,7 +136,12 @@ void LinuxApplication::exit(int status) {
         // Ending the process destroys what the main thread uses.
         runModally([this, status] { exit(status); });
     }
-    m_loop->shutDown();
+    MainLoop* loop = nullptr;
+    {
+        const std::lock_guard lock(m_mutex); // under which every wake-up is given
+        loop = std::exchange(m_loop, &m_sleepingLoop);
+    }
+    loop->shutDown();
     flushNetwork();
     std::exit(status);
 }
@@ -158,10 +164,12 @@ void LinuxApplication::changed() {
 }
 
 void LinuxApplication::runFirst(Work& work, std::unique_lock<std::mutex>& lock) {
-    const std::function<void()> first = std::move(work.front());
-    work.pop_front();
-    lock.unlock();
-    first();
+    {
+        const std::function<void()> first = std::move(work.front());
+        work.pop_front();
+        lock.unlock();
+        first();
+    } // what it holds goes without the lock
     lock.lock();
 }
 

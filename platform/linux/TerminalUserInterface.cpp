@@ -14,6 +14,8 @@ namespace platform {
 
 namespace {
 
+constexpr std::size_t longestPassword = 4096; // a terminal's line is no longer
+
 /// Text as a terminal may show it. What comes from a server must not move the cursor, so control
 /// characters other than line break and tab become U+FFFD.
 std::string displayable(std::string_view text) {
@@ -38,10 +40,9 @@ void show(const std::string& text) {
     writeAll(STDOUT_FILENO, text);
 }
 
-/// A line of standard input without its end; nothing at the end of input. Takes no byte beyond
-/// the line, which belongs to the next question.
-std::optional<std::string> readLine() {
-    std::string line;
+/// Fills `line` with a line of standard input without its end; false at the end of input. Takes no
+/// byte beyond the line, which belongs to the next question.
+bool readLine(std::string& line) {
     char c = '\0';
     while (true) {
         const ssize_t count = read(STDIN_FILENO, &c, 1);
@@ -49,10 +50,10 @@ std::optional<std::string> readLine() {
             continue;
         }
         if (count <= 0) {
-            return line.empty() ? std::nullopt : std::optional(std::move(line));
+            return !line.empty();
         }
         if (c == '\n') {
-            return line;
+            return true;
         }
         line += c;
     }
@@ -100,7 +101,8 @@ int chosenButton(const std::vector<std::string>& buttons) {
         text += "  " + std::to_string(i + 1) + ") " + displayable(buttons[i]) + "\n";
     }
     show(text + "Your choice (1-" + std::to_string(buttons.size()) + "): ");
-    const std::optional<std::string> answer = readLine();
+    std::string answer;
+    readLine(answer);
     show("\n");
     for (std::size_t i = 0; i < buttons.size(); ++i) {
         if (answer == std::to_string(i + 1)) {
@@ -126,7 +128,8 @@ int TerminalUserInterface::runModal(const NSAlert& alert) {
         show(alertText(alert));
         if (alert.buttons.empty()) {
             show("Press Enter to continue. ");
-            readLine();
+            std::string line;
+            readLine(line);
             show("\n");
         } else {
             response = chosenButton(alert.buttons);
@@ -145,15 +148,19 @@ bool TerminalUserInterface::openURL(const std::string& url) {
 
 std::optional<std::string> TerminalUserInterface::askForPassword(
     const std::string& tokenName, bool again) {
-    std::optional<std::string> password;
+    // Filled in place and never moved to a larger room: no copy of it is left behind.
+    std::optional<std::string> password(std::in_place);
+    password->reserve(longestPassword);
     m_application.runModally([&] {
         const EchoOff echoOff; // before the question, so that no early key is seen
         show(std::string(again ? "\nThat password is wrong.\n" : "\n") + "Password of \""
             + displayable(tokenName) + "\" (empty to cancel): ");
-        password = readLine();
+        if (!readLine(*password)) {
+            password->clear();
+        }
     });
-    if (password && password->empty()) {
-        return std::nullopt;
+    if (password->empty()) {
+        password.reset();
     }
     return password;
 }

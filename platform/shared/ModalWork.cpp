@@ -92,10 +92,12 @@ bool ModalWork::serveOne(Lock& lock) {
     if (m_work.empty()) {
         return false;
     }
-    const std::function<void()> work = std::move(m_work.front());
-    m_work.pop_front();
-    lock.unlock();
-    work();
+    {
+        const std::function<void()> work = std::move(m_work.front());
+        m_work.pop_front();
+        lock.unlock();
+        work();
+    } // what it holds goes without the lock
     lock.lock();
     return true;
 }

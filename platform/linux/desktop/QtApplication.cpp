@@ -4,20 +4,29 @@
 #include <QEvent>
 #include <QIcon>
 #include <clocale>
+#include <mutex>
 
 namespace platform {
 
 namespace {
 
-/// Outlives all that logs: threads of Qt do so until the process is gone.
-std::function<void(std::string_view line)>& complaintLog() {
-    static auto* log = new std::function<void(std::string_view line)>;
+/// Where Qt's complaints go. Never destroyed: threads of Qt complain until the process is gone.
+struct ComplaintLog {
+    std::mutex mutex;
+    std::function<void(std::string_view line)> write; // nothing where nobody listens
+};
+
+ComplaintLog& complaintLog() {
+    static auto* log = new ComplaintLog;
     return *log;
 }
 
 void takeComplaint(QtMsgType type, const QMessageLogContext&, const QString& message) {
     if (type != QtDebugMsg && type != QtInfoMsg) {
-        complaintLog()("Desktop: " + message.toStdString());
+        const std::lock_guard lock(complaintLog().mutex);
+        if (complaintLog().write) {
+            complaintLog().write("Desktop: " + message.toStdString());
+        }
     }
 }
 
@@ -44,7 +53,10 @@ bool QtApplication::QuitFilter::eventFilter(QObject* receiver, QEvent* event) {
 }
 
 void logComplaintsOfQt(std::function<void(std::string_view line)> log) {
-    complaintLog() = std::move(log);
+    {
+        const std::lock_guard lock(complaintLog().mutex);
+        complaintLog().write = std::move(log);
+    }
     qInstallMessageHandler(takeComplaint);
 }
 

@@ -15,8 +15,11 @@ namespace platform {
 
 struct QtDesktop::Windows {
     Windows(DesktopHost& host, const std::string& identifier, const std::string& displayPlugin)
-        : application(
-            QString::fromStdString(identifier), displayPlugin, [&host] { host.windowClosed(); })
+        : application(QString::fromStdString(identifier), displayPlugin,
+            [this, &host] {
+                links.stop();
+                host.windowClosed();
+            })
         , window([this, &host] {
             links.stop();
             host.windowClosed();
@@ -38,11 +41,19 @@ QtDesktop::QtDesktop(
     DesktopHost& host, const std::string& identifier, const std::string& displayPlugin)
     : m_host(host)
     , m_identifier(QString::fromStdString(identifier))
-    , m_loop([this] { m_windows.reset(); })
+    , m_loop([this] { closeWindows(); })
     , m_windows(std::make_unique<Windows>(host, identifier, displayPlugin)) {
 }
 
-QtDesktop::~QtDesktop() = default;
+QtDesktop::~QtDesktop() {
+    closeWindows();
+}
+
+/// What Qt complains of later has no log any more.
+void QtDesktop::closeWindows() {
+    m_windows.reset();
+    logComplaintsOfQt(nullptr);
+}
 
 void QtDesktop::acceptLinks() {
     std::string problem;
@@ -57,7 +68,12 @@ NSTextView* QtDesktop::statusTextView() {
 
 int QtDesktop::runModal(const NSAlert& alert) {
     int response = NSAlertFirstButtonReturn;
-    m_host.runModally([&] { response = AlertDialog(alert, &m_windows->window).run(); });
+    m_host.runModally([&] {
+        if (alert.buttons.empty()) {
+            m_windows->links.stop(); // the agent ends after it: new links are for another one
+        }
+        response = AlertDialog(alert, &m_windows->window).run();
+    });
     return response;
 }
 

@@ -27,6 +27,8 @@ public:
     std::optional<std::string> askForPassword(const std::string& tokenName, bool again) override;
 
 private:
+    void closeWindows();
+
     struct Windows;
 
     DesktopHost& m_host;

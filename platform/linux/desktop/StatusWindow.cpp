@@ -51,7 +51,7 @@ void StatusWindow::append(std::string_view text) {
     const bool isAtEnd = bar->value() == bar->maximum();
     QTextCursor end(m_view->document());
     end.movePosition(QTextCursor::End);
-    end.insertText(TextBlock::fromUtf8(text));
+    end.insertText(TextBlock::wholeFromUtf8(text));
     if (isAtEnd) {
         bar->setValue(bar->maximum());
     }

@@ -51,11 +51,17 @@ TextBlock::TextBlock(const QString& text, const QFont& font, int width)
     setFixedSize(width, std::min(lines, mostLines) * QFontMetrics(font).lineSpacing() + 2);
 }
 
-QString TextBlock::fromUtf8(std::string_view text) {
+QString TextBlock::wholeFromUtf8(std::string_view text) {
     QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     shown.replace(QChar(0), QChar(QChar::ReplacementCharacter));
+    return shown;
+}
+
+QString TextBlock::fromUtf8(std::string_view text) {
+    QString shown = wholeFromUtf8(text);
     if (shown.size() > mostCharacters) {
-        shown.truncate(mostCharacters);
+        const bool cutsPair = shown[mostCharacters].isLowSurrogate();
+        shown.truncate(cutsPair ? mostCharacters - 1 : mostCharacters);
         shown += QStringLiteral("\n[...]\n");
     }
     return shown;

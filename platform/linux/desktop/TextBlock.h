@@ -11,8 +11,10 @@ class TextBlock final : public QPlainTextEdit {
 public:
     TextBlock(const QString& text, const QFont& font, int width);
 
-    /// The text as it is shown: NUL, which no font and no clipboard takes, as U+FFFD, and what is
-    /// beyond `mostCharacters` left out, for laying out a text without end would never end.
+    /// The text as it is shown: NUL, which no font and no clipboard takes, as U+FFFD.
+    static QString wholeFromUtf8(std::string_view text);
+    /// The same, and what is beyond `mostCharacters` left out, for laying out a dialog's text
+    /// without end would never end.
     static QString fromUtf8(std::string_view text);
 
     static constexpr int mostCharacters = 100'000;
