@@ -109,6 +109,15 @@ TEST_F(HttpsGetTest, InterimResponseIsSkipped) {
     EXPECT_EQ(answer.response.value().statusCode, 200);
 }
 
+TEST_F(HttpsGetTest, EndlessInterimResponsesAreNotReadForEver) {
+    std::string response;
+    for (int i = 0; i < 100; ++i) {
+        response += "HTTP/1.1 103 Early Hints\r\n\r\n";
+    }
+    EXPECT_EQ(getOf(response + "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n").error,
+        "localhost does not answer as a web server does");
+}
+
 TEST_F(HttpsGetTest, BodyOfOneMebibyteIsReadAndOneByteMoreIsRefused) {
     const auto response = [](std::size_t length) {
         return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n"

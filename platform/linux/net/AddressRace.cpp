@@ -120,8 +120,8 @@ private:
     asio::steady_timer m_decision; // cancelled when the race is over
 };
 
-/// No delay for small frames. A peer that vanished without a word shows when what was sent to it
-/// stays unacknowledged for as long as a peer may be silent elsewhere.
+/// No delay for small frames. A peer that vanished without a word, or that takes in nothing, shows
+/// when what was sent to it stays where it is for as long as a peer may be silent elsewhere.
 void setOptions(tcp::socket& socket, std::chrono::milliseconds stallLimit) {
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);

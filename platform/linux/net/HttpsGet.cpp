@@ -25,6 +25,8 @@ namespace urls = boost::urls;
 using boost::system::error_code;
 using Parser = http::response_parser<http::string_body>;
 
+constexpr int interimResponseLimit = 20;
+
 struct Address {
     Destination destination;
     std::string target; // path and query
@@ -108,7 +110,11 @@ asio::awaitable<Expected<Response>> getOnce(Connector& connector, Address addres
     co_await http::async_write(*stream, request, asio::redirect_error(asio::use_awaitable, error));
     beast::flat_buffer buffer(std::size_t{2} * httpHeaderLimit);
     std::optional<Parser> parser;
+    int responses = 0;
     do { // over interim responses (RFC 9110, section 15.2)
+        if (++responses > interimResponseLimit) {
+            co_return Failure{peer.name + " does not answer as a web server does"};
+        }
         parser.emplace();
         parser->header_limit(httpHeaderLimit);
         parser->body_limit(httpBodyLimit);

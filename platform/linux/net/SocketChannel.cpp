@@ -81,6 +81,7 @@ void SocketChannel::abandon() {
         const std::lock_guard lock(m_mutex);
         m_abandoned = true;
         dropped.swap(m_waiting);
+        m_waitingBytes = 0;
     }
     wakeSession();
 }
