@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/DebugDescription.h"
 
-#include "ZqMacClient/JsonWriter.h"
+#include "foundation/JsonWriter.h"
 #include "platform/Platform.h"
 
 namespace {
@@ -49,7 +49,7 @@ LogLine& LogLine::addOptionalText(const JsonValue& value) {
     return add(")");
 }
 
-LogLine& LogLine::addOptional(const std::optional<platform::Bytes>& data) {
+LogLine& LogLine::addOptional(const std::optional<Bytes>& data) {
     return data ? add("Optional(" + std::to_string(data->size()) + " bytes)") : add("nil");
 }
 

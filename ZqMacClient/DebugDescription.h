@@ -2,7 +2,7 @@
 // The debug form of optional values in log lines: "nil", or "Optional(…)" around the value.
 #pragma once
 
-#include "ZqMacClient/JsonValue.h"
+#include "foundation/JsonValue.h"
 #include "platform/Types.h"
 
 #include <deque>
@@ -21,7 +21,7 @@ public:
     /// A text, or nil for any other value.
     LogLine& addOptionalText(const JsonValue& value);
     /// By its length.
-    LogLine& addOptional(const std::optional<platform::Bytes>& data);
+    LogLine& addOptional(const std::optional<Bytes>& data);
     LogLine& addValue(const JsonValue& value);
 
     void write();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/SigningRequest.h"
 
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/ZqError.h"
+#include "foundation/Base64.h"
 #include "platform/Platform.h"
 
 #include <algorithm>
@@ -66,8 +66,8 @@ const ZqCertificate& signingCertificate(
     return *found;
 }
 
-platform::Bytes signingDigest(
-    const ZqKeychainAccess& keychain, platform::BytesView data, const std::string& algorithm) {
+Bytes signingDigest(
+    const ZqKeychainAccess& keychain, BytesView data, const std::string& algorithm) {
     if (algorithm == "SHA256withRSA") {
         const auto digest = keychain.sha256(data);
         return {digest.begin(), digest.end()};
@@ -76,7 +76,7 @@ platform::Bytes signingDigest(
     return {digest.begin(), digest.end()};
 }
 
-JsonValue base64OrNull(const std::optional<platform::Bytes>& bytes) {
+JsonValue base64OrNull(const std::optional<Bytes>& bytes) {
     return bytes ? JsonValue(base64Encoded(*bytes)) : JsonValue(nullptr);
 }
 

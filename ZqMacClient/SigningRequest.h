@@ -2,10 +2,10 @@
 // What the two signing services read and decide alike.
 #pragma once
 
-#include "ZqMacClient/JsonValue.h"
 #include "ZqMacClient/ZqCertificate.h"
 #include "ZqMacClient/ZqKeychainAccess.h"
 #include "ZqMacClient/ZqMessage.h"
+#include "foundation/JsonValue.h"
 
 #include <optional>
 #include <string>
@@ -32,11 +32,10 @@ const ZqCertificate& signingCertificate(
     const std::vector<ZqCertificate>& certificates, const std::string& digest);
 
 /// SHA-256 for "SHA256withRSA", SHA-1 for any other name.
-platform::Bytes signingDigest(
-    const ZqKeychainAccess& keychain, platform::BytesView data, const std::string& algorithm);
+Bytes signingDigest(const ZqKeychainAccess& keychain, BytesView data, const std::string& algorithm);
 
 /// Base64 of the bytes, or null.
-JsonValue base64OrNull(const std::optional<platform::Bytes>& bytes);
+JsonValue base64OrNull(const std::optional<Bytes>& bytes);
 
 /// The certificate's Base64 text, which must be there.
 const std::string& certificateText(const ZqCertificate& certificate);

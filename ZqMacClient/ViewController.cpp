@@ -3,11 +3,11 @@
 
 #include "ZqMacClient/ApplicationVersion.h"
 #include "ZqMacClient/LogFormat.h"
-#include "ZqMacClient/NumericCompare.h"
 #include "ZqMacClient/ZqClient.h"
 #include "ZqMacClient/ZqError.h"
 #include "ZqMacClient/ZqRestApiClient.h"
-#include "platform/PercentEncoding.h"
+#include "foundation/NumericCompare.h"
+#include "foundation/PercentEncoding.h"
 #include "platform/Platform.h"
 
 #include <cstdlib>
@@ -24,9 +24,9 @@ std::string restBaseAddress(const URLComponents& components) {
     if (!components.host) {
         fatalError("the server URL has no host");
     }
-    return "https://" + platform::percentEncodedHost(*components.host) + ":"
+    return "https://" + percentEncodedHost(*components.host) + ":"
         + std::to_string(components.port.value_or(defaultPort))
-        + platform::percentEncodedPath(components.path);
+        + percentEncodedPath(components.path);
 }
 
 /// The value that a request for `url` answers with, if any.

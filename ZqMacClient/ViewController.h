@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "ZqMacClient/URLComponents.h"
+#include "foundation/URLComponents.h"
 #include "platform/UserInterface.h"
 
 #include <memory>

@@ -2,14 +2,14 @@
 #include "ZqMacClient/ZqClient.h"
 
 #include "ZqMacClient/ApplicationVersion.h"
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/DebugDescription.h"
-#include "ZqMacClient/JsonWriter.h"
 #include "ZqMacClient/ZqError.h"
 #include "ZqMacClient/ZqKeychainAccess.h"
 #include "ZqMacClient/ZqNotification.h"
 #include "ZqMacClient/ZqPdfSigner.h"
 #include "ZqMacClient/ZqXmlSigner.h"
+#include "foundation/Base64.h"
+#include "foundation/JsonWriter.h"
 #include "platform/Platform.h"
 
 #include <cstdlib>
@@ -126,8 +126,7 @@ void ZqClient::listCertificates(CRVStompClient* service) {
     if (!result.text) {
         ZqError("Error serializing message", result.errorDescription).showAndExit();
     }
-    const ZqMessage answer(
-        "CERTIFICATE_LIST", base64Encoded(platform::bytesOf(*result.text)), std::nullopt);
+    const ZqMessage answer("CERTIFICATE_LIST", base64Encoded(bytesOf(*result.text)), std::nullopt);
     send(service, &answer);
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqKeychainAccess.h"
 
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/ZqError.h"
+#include "foundation/Base64.h"
+#include "foundation/Utf8.h"
 #include "platform/Platform.h"
-#include "platform/Utf8.h"
 
 #include <limits>
 

@@ -20,13 +20,13 @@ public:
     /// "SHA256withRSA" takes `digestValue` as a ready SHA-256 digest and signs it (PKCS #1 v1.5);
     /// any other name, or none, signs it as a message that is hashed with SHA-1. Nothing on
     /// failure, after a line on standard output.
-    std::optional<platform::Bytes> signData(std::optional<platform::BytesView> digestValue,
+    std::optional<Bytes> signData(std::optional<BytesView> digestValue,
         const platform::SecKeyRef& privateKey,
         const std::optional<std::string>& signatureAlgorithm = std::nullopt) const;
 
     /// The byte count must fit 32 bits.
-    std::array<std::uint8_t, 20> sha1(platform::BytesView data) const;
-    std::array<std::uint8_t, 32> sha256(platform::BytesView data) const;
+    std::array<std::uint8_t, 20> sha1(BytesView data) const;
+    std::array<std::uint8_t, 32> sha256(BytesView data) const;
 
     std::string description() const { return "ZqMacClient.ZqKeychainAccess"; }
 

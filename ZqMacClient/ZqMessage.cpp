@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqMessage.h"
 
-#include "ZqMacClient/JsonReader.h"
-#include "ZqMacClient/JsonWriter.h"
 #include "ZqMacClient/ZqError.h"
+#include "foundation/JsonReader.h"
+#include "foundation/JsonWriter.h"
+#include "foundation/Utf8.h"
 #include "platform/Platform.h"
-#include "platform/Utf8.h"
 
 #include <utility>
 
@@ -26,7 +26,7 @@ std::string_view withoutLastCharacter(std::string_view text) {
 }
 
 JsonObject readEnvelope(std::string_view text) {
-    if (!platform::isUtf8(text)) {
+    if (!isUtf8(text)) {
         fatalError("the body of a message cannot be encoded as UTF-8");
     }
     JsonReadResult result = readJson(text);

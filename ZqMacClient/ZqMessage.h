@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "ZqMacClient/JsonValue.h"
+#include "foundation/JsonValue.h"
 
 #include <memory>
 #include <optional>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqPdfSigner.h"
 
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/SigningRequest.h"
 #include "ZqMacClient/ZqClient.h"
 #include "ZqMacClient/ZqNotification.h"
+#include "foundation/Base64.h"
 #include "platform/Platform.h"
 
 #include <utility>
@@ -24,7 +24,7 @@ void ZqPdfSigner::signPdf(
     const std::string& digest
         = requiredText(payload, "certificateDigest", "Certificate digest missing");
     auto bytesToSign = base64Decoded(requiredText(payload, "bytesToSign", "PDF bytes to sign"));
-    std::optional<platform::Bytes> pdfToSign;
+    std::optional<Bytes> pdfToSign;
     if (const std::string* text = optionalText(payload, "pdfToSign")) {
         pdfToSign = base64Decoded(*text);
     }
@@ -61,10 +61,10 @@ void ZqPdfSigner::signPdf(
     client->send(service, &response);
 }
 
-std::array<std::uint8_t, 20> ZqPdfSigner::sha1(platform::BytesView data) const {
+std::array<std::uint8_t, 20> ZqPdfSigner::sha1(BytesView data) const {
     return ZqKeychainAccess().sha1(data);
 }
 
-std::array<std::uint8_t, 32> ZqPdfSigner::sha256(platform::BytesView data) const {
+std::array<std::uint8_t, 32> ZqPdfSigner::sha256(BytesView data) const {
     return ZqKeychainAccess().sha256(data);
 }

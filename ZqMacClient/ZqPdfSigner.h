@@ -17,6 +17,6 @@ public:
     /// null signature.
     void signPdf(CRVStompClient* service, ZqClient* client, const ZqMessage* message) const;
 
-    std::array<std::uint8_t, 20> sha1(platform::BytesView data) const;
-    std::array<std::uint8_t, 32> sha256(platform::BytesView data) const;
+    std::array<std::uint8_t, 20> sha1(BytesView data) const;
+    std::array<std::uint8_t, 32> sha256(BytesView data) const;
 };

@@ -2,9 +2,9 @@
 #include "ZqMacClient/ZqRestApiClient.h"
 
 #include "ZqMacClient/DebugDescription.h"
-#include "ZqMacClient/JsonReader.h"
-#include "ZqMacClient/JsonWriter.h"
 #include "ZqMacClient/ZqError.h"
+#include "foundation/JsonReader.h"
+#include "foundation/JsonWriter.h"
 #include "platform/Platform.h"
 
 #include <utility>

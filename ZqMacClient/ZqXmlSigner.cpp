@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqXmlSigner.h"
 
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/SigningRequest.h"
 #include "ZqMacClient/ZqClient.h"
 #include "ZqMacClient/ZqNotification.h"
+#include "foundation/Base64.h"
 #include "platform/Platform.h"
 
 #include <utility>
@@ -32,8 +32,7 @@ void ZqXmlSigner::signXml(
     const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
     const ZqCertificate& certificate = signingCertificate(certificates, digest);
     // Byte for byte as received: no canonicalisation, no trimming.
-    const platform::Bytes signedInfoDigest
-        = signingDigest(keychain, platform::bytesOf(signedInfo), algorithm);
+    const Bytes signedInfoDigest = signingDigest(keychain, bytesOf(signedInfo), algorithm);
     LogLine()
         .add("xmlSignedInfo digest: ")
         .addOptional(std::optional(base64Encoded(signedInfoDigest)))
@@ -55,10 +54,10 @@ void ZqXmlSigner::signXml(
     client->send(service, &response);
 }
 
-std::array<std::uint8_t, 20> ZqXmlSigner::sha1(platform::BytesView data) const {
+std::array<std::uint8_t, 20> ZqXmlSigner::sha1(BytesView data) const {
     return ZqKeychainAccess().sha1(data);
 }
 
-std::array<std::uint8_t, 32> ZqXmlSigner::sha256(platform::BytesView data) const {
+std::array<std::uint8_t, 32> ZqXmlSigner::sha256(BytesView data) const {
     return ZqKeychainAccess().sha256(data);
 }

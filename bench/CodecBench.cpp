@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The stages that a message passes, each alone and compared with a plain copy of its bytes: frame
 // codec, Base64, envelope, log.
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/ZqMessage.h"
 #include "bench/Table.h"
+#include "foundation/Base64.h"
 #include "frameworks/CRVStompClient/StompFrame.h"
 #include "platform/linux/LinuxSystem.h"
 
@@ -87,7 +87,7 @@ std::string sizeText(std::size_t size) {
 
 /// Base64 text of the given length, without a pattern that repeats soon.
 std::string sampleText(std::size_t size) {
-    platform::Bytes bytes(size / 4 * 3);
+    Bytes bytes(size / 4 * 3);
     std::uint32_t value = 1;
     for (std::uint8_t& byte : bytes) {
         value = value * 1664525 + 1013904223;
@@ -136,7 +136,7 @@ void addFrames(Table& table, const std::string& text) {
 
 void addBase64(Table& table, const std::string& text) {
     const std::string size = sizeText(text.size());
-    const platform::Bytes bytes = *base64Decoded(text);
+    const Bytes bytes = *base64Decoded(text);
     table.add(
         "Base64 text of " + size + " decoded",
         [&text] { benchmark::DoNotOptimize(base64Decoded(text)); }, "memcpy", copyOf(text));

@@ -2,7 +2,7 @@
 // Whole sessions of the real agent against the signing server on this machine.
 #include "bench/Measure.h"
 #include "bench/Table.h"
-#include "devserver/Server.h"
+#include "devserver/server/Server.h"
 #include "tests/e2e/AgentProcess.h"
 
 #include <algorithm>

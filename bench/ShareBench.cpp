@@ -2,12 +2,12 @@
 // What the agent itself adds to a small SIGN_PDF: the whole program in this process, with its real
 // log and keychain, from the body of the request to the body of the answer. The time spent in calls
 // of the keychain, which looks up and signs, is counted apart.
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
 #include "ZqMacClient/ZqKeychainAccess.h"
 #include "bench/Measure.h"
 #include "bench/Table.h"
+#include "foundation/Base64.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/security/NssSecurity.h"
 #include "tests/e2e/AgentProcess.h"

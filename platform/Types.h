@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Byte buffers and property lists as the platform interfaces pass them.
+// Property lists as the platform interfaces pass them.
 #pragma once
+
+#include "foundation/Bytes.h"
 
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -13,13 +14,6 @@
 #include <vector>
 
 namespace platform {
-
-using Bytes = std::vector<std::uint8_t>;
-using BytesView = std::span<const std::uint8_t>;
-
-inline BytesView bytesOf(std::string_view text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
 
 /// Four characters packed into 32 bits, first character highest ('GURL' is 0x4755524C).
 using FourCharCode = std::uint32_t;

@@ -22,16 +22,17 @@ check() {
 
 standard='<[a-z_0-9]+>'
 boost='<boost/(json|url)[a-z_/]*\.hpp>'
-check 'platform/*.h'        "$standard|\"platform/[A-Za-z0-9]+\.h\"" platform/*.h platform/*.cpp
-check 'frameworks/'         "$standard|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"" \
+foundation='"foundation/[A-Za-z0-9]+\.h"'
+platform='"platform/[A-Za-z0-9]+\.h"'
+check 'foundation/'         "$standard|$boost|$foundation" foundation/*.h foundation/*.cpp
+check 'platform/*.h'        "$standard|$foundation|$platform" platform/*.h platform/*.cpp
+check 'frameworks/'         "$standard|$foundation|$platform|\"frameworks/.*\"" \
   $(find frameworks -name '*.h' -o -name '*.cpp')
 check 'the frame codec'     "$standard|\"frameworks/CRVStompClient/StompFrame\.h\"" \
   frameworks/CRVStompClient/StompFrame.*
-check 'headers of ZqMacClient/' \
-  "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.h
 check 'ZqMacClient/' \
-  "$standard|$boost|\"platform/[A-Za-z0-9]+\.h\"|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.cpp
-shared='"platform/(shared/)?[A-Za-z0-9]+\.h"'
+  "$standard|$foundation|$platform|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.h ZqMacClient/*.cpp
+shared='"foundation/[A-Za-z0-9]+\.h"|"platform/(shared/)?[A-Za-z0-9]+\.h"'
 check 'platform/shared/' "$standard|<(fcntl|strings|sys/stat|unistd)\.h>|$shared" \
   platform/shared/*.h platform/shared/*.cpp
 # Of the window system's libraries (whose headers begin with a capital, but xcb's) and of Qt only the
@@ -41,21 +42,23 @@ check 'platform/linux/' "<[a-wyz].*>|$shared|$linux" \
   $(find platform/linux -path platform/linux/desktop -prune -o \( -name '*.h' -o -name '*.cpp' \) -print)
 shell='"platform/(UserInterface|linux/(DesktopShell|MainLoop|WebPage)|linux/desktop/[A-Za-z]+)\.h"'
 check 'platform/linux/desktop/' "<.*>|$shell" platform/linux/desktop/*.h platform/linux/desktop/*.cpp
-macos='"platform/((macos|shared)/)?[A-Za-z0-9]+\.h"'
+macos='"foundation/[A-Za-z0-9]+\.h"|"platform/((macos|shared)/)?[A-Za-z0-9]+\.h"'
 check 'platform/macos/' "<.*>|$macos" $(find platform/macos -name '*.h' -o -name '*.cpp' -o -name '*.mm')
 check 'what is plain C++ in platform/macos/' \
   "$standard|<(CoreFoundation|Security)/[A-Za-z]+\.h>|<dispatch/dispatch\.h>|$macos" \
   $(find platform/macos -name '*.cpp' -o -name '*.h' ! -name FoundationText.h)
-check 'devserver/' "<.*>|\"devserver/.*\"|\"frameworks/CRVStompClient/StompFrame\.h\"" \
+check 'devserver/' \
+  "<.*>|\"devserver/.*\"|\"foundation/Handle\.h\"|\"frameworks/CRVStompClient/StompFrame\.h\"" \
   $(find devserver -name '*.h' -o -name '*.cpp')
-# Within the signing server: program -> web -> session -> documents -> the server itself.
-server='"devserver/[A-Za-z0-9]+\.h"'
+# Within the signing server: program -> web -> session -> documents, server -> crypto.
+crypto='"devserver/crypto/[A-Za-z0-9]+\.h"|"foundation/Handle\.h"'
+server='"devserver/(server|crypto)/[A-Za-z0-9]+\.h"'
 documents='"devserver/documents/.*"'
 session='"devserver/session/.*"'
 web='"devserver/web/.*"'
-check 'the signing server'  "<.*>|$server|\"frameworks/CRVStompClient/StompFrame\.h\"" \
-  devserver/*.h devserver/*.cpp
-check 'devserver/documents/' "<.*>|\"devserver/(Encoding|OpenSsl)\.h\"|$documents" devserver/documents/*
+check 'devserver/crypto/'   "<.*>|$crypto" devserver/crypto/*
+check 'devserver/server/'   "<.*>|$server|\"frameworks/CRVStompClient/StompFrame\.h\"" devserver/server/*
+check 'devserver/documents/' "<.*>|$crypto|$documents" devserver/documents/*
 check 'devserver/session/' "<.*>|$server|$documents|$session" devserver/session/*
 check 'devserver/web/'     "<.*>|$server|$session|$web" devserver/web/*.h devserver/web/*.cpp*
 
@@ -69,7 +72,8 @@ for pair in qpdf:PdfUpdate libxml:XmlSignature xmlsec:XmlSignature openssl/cms:C
 done
 
 # The portable rooms know no operating system.
-named=$(grep -nE '__APPLE__|__linux__|_WIN32|#[[:space:]]*if' platform/*.h platform/*.cpp \
+named=$(grep -nE '__APPLE__|__linux__|_WIN32|#[[:space:]]*if' foundation/*.h foundation/*.cpp \
+  platform/*.h platform/*.cpp \
   platform/shared/*.h platform/shared/*.cpp ZqMacClient/*.h ZqMacClient/*.cpp \
   $(find frameworks -name '*.h' -o -name '*.cpp'))
 if [ -n "$named" ]; then

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/documents/CmsSignature.h"
 
-#include "devserver/OpenSsl.h"
+#include "devserver/crypto/OpenSsl.h"
 
 #include <algorithm>
 #include <vector>
@@ -15,8 +15,8 @@ namespace {
 
 using namespace openssl;
 
-using Content = std::unique_ptr<CMS_ContentInfo, Free<CMS_ContentInfo_free>>;
-using DigestContext = std::unique_ptr<EVP_MD_CTX, Free<EVP_MD_CTX_free>>;
+using Content = Handle<CMS_ContentInfo, CMS_ContentInfo_free>;
+using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
 
 const unsigned char* unsignedBytes(std::string_view text) {
     return reinterpret_cast<const unsigned char*>(text.data());

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/documents/XmlSignature.h"
 
-#include "devserver/Encoding.h"
+#include "devserver/crypto/Encoding.h"
 #include "devserver/documents/CmsSignature.h"
+#include "foundation/Handle.h"
 
 #include <libxml/c14n.h>
 #include <libxml/parser.h>
@@ -18,19 +19,11 @@ namespace devserver {
 
 namespace {
 
-template <auto freeFunction>
-struct Free {
-    template <typename T>
-    void operator()(T* object) const {
-        freeFunction(object);
-    }
-};
-
 struct FreeText {
     void operator()(xmlChar* text) const { xmlFree(text); }
 };
 
-using Document = std::unique_ptr<xmlDoc, Free<xmlFreeDoc>>;
+using Document = Handle<xmlDoc, xmlFreeDoc>;
 using Text = std::unique_ptr<xmlChar, FreeText>;
 
 const xmlChar* xmlText(const char* text) {
@@ -52,7 +45,7 @@ bool librariesAreReady() {
 }
 
 Document parsed(std::string_view xml, std::string& error) {
-    const std::unique_ptr<xmlParserCtxt, Free<xmlFreeParserCtxt>> parser(xmlNewParserCtxt());
+    const Handle<xmlParserCtxt, xmlFreeParserCtxt> parser(xmlNewParserCtxt());
     Document document(xmlCtxtReadMemory(parser.get(), xml.data(), static_cast<int>(xml.size()),
         nullptr, nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
     if (!document) {
@@ -86,8 +79,7 @@ void ignoreError(void*, xmlError*) {
 
 /// Exclusive canonicalisation without comments, of the whole document or of one subtree.
 std::optional<std::string> canonical(xmlDoc* document, xmlNode* subtree) {
-    const std::unique_ptr<xmlOutputBuffer, Free<xmlOutputBufferClose>> buffer(
-        xmlAllocOutputBuffer(nullptr));
+    const Handle<xmlOutputBuffer, xmlOutputBufferClose> buffer(xmlAllocOutputBuffer(nullptr));
     xmlSetStructuredErrorFunc(nullptr, ignoreError); // of this thread; the default prints
     if (!buffer
         || xmlC14NExecute(document, subtree != nullptr ? isInSubtree : nullptr, subtree,
@@ -126,8 +118,7 @@ void setBytes(xmlNode* signature, const char* name, std::string_view bytes) {
 bool isValid(std::string_view xml, std::string_view certificateDer) {
     std::string ignored;
     const Document document = parsed(xml, ignored);
-    const std::unique_ptr<xmlSecDSigCtx, Free<xmlSecDSigCtxDestroy>> context(
-        xmlSecDSigCtxCreate(nullptr));
+    const Handle<xmlSecDSigCtx, xmlSecDSigCtxDestroy> context(xmlSecDSigCtxCreate(nullptr));
     if (!document || !context) {
         return false;
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/MessageLog.h"
 
-#include "devserver/Envelope.h"
+#include "devserver/server/Envelope.h"
 
 #include <chrono>
 #include <cstdio>

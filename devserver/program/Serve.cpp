@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/Serve.h"
 
-#include "devserver/Server.h"
 #include "devserver/program/Browser.h"
 #include "devserver/program/Files.h"
 #include "devserver/program/Introduction.h"
 #include "devserver/program/MessageLog.h"
 #include "devserver/program/StopSignal.h"
+#include "devserver/server/Server.h"
 #include "devserver/session/Doorkeeper.h"
 #include "devserver/web/RoomList.h"
 

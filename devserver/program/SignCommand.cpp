@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/SignCommand.h"
 
-#include "devserver/Server.h"
 #include "devserver/program/AgentProcess.h"
 #include "devserver/program/Files.h"
 #include "devserver/program/Introduction.h"
 #include "devserver/program/MessageLog.h"
 #include "devserver/program/StepTable.h"
+#include "devserver/server/Server.h"
 #include "devserver/session/Doorkeeper.h"
 #include "devserver/session/RoomId.h"
 #include "devserver/session/SessionDriver.h"

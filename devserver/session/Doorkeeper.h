@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "devserver/Server.h"
+#include "devserver/server/Server.h"
 
 #include <atomic>
 #include <functional>

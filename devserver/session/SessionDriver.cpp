@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/session/SessionDriver.h"
 
-#include "devserver/Encoding.h"
-#include "devserver/Envelope.h"
+#include "devserver/crypto/Encoding.h"
 #include "devserver/documents/CmsSignature.h"
+#include "devserver/server/Envelope.h"
 
 #include <random>
 

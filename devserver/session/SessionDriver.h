@@ -2,7 +2,7 @@
 // The steps of a signing session, each one question to the agent and its checked answer.
 #pragma once
 
-#include "devserver/AgentSession.h"
+#include "devserver/server/AgentSession.h"
 #include "devserver/session/MessageObserver.h"
 #include "devserver/session/StepResult.h"
 

@@ -2,7 +2,7 @@
 // A room that a page has opened: what happens in it, and the agent that works in it.
 #pragma once
 
-#include "devserver/EventFeed.h"
+#include "devserver/server/EventFeed.h"
 #include "devserver/session/DocumentSigning.h"
 #include "devserver/session/MessageObserver.h"
 #include "devserver/session/SessionDriver.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/web/RoomList.h"
 
-#include "devserver/RequestTarget.h"
+#include "devserver/server/RequestTarget.h"
 #include "devserver/session/AgentCommand.h"
 #include "devserver/session/RoomId.h"
 #include "devserver/web/StaticFiles.h"

@@ -15,7 +15,7 @@
 // An error is {"status", "message"}.
 #pragma once
 
-#include "devserver/Server.h"
+#include "devserver/server/Server.h"
 #include "devserver/session/Doorkeeper.h"
 #include "devserver/web/Room.h"
 

@@ -2,7 +2,7 @@
 // The page's files, which are part of the program.
 #pragma once
 
-#include "devserver/ServerOptions.h"
+#include "devserver/server/ServerOptions.h"
 
 #include <optional>
 #include <string_view>

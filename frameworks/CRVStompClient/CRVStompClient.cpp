@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "frameworks/CRVStompClient/CRVStompClient.h"
 
+#include "foundation/PercentEncoding.h"
 #include "frameworks/CRVStompClient/StompHeartBeat.h"
-#include "platform/PercentEncoding.h"
 #include "platform/Platform.h"
 
 using platform::NSLog;
@@ -74,7 +74,7 @@ void CRVStompClient::connect() {
     platform::WebSocketRequest request;
     request.host = m_host;
     request.port = m_port;
-    request.target = m_url && !m_url->empty() ? platform::percentEncodedPath(*m_url) : "/";
+    request.target = m_url && !m_url->empty() ? percentEncodedPath(*m_url) : "/";
     request.secure = m_secure;
     request.subprotocols = {"v12.stomp", "v11.stomp"};
     m_socket = platform::current().network().openWebSocket(request, weak_from_this());

@@ -2,7 +2,7 @@
 #include "platform/linux/LinuxSystem.h"
 
 #include "BundleInfo.h"
-#include "platform/Utf8.h"
+#include "foundation/Utf8.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
 #include "platform/shared/LogFile.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/TerminalUserInterface.h"
 
-#include "platform/Utf8.h"
+#include "foundation/Utf8.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/WebPage.h"

@@ -2,8 +2,8 @@
 // Texts and bytes between the program and Foundation. For Objective-C++ only.
 #pragma once
 
+#include "foundation/Utf8.h"
 #include "platform/Platform.h"
-#include "platform/Utf8.h"
 #include "platform/macos/PropertyList.h"
 
 #import <Foundation/Foundation.h>

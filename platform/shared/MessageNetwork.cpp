@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/shared/MessageNetwork.h"
 
-#include "platform/PercentEncoding.h"
+#include "foundation/PercentEncoding.h"
 
 #include <condition_variable>
 #include <mutex>

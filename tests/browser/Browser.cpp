@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/browser/Browser.h"
 
-#include "devserver/Encoding.h"
+#include "devserver/crypto/Encoding.h"
 
 #include <boost/asio/connect.hpp>
 #include <boost/asio/io_context.hpp>

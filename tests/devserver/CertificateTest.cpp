@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/CertificateAuthority.h"
-#include "devserver/Encoding.h"
+#include "devserver/crypto/CertificateAuthority.h"
+#include "devserver/crypto/Encoding.h"
 #include "tests/devserver/TestClient.h"
 #include "tests/support/TemporaryFolder.h"
 

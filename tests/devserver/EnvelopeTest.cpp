@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/Envelope.h"
+#include "devserver/server/Envelope.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/serialize.hpp>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/RequestTarget.h"
+#include "devserver/server/RequestTarget.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/TestAgent.h"
 
-#include "devserver/Encoding.h"
-#include "devserver/Envelope.h"
+#include "devserver/crypto/Encoding.h"
+#include "devserver/server/Envelope.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/serialize.hpp>

@@ -2,7 +2,7 @@
 // A minimal client of the server under test, over real sockets and TLS. Each wait is bounded.
 #pragma once
 
-#include "devserver/Server.h"
+#include "devserver/server/Server.h"
 #include "frameworks/CRVStompClient/StompFrame.h"
 
 #include <chrono>

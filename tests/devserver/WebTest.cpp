@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/Envelope.h"
 #include "devserver/program/Serve.h"
+#include "devserver/server/Envelope.h"
 #include "tests/devserver/SharedOutput.h"
 #include "tests/devserver/TestAgent.h"
 #include "tests/devserver/WebClient.h"

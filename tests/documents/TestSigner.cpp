@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/documents/TestSigner.h"
 
+#include "foundation/Handle.h"
+
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
@@ -8,16 +10,8 @@
 
 namespace {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* handle) const {
-        release(handle);
-    }
-};
-
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
-using Context = std::unique_ptr<EVP_MD_CTX, Release<EVP_MD_CTX_free>>;
+using Certificate = Handle<X509, X509_free>;
+using Context = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
 
 void check(bool holds) {
     if (!holds) {
@@ -28,7 +22,7 @@ void check(bool holds) {
 } // namespace
 
 struct TestSigner::Key {
-    std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>> pkey;
+    Handle<EVP_PKEY, EVP_PKEY_free> pkey;
 };
 
 TestSigner::TestSigner(const std::string& name, Kind kind)
@@ -59,7 +53,7 @@ std::string TestSigner::certificatePem() const {
     const auto* position = reinterpret_cast<const unsigned char*>(m_certificateDer.data());
     const Certificate certificate(
         d2i_X509(nullptr, &position, static_cast<long>(m_certificateDer.size())));
-    const std::unique_ptr<BIO, Release<BIO_free_all>> bio(BIO_new(BIO_s_mem()));
+    const Handle<BIO, BIO_free_all> bio(BIO_new(BIO_s_mem()));
     check(PEM_write_bio_X509(bio.get(), certificate.get()) == 1);
     std::string text(BIO_ctrl_pending(bio.get()), '\0');
     check(BIO_read(bio.get(), text.data(), static_cast<int>(text.size())) > 0);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/e2e/SessionTest.h"
 
+#include "foundation/Handle.h"
+
 #include <csignal>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
@@ -8,17 +10,7 @@
 using testing::Contains;
 using testing::HasSubstr;
 
-namespace {
-
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* handle) const {
-        release(handle);
-    }
-};
-
-} // namespace
+namespace { } // namespace
 
 void SessionTest::SetUp() {
     const auto problem = server.start();
@@ -142,9 +134,8 @@ bool signatureIsValid(const std::string& certificate, const std::string& signatu
     const std::string der = bytesOfBase64(certificate);
     const std::string bytes = bytesOfBase64(signature);
     const auto* position = reinterpret_cast<const unsigned char*>(der.data());
-    const std::unique_ptr<X509, Release<X509_free>> x509(
-        d2i_X509(nullptr, &position, static_cast<long>(der.size())));
-    const std::unique_ptr<EVP_MD_CTX, Release<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
+    const Handle<X509, X509_free> x509(d2i_X509(nullptr, &position, static_cast<long>(der.size())));
+    const Handle<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
     return x509
         && EVP_DigestVerifyInit_ex(context.get(), nullptr, digestName, nullptr, nullptr,
                X509_get0_pubkey(x509.get()), nullptr)

@@ -2,7 +2,7 @@
 // A signing server and the surroundings of an agent, for one end-to-end test.
 #pragma once
 
-#include "devserver/Server.h"
+#include "devserver/server/Server.h"
 #include "tests/e2e/AgentProcess.h"
 
 #include <boost/json.hpp>

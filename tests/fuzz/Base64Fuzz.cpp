@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Base64, compared with OpenSSL's. Input: the bytes to encode, which are also a text to decode.
-#include "ZqMacClient/Base64.h"
+#include "foundation/Base64.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 #include <algorithm>
 #include <openssl/evp.h>
 
 using fuzz::require;
-using platform::Bytes;
 
 namespace {
 
@@ -47,7 +46,7 @@ bool isCanonical(std::string_view text) {
 } // namespace
 
 void fuzz::target(std::string_view input) {
-    const std::string encoded = base64Encoded(platform::bytesOf(input));
+    const std::string encoded = base64Encoded(bytesOf(input));
     require(encoded == encodedByOpenSsl(input), "both encode alike");
     require(
         base64Decoded(encoded) == Bytes(input.begin(), input.end()), "what was encoded decodes");

@@ -3,7 +3,7 @@
 // path that it names. Input: the URL.
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
-#include "platform/PercentEncoding.h"
+#include "foundation/PercentEncoding.h"
 #include "tests/fuzz/DefinedEnd.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ void requireSession(const platform::WebSocketRequest& request, const URLComponen
     require(request.secure, "the session is encrypted");
     require(request.host == *url.host, "the session goes to the URL's host");
     require(request.port == url.port.value_or(defaultPort), "the session goes to the URL's port");
-    require(platform::percentDecoded(request.target) == path, "the session goes to the room");
+    require(percentDecoded(request.target) == path, "the session goes to the room");
     require(std::all_of(request.target.begin(), request.target.end(),
                 [](char c) { return c > ' ' && c < '\x7F'; }),
         "the target fits a request line");

@@ -2,8 +2,8 @@
 // The envelope: a body is read or ends the process as defined, and what was read is written and
 // read again as the same. Input: the body of a frame.
 #include "ZqMacClient/DebugDescription.h"
-#include "ZqMacClient/JsonWriter.h"
 #include "ZqMacClient/ZqMessage.h"
+#include "foundation/JsonWriter.h"
 #include "tests/fuzz/DefinedEnd.h"
 
 using fuzz::require;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The comparison of versions is an order. Input: three texts, one a line.
-#include "ZqMacClient/NumericCompare.h"
+#include "foundation/NumericCompare.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 #include <array>

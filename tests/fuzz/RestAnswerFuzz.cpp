@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The answer to a REST request: its value is returned, or an alert ends the process; an address in
 // it is opened or refused. Input: the body of the answer.
-#include "ZqMacClient/JsonReader.h"
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqRestApiClient.h"
+#include "foundation/JsonReader.h"
 #include "tests/fuzz/DefinedEnd.h"
 
 using fuzz::require;

@@ -2,8 +2,8 @@
 // Beast's WebSocket over our stream, with a hostile server: the handshake and every read come to an
 // end, and what is read as text is UTF-8. Input: options, then what the server sends, after a
 // correct handshake or in place of one.
-#include "ZqMacClient/Base64.h"
-#include "platform/Utf8.h"
+#include "foundation/Base64.h"
+#include "foundation/Utf8.h"
 #include "platform/linux/net/ClientStream.h"
 #include "tests/fuzz/FuzzTarget.h"
 #include "tests/support/ReferenceDigests.h"
@@ -72,8 +72,8 @@ private:
         const std::size_t place = m_received.find(name);
         require(place != std::string::npos, "a handshake has a key");
         const std::string key = m_received.substr(place + name.size(), keyLength);
-        const std::string accept = base64Encoded(
-            referenceSha1(platform::bytesOf(key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11")));
+        const std::string accept
+            = base64Encoded(referenceSha1(bytesOf(key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11")));
         return "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
                "Sec-WebSocket-Accept: "
             + accept + "\r\n\r\n";
@@ -91,7 +91,7 @@ private:
 /// UTF-8, but for a last character that may be cut off: Beast does not look at it again when the
 /// last fragment of a message is empty. Whoever reads messages checks them.
 bool isText(std::string_view message) {
-    return platform::utf8PrefixLength(message) + 4 > message.size();
+    return utf8PrefixLength(message) + 4 > message.size();
 }
 
 class Client {

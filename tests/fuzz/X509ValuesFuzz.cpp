@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The values of a certificate, compared with OpenSSL's where both can read it. Input: DER.
+#include "foundation/Handle.h"
+#include "foundation/Utf8.h"
 #include "platform/Security.h"
-#include "platform/Utf8.h"
 #include "platform/linux/security/X509Values.h"
 #include "tests/fuzz/FuzzTarget.h"
 
@@ -16,14 +17,13 @@ using namespace platform;
 
 namespace {
 
-using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
+using Certificate = Handle<X509, X509_free>;
 
 Certificate readByOpenSsl(BytesView der) {
     const unsigned char* position = der.data();
-    Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())), X509_free);
+    Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())));
     ERR_clear_error();
-    return position == der.data() + der.size() ? std::move(certificate)
-                                               : Certificate(nullptr, X509_free);
+    return position == der.data() + der.size() ? std::move(certificate) : Certificate(nullptr);
 }
 
 /// How many texts a property list holds; each must be UTF-8.

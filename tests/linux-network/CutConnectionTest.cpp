@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The whole program over real connections that are cut, dripped, reset or filled with garbage.
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
+#include "foundation/Base64.h"
 #include "platform/linux/net/LinuxNetwork.h"
 #include "tests/linux-network/ServerBytes.h"
 #include "tests/linux-network/TestServer.h"
@@ -27,7 +27,7 @@ using testing::Not;
 using testing::StartsWith;
 
 const std::string certificateDigest
-    = base64Encoded(referenceSha1(platform::bytesOf("Alice"))); // whose bytes are the name
+    = base64Encoded(referenceSha1(bytesOf("Alice"))); // whose bytes are the name
 
 TcpSocket& tcpOf(TlsSocket& tls) {
     return tls.next_layer();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The whole program over a connection in memory that fails after any number of operations.
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
+#include "foundation/Base64.h"
 #include "platform/linux/net/WebSocketSession.h"
 #include "tests/linux-network/ServerBytes.h"
 #include "tests/support/PlatformWithNetwork.h"
@@ -190,7 +190,7 @@ private:
 };
 
 const std::string certificateDigest
-    = base64Encoded(referenceSha1(platform::bytesOf("Alice"))); // whose bytes are the name
+    = base64Encoded(referenceSha1(bytesOf("Alice"))); // whose bytes are the name
 constexpr std::size_t farewell = 3; // events: the cause, the disconnect, the exit
 
 /// The session ends as a lost connection, and everything before is the beginning of `whole`.

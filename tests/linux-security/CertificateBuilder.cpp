@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "CertificateBuilder.h"
+#include "foundation/Handle.h"
 
 #include <cstdlib>
 #include <openssl/pkcs12.h>
@@ -7,19 +8,11 @@
 
 namespace {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* handle) const {
-        release(handle);
-    }
-};
-
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
+using Certificate = Handle<X509, X509_free>;
 
 template <typename T>
-platform::Bytes derOf(const T* object, int (*encode)(const T*, unsigned char**)) {
-    platform::Bytes der(static_cast<std::size_t>(encode(object, nullptr)));
+Bytes derOf(const T* object, int (*encode)(const T*, unsigned char**)) {
+    Bytes der(static_cast<std::size_t>(encode(object, nullptr)));
     unsigned char* out = der.data();
     encode(object, &out);
     return der;
@@ -27,9 +20,8 @@ platform::Bytes derOf(const T* object, int (*encode)(const T*, unsigned char**))
 
 void fillName(X509_NAME* name, const std::vector<NameAttribute>& attributes) {
     for (const NameAttribute& attribute : attributes) {
-        const std::unique_ptr<ASN1_OBJECT, Release<ASN1_OBJECT_free>> object(
-            OBJ_txt2obj(attribute.type.c_str(), 0));
-        const std::unique_ptr<X509_NAME_ENTRY, Release<X509_NAME_ENTRY_free>> entry(
+        const Handle<ASN1_OBJECT, ASN1_OBJECT_free> object(OBJ_txt2obj(attribute.type.c_str(), 0));
+        const Handle<X509_NAME_ENTRY, X509_NAME_ENTRY_free> entry(
             X509_NAME_ENTRY_create_by_OBJ(nullptr, object.get(), attribute.stringType,
                 reinterpret_cast<const unsigned char*>(attribute.bytes.data()),
                 static_cast<int>(attribute.bytes.size())));
@@ -39,11 +31,11 @@ void fillName(X509_NAME* name, const std::vector<NameAttribute>& attributes) {
     }
 }
 
-void setSerialNumber(X509* certificate, const platform::Bytes& content) {
-    platform::Bytes der = {V_ASN1_INTEGER, static_cast<std::uint8_t>(content.size())};
+void setSerialNumber(X509* certificate, const Bytes& content) {
+    Bytes der = {V_ASN1_INTEGER, static_cast<std::uint8_t>(content.size())};
     der.insert(der.end(), content.begin(), content.end());
     const unsigned char* position = der.data();
-    const std::unique_ptr<ASN1_INTEGER, Release<ASN1_INTEGER_free>> number(
+    const Handle<ASN1_INTEGER, ASN1_INTEGER_free> number(
         d2i_ASN1_INTEGER(nullptr, &position, static_cast<long>(der.size())));
     if (!number || X509_set_serialNumber(certificate, number.get()) != 1) {
         std::abort();
@@ -53,7 +45,7 @@ void setSerialNumber(X509* certificate, const platform::Bytes& content) {
 } // namespace
 
 KeyPair makeKeyPair(const std::string& algorithm) {
-    const std::unique_ptr<EVP_PKEY_CTX, Release<EVP_PKEY_CTX_free>> context(
+    const Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(
         EVP_PKEY_CTX_new_from_name(nullptr, algorithm.c_str(), nullptr));
     EVP_PKEY_keygen_init(context.get());
     if (algorithm == "EC") {
@@ -68,15 +60,14 @@ KeyPair makeKeyPair(const std::string& algorithm) {
     return KeyPair(key, EVP_PKEY_free);
 }
 
-platform::Bytes CertificateBuilder::build() {
+Bytes CertificateBuilder::build() {
     if (!key) {
         key = makeKeyPair("RSA");
     }
     const Certificate certificate(X509_new());
     X509_set_version(certificate.get(), 2);
     static std::uint8_t numbers = 0; // no test makes more than 127 with one issuer
-    setSerialNumber(
-        certificate.get(), serialNumber.empty() ? platform::Bytes{++numbers} : serialNumber);
+    setSerialNumber(certificate.get(), serialNumber.empty() ? Bytes{++numbers} : serialNumber);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), validFrom);
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), validTo);
     fillName(X509_get_subject_name(certificate.get()), subject);
@@ -89,10 +80,10 @@ platform::Bytes CertificateBuilder::build() {
     return derOf<X509>(certificate.get(), i2d_X509);
 }
 
-platform::Bytes pkcs12(platform::BytesView certificate, const KeyPair& key, const char* name) {
+Bytes pkcs12(BytesView certificate, const KeyPair& key, const char* name) {
     const unsigned char* position = certificate.data();
     const Certificate parsed(d2i_X509(nullptr, &position, static_cast<long>(certificate.size())));
-    const std::unique_ptr<PKCS12, Release<PKCS12_free>> bag(
+    const Handle<PKCS12, PKCS12_free> bag(
         PKCS12_create("p12", name, key.get(), parsed.get(), nullptr, 0, 0, 0, 0, 0));
     if (!bag) {
         std::abort();

@@ -26,14 +26,14 @@ struct NameAttribute {
 struct CertificateBuilder {
     std::vector<NameAttribute> subject = {{"CN", "Example Signer"}};
     std::vector<NameAttribute> issuer = {{"CN", "Example Authority"}};
-    platform::Bytes serialNumber; ///< the content of the INTEGER; when empty, a number of its own
+    Bytes serialNumber; ///< the content of the INTEGER; when empty, a number of its own
     long validFrom = -3600; ///< seconds from now
     long validTo = 24 * 3600;
     KeyPair key; ///< an RSA pair when there is none
 
     /// The certificate in DER, signed with its own key.
-    platform::Bytes build();
+    Bytes build();
 };
 
 /// The certificate and its key in PKCS #12 under the password "p12".
-platform::Bytes pkcs12(platform::BytesView certificate, const KeyPair& key, const char* name);
+Bytes pkcs12(BytesView certificate, const KeyPair& key, const char* name);

@@ -27,15 +27,15 @@ public:
     /// A new database; an empty password is none.
     void create(const std::string& password = "");
     /// Adds the certificate with its key; builds both. Returns the certificate in DER.
-    platform::Bytes addIdentity(CertificateBuilder builder, const std::string& name = "signer");
-    platform::Bytes addCertificate(CertificateBuilder builder, const std::string& name);
+    Bytes addIdentity(CertificateBuilder builder, const std::string& name = "signer");
+    Bytes addCertificate(CertificateBuilder builder, const std::string& name);
     /// Adds `count` identities "Identity 0001", ... that show no public keys beside their keys.
     void addManyIdentities(int count);
     void changePassword(const std::string& password);
     void removeKeyAndCertificate(const std::string& name);
 
 private:
-    std::string write(const std::string& fileName, platform::BytesView content) const;
+    std::string write(const std::string& fileName, BytesView content) const;
     std::string writePassword(const std::string& password) const;
 
     std::filesystem::path m_parent;
@@ -61,7 +61,7 @@ platform::PropertyDictionary allIdentities();
 
 /// What one item of a listing leads to.
 struct ListedIdentity {
-    platform::Bytes der;
+    Bytes der;
     platform::SecIdentityRef identity;
     platform::SecCertificateRef certificate;
     platform::SecKeyRef key;
@@ -72,7 +72,5 @@ struct ListedIdentity {
 std::vector<ListedIdentity> listed(platform::Security& security);
 
 /// Whether `signature` is a PKCS #1 v1.5 signature under the public key of the certificate.
-bool verifiesSha256Digest(
-    platform::BytesView certificate, platform::BytesView digest, const platform::Bytes& signature);
-bool verifiesSha1Message(
-    platform::BytesView certificate, platform::BytesView message, const platform::Bytes& signature);
+bool verifiesSha256Digest(BytesView certificate, BytesView digest, const Bytes& signature);
+bool verifiesSha1Message(BytesView certificate, BytesView message, const Bytes& signature);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/X509Values.h"
 #include "CertificateBuilder.h"
+#include "foundation/Utf8.h"
 #include "platform/Security.h"
-#include "platform/Utf8.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -79,9 +79,9 @@ TEST_F(MacListingTest, TheKeyOfARecordSigns) {
     PlatformWithKeychain platform;
     const ZqCertificate certificate = ZqKeychainAccess().listCertificates(false).at(0);
     const auto signature = ZqKeychainAccess().signData(
-        platform::bytesOf("digest"), certificate.privateKeyRef, "SHA256withRSA");
-    const platform::BytesView expected = platform::bytesOf("signed digest");
-    EXPECT_EQ(signature, platform::Bytes(expected.begin(), expected.end()));
+        bytesOf("digest"), certificate.privateKeyRef, "SHA256withRSA");
+    const BytesView expected = bytesOf("signed digest");
+    EXPECT_EQ(signature, Bytes(expected.begin(), expected.end()));
 }
 
 TEST_F(MacListingTest, EmptyKeychainIsAFatalAlert) {

@@ -21,8 +21,8 @@ public:
     platform::NSOperatingSystemVersion operatingSystemVersion() override { return version; }
     std::int32_t LSSetDefaultHandlerForURLScheme(
         const std::string& scheme, const std::string& bundleIdentifier) override;
-    std::array<std::uint8_t, 20> CC_SHA1(platform::BytesView data) override;
-    std::array<std::uint8_t, 32> CC_SHA256(platform::BytesView data) override;
+    std::array<std::uint8_t, 20> CC_SHA1(BytesView data) override;
+    std::array<std::uint8_t, 32> CC_SHA256(BytesView data) override;
 
     std::optional<std::string> identifier = "com.quillet.ZqMacClient";
     std::map<std::string, platform::PropertyValue> info{{"CFBundleShortVersionString", "1.9"}};

@@ -9,8 +9,8 @@ namespace {
 using Words = std::array<std::uint32_t, 16>;
 
 /// The message with its padding, in blocks of sixteen big-endian words.
-std::vector<Words> paddedBlocks(platform::BytesView data) {
-    platform::Bytes padded(data.begin(), data.end());
+std::vector<Words> paddedBlocks(BytesView data) {
+    Bytes padded(data.begin(), data.end());
     padded.push_back(0x80);
     while (padded.size() % 64 != 56) {
         padded.push_back(0);
@@ -63,7 +63,7 @@ std::array<std::uint32_t, 64> sha256Constants() {
 
 } // namespace
 
-std::array<std::uint8_t, 20> referenceSha1(platform::BytesView data) {
+std::array<std::uint8_t, 20> referenceSha1(BytesView data) {
     std::array<std::uint32_t, 5> h{0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0};
     for (const Words& block : paddedBlocks(data)) {
         std::array<std::uint32_t, 80> w{};
@@ -89,7 +89,7 @@ std::array<std::uint8_t, 20> referenceSha1(platform::BytesView data) {
     return bytesOfWords(h);
 }
 
-std::array<std::uint8_t, 32> referenceSha256(platform::BytesView data) {
+std::array<std::uint8_t, 32> referenceSha256(BytesView data) {
     static const std::array<std::uint32_t, 64> k = sha256Constants();
     std::array<std::uint32_t, 8> h{};
     constexpr std::array<int, 8> primes{2, 3, 5, 7, 11, 13, 17, 19};

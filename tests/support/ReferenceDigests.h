@@ -6,5 +6,5 @@
 
 #include <array>
 
-std::array<std::uint8_t, 20> referenceSha1(platform::BytesView data);
-std::array<std::uint8_t, 32> referenceSha256(platform::BytesView data);
+std::array<std::uint8_t, 20> referenceSha1(BytesView data);
+std::array<std::uint8_t, 32> referenceSha256(BytesView data);

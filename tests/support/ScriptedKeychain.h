@@ -23,9 +23,9 @@ public:
 /// One identity with what the keychain says of it.
 struct ScriptedIdentity {
     std::string name; // of the references
-    platform::Bytes der{0x30, 0x00};
+    Bytes der{0x30, 0x00};
     std::string dataKey = platform::kSecValueData;
-    std::optional<platform::Bytes> serial = platform::Bytes{0x01};
+    std::optional<Bytes> serial = Bytes{0x01};
     std::optional<platform::PropertyDictionary> values = platform::PropertyDictionary();
     platform::OSStatus keyStatus = platform::errSecSuccess;
     platform::OSStatus certificateStatus = platform::errSecSuccess;
@@ -42,7 +42,7 @@ public:
     ScriptedIdentity& addIdentity(const std::string& commonName) {
         ScriptedIdentity& identity = identities.emplace_back();
         identity.name = commonName;
-        identity.der = platform::Bytes(commonName.begin(), commonName.end());
+        identity.der = Bytes(commonName.begin(), commonName.end());
         identity.values = platform::PropertyDictionary{{platform::kSecOIDCommonName,
             platform::PropertyDictionary{{"value", platform::PropertyArray{commonName}}}}};
         return identity;
@@ -98,7 +98,7 @@ public:
             std::make_shared<NamedObject<platform::SecCertificate>>(scripted.name)};
     }
 
-    std::optional<platform::Bytes> SecCertificateCopySerialNumber(
+    std::optional<Bytes> SecCertificateCopySerialNumber(
         const platform::SecCertificateRef& certificate) override {
         return find(certificate->description()).serial;
     }
@@ -116,7 +116,7 @@ public:
     }
 
     platform::SecSignature SecKeyCreateSignature(const platform::SecKeyRef& key,
-        platform::SecKeyAlgorithm algorithm, platform::BytesView data) override {
+        platform::SecKeyAlgorithm algorithm, BytesView data) override {
         m_trace.add("SecKeyCreateSignature " + key->description());
         signatures.push_back({key->description(), algorithm, {data.begin(), data.end()}});
         return signature;
@@ -136,7 +136,7 @@ public:
     struct SignatureRequest {
         std::string key;
         platform::SecKeyAlgorithm algorithm;
-        platform::Bytes data;
+        Bytes data;
     };
 
     std::vector<ScriptedIdentity> identities;
@@ -144,7 +144,7 @@ public:
     /// In place of the identities' own list.
     std::optional<platform::SecResult<platform::PropertyArray>> matching;
     bool algorithmSupported = true;
-    platform::SecSignature signature{platform::Bytes{0x53, 0x49, 0x47}, std::nullopt};
+    platform::SecSignature signature{Bytes{0x53, 0x49, 0x47}, std::nullopt};
     std::map<platform::OSStatus, std::string> errorMessages{
         {platform::errSecItemNotFound, "The specified item could not be found in the keychain."}};
 

@@ -3,10 +3,10 @@
 // keychain with one identity, "Alice".
 #pragma once
 
-#include "ZqMacClient/Base64.h"
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
 #include "ZqMacClient/ZqMessage.h"
+#include "foundation/Base64.h"
 #include "tests/support/PlatformTest.h"
 #include "tests/support/ReferenceDigests.h"
 #include "tests/support/StompText.h"
@@ -39,7 +39,7 @@ protected:
 
     /// What the server knows the identity by, if its bytes are those of its name.
     static std::string digestOf(const std::string& name) {
-        return base64Encoded(referenceSha1(platform::bytesOf(name)));
+        return base64Encoded(referenceSha1(bytesOf(name)));
     }
 
     /// The keychain is listed: these identities are in it.

@@ -3,6 +3,8 @@
 // key of its own and a certificate named "Identity 0001", "Identity 0002", ...
 //
 // Keys for tests only: they share primes, because a thousand good keys would take minutes.
+#include "foundation/Handle.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -22,21 +24,13 @@
 
 namespace {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* handle) const {
-        release(handle);
-    }
-};
-
-using Number = std::unique_ptr<BIGNUM, Release<BN_free>>;
-using NumberContext = std::unique_ptr<BN_CTX, Release<BN_CTX_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
-using KeyContext = std::unique_ptr<EVP_PKEY_CTX, Release<EVP_PKEY_CTX_free>>;
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
-using Pkcs8 = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Release<PKCS8_PRIV_KEY_INFO_free>>;
-using Slot = std::unique_ptr<PK11SlotInfo, Release<PK11_FreeSlot>>;
+using Number = Handle<BIGNUM, BN_free>;
+using NumberContext = Handle<BN_CTX, BN_CTX_free>;
+using Key = Handle<EVP_PKEY, EVP_PKEY_free>;
+using KeyContext = Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using Certificate = Handle<X509, X509_free>;
+using Pkcs8 = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
+using Slot = Handle<PK11SlotInfo, PK11_FreeSlot>;
 using Der = std::vector<unsigned char>;
 
 constexpr unsigned long publicExponent = 65537;
@@ -87,8 +81,7 @@ Key keyOf(const BIGNUM* p, const BIGNUM* q, BN_CTX* context) {
     BN_mod(dq.get(), d.get(), qLess.get(), context);
     checked(BN_mod_inverse(qi.get(), q, p, context), "no coefficient");
 
-    const std::unique_ptr<OSSL_PARAM_BLD, Release<OSSL_PARAM_BLD_free>> builder(
-        OSSL_PARAM_BLD_new());
+    const Handle<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free> builder(OSSL_PARAM_BLD_new());
     const std::pair<const char*, const BIGNUM*> values[] = {{OSSL_PKEY_PARAM_RSA_N, n.get()},
         {OSSL_PKEY_PARAM_RSA_E, e.get()}, {OSSL_PKEY_PARAM_RSA_D, d.get()},
         {OSSL_PKEY_PARAM_RSA_FACTOR1, p}, {OSSL_PKEY_PARAM_RSA_FACTOR2, q},
@@ -97,8 +90,7 @@ Key keyOf(const BIGNUM* p, const BIGNUM* q, BN_CTX* context) {
     for (const auto& [name, value] : values) {
         checked(OSSL_PARAM_BLD_push_BN(builder.get(), name, value), "no key parameter");
     }
-    const std::unique_ptr<OSSL_PARAM, Release<OSSL_PARAM_free>> parameters(
-        OSSL_PARAM_BLD_to_param(builder.get()));
+    const Handle<OSSL_PARAM, OSSL_PARAM_free> parameters(OSSL_PARAM_BLD_to_param(builder.get()));
     const KeyContext keyContext(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
     EVP_PKEY* key = nullptr;
     checked(EVP_PKEY_fromdata_init(keyContext.get()) == 1

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "ZqMacClient/Base64.h"
+#include "foundation/Base64.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
-
-using platform::Bytes;
-using platform::bytesOf;
 
 namespace {
 

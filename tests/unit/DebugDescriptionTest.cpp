@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/DebugDescription.h"
 
-#include "ZqMacClient/JsonReader.h"
+#include "foundation/JsonReader.h"
 #include "tests/support/MemoryPlatform.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ protected:
 TEST_F(LogLineTest, AbsentValuesAreNil) {
     EXPECT_EQ(lineOf(std::optional<JsonValue>()), "nil");
     EXPECT_EQ(lineOf(std::optional<std::string>()), "nil");
-    EXPECT_EQ(lineOf(std::optional<platform::Bytes>()), "nil");
+    EXPECT_EQ(lineOf(std::optional<Bytes>()), "nil");
 }
 
 TEST_F(LogLineTest, PresentValuesStandInOptionalParentheses) {
@@ -51,8 +51,8 @@ TEST_F(LogLineTest, PresentValuesStandInOptionalParentheses) {
 }
 
 TEST_F(LogLineTest, BytesAreDescribedByTheirLength) {
-    EXPECT_EQ(lineOf(std::optional(platform::Bytes{1, 2, 3})), "Optional(3 bytes)");
-    EXPECT_EQ(lineOf(std::optional(platform::Bytes())), "Optional(0 bytes)");
+    EXPECT_EQ(lineOf(std::optional(Bytes{1, 2, 3})), "Optional(3 bytes)");
+    EXPECT_EQ(lineOf(std::optional(Bytes())), "Optional(0 bytes)");
 }
 
 TEST_F(LogLineTest, PartsMakeOneLine) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ZqMacClient/HexEncoding.h"
+#include "foundation/HexEncoding.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,6 @@
 namespace {
 
 using Options = HexEncodingOptions;
-using platform::Bytes;
 
 constexpr Options upperCase = Options::upperCase;
 constexpr Options second{std::intptr_t{2}};

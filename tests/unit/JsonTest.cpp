@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "ZqMacClient/JsonReader.h"
-#include "ZqMacClient/JsonWriter.h"
+#include "foundation/JsonReader.h"
+#include "foundation/JsonWriter.h"
 
 #include <cmath>
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ZqMacClient/NumericCompare.h"
+#include "foundation/NumericCompare.h"
 
 #include "tests/support/CaseName.h"
 

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "platform/PercentEncoding.h"
+#include "foundation/PercentEncoding.h"
 
 #include <gtest/gtest.h>
-
-using platform::percentDecoded;
-using platform::percentEncodedHost;
-using platform::percentEncodedPath;
 
 namespace {
 

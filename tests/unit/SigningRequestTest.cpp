@@ -172,7 +172,7 @@ TEST_P(SigningRequestTest, CertificateOfTheDigestSigns) {
 TEST_P(SigningRequestTest, FirstOfEqualDigestsSigns) {
     keychain.addIdentity("Bob").der = {1};
     keychain.addIdentity("Carol").der = {1};
-    signing(payload("SHA256withRSA", base64Encoded(referenceSha1(platform::Bytes{1}))));
+    signing(payload("SHA256withRSA", base64Encoded(referenceSha1(Bytes{1}))));
     ASSERT_EQ(keychain.signatures.size(), 1U);
     EXPECT_EQ(keychain.signatures[0].key, "<Bob>");
 }
@@ -187,14 +187,14 @@ TEST_P(SigningRequestTest, EachCommandListsTheKeychainAnew) {
 
 TEST_P(SigningRequestTest, Sha256WithRsaSignsTheSha256) {
     signing(payload("SHA256withRSA"));
-    const auto digest = referenceSha256(platform::bytesOf("data"));
+    const auto digest = referenceSha256(bytesOf("data"));
     EXPECT_THAT(keychain.signatures.at(0).data, ElementsAreArray(digest));
     EXPECT_EQ(keychain.signatures.at(0).algorithm,
         platform::SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256);
 }
 
 TEST_P(SigningRequestTest, EveryOtherNameSignsTheSha1AsAMessage) {
-    const auto digest = referenceSha1(platform::bytesOf("data"));
+    const auto digest = referenceSha1(bytesOf("data"));
     for (const char* const name : {"sha256withrsa", "SHA256withRSA ", "SHA256withRSAandMGF1",
              "SHA1withRSA", "SHA512withRSA", ""}) {
         keychain.signatures.clear();
@@ -223,9 +223,9 @@ TEST_P(SigningRequestTest, UnsupportedAlgorithmIsAnsweredWithANullSignature) {
 }
 
 TEST_P(SigningRequestTest, SignatureIsAnsweredInBase64WithoutLineBreaks) {
-    keychain.signature.signature = platform::Bytes(256, 0xFF);
+    keychain.signature.signature = Bytes(256, 0xFF);
     EXPECT_THAT(answerAfter(payload()),
-        HasSubstr(R"("signature":")" + base64Encoded(platform::Bytes(256, 0xFF)) + "\""));
+        HasSubstr(R"("signature":")" + base64Encoded(Bytes(256, 0xFF)) + "\""));
     EXPECT_EQ(answer().find('\n'), std::string::npos);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ZqMacClient/URLComponents.h"
+#include "foundation/URLComponents.h"
 
 #include "tests/support/CaseName.h"
 

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "platform/Utf8.h"
+#include "foundation/Utf8.h"
 
 #include <gtest/gtest.h>
-
-using platform::isUtf8;
-using platform::utf8PrefixLength;
-using platform::utf8Repaired;
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqCertificate.h"
 
-#include "ZqMacClient/JsonWriter.h"
+#include "foundation/JsonWriter.h"
 #include "tests/support/ScriptedKeychain.h"
 
 #include <gmock/gmock.h>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqClient.h"
 
-#include "ZqMacClient/Base64.h"
-#include "ZqMacClient/JsonWriter.h"
 #include "ZqMacClient/ZqKeychainAccess.h"
+#include "foundation/Base64.h"
+#include "foundation/JsonWriter.h"
 #include "tests/support/ReferenceDigests.h"
 #include "tests/support/SessionFixture.h"
 
@@ -72,7 +72,7 @@ TEST_F(ZqClientCommandsTest, CertificateListIsBase64OfACompactArrayInKeychainOrd
         EXPECT_TRUE(certificate.find("certificate")->isNull());
         array += (array.size() > 1 ? "," : "") + writeJson(certificate).text.value();
     }
-    const std::string payload = base64Encoded(platform::bytesOf(array + "]"));
+    const std::string payload = base64Encoded(bytesOf(array + "]"));
     forget();
     receive(messageText(R"({"command":"LIST_CERTIFICATES"})"));
     EXPECT_EQ(happened().back(),
@@ -99,7 +99,7 @@ namespace {
 
 /// A signing command for the identity "Alice".
 std::string signingCommand(const std::string& command, const std::string& documentMember) {
-    const auto digest = referenceSha1(platform::bytesOf("Alice"));
+    const auto digest = referenceSha1(bytesOf("Alice"));
     return R"({"command":")" + command + R"(","requestId":"r1","payload":{"certificateDigest":")"
         + base64Encoded(digest) + R"(","signatureAlgorithm":"SHA256withRSA",)" + documentMember
         + "}}";

@@ -2,7 +2,7 @@
 // The listing of the keychain's identities.
 #include "ZqMacClient/ZqKeychainAccess.h"
 
-#include "ZqMacClient/Base64.h"
+#include "foundation/Base64.h"
 #include "tests/support/CertificateValues.h"
 #include "tests/support/PlatformTest.h"
 #include "tests/support/ReferenceDigests.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Signing with a key of the keychain, and digests.
-#include "ZqMacClient/HexEncoding.h"
 #include "ZqMacClient/ZqKeychainAccess.h"
+#include "foundation/HexEncoding.h"
 #include "tests/support/PlatformTest.h"
 
 namespace {

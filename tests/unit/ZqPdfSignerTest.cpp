@@ -105,8 +105,8 @@ TEST_F(ZqPdfSignerTest, UndecodableBytesStopTheProgramOnlyAfterTheCertificateSea
 TEST_F(ZqPdfSignerTest, EmptyBytesAreSigned) {
     EXPECT_THAT(signing(alicesPayload(R"("bytesToSign":"")")),
         Contains("log: bytesToSign: Optional(0 bytes)"));
-    EXPECT_THAT(memory.security().signatures.at(0).data,
-        ElementsAreArray(referenceSha256(platform::BytesView())));
+    EXPECT_THAT(
+        memory.security().signatures.at(0).data, ElementsAreArray(referenceSha256(BytesView())));
 }
 
 TEST_F(ZqPdfSignerTest, WithoutDocumentTheAnswersIsNull) {
@@ -126,7 +126,7 @@ TEST_F(ZqPdfSignerTest, EmptyDocumentIsAnsweredWithEmptyText) {
 }
 
 TEST_F(ZqPdfSignerTest, LongDocumentComesBackWithoutLineBreaks) {
-    platform::Bytes document;
+    Bytes document;
     for (int i = 0; i < 100000; ++i) {
         document.push_back(static_cast<std::uint8_t>(i * 7));
     }
@@ -146,11 +146,11 @@ TEST_F(ZqPdfSignerTest, DocumentThatIsNoTextStopsTheProgram) {
 TEST_F(ZqPdfSignerTest, DocumentDoesNotEnterTheSignature) {
     signing(alicesPayload(R"("bytesToSign":"ZGF0YQ==","pdfToSign":"JVBERg==")"));
     EXPECT_THAT(memory.security().signatures.at(0).data,
-        ElementsAreArray(referenceSha256(platform::bytesOf("data"))));
+        ElementsAreArray(referenceSha256(bytesOf("data"))));
 }
 
 TEST_F(ZqPdfSignerTest, DigestsAreThoseOfTheKeychain) {
-    const platform::BytesView data = platform::bytesOf("abc");
+    const BytesView data = bytesOf("abc");
     EXPECT_EQ(ZqPdfSigner().sha1(data), referenceSha1(data));
     EXPECT_EQ(ZqPdfSigner().sha256(data), referenceSha256(data));
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqXmlSigner.h"
 
-#include "ZqMacClient/JsonReader.h"
-#include "ZqMacClient/JsonWriter.h"
+#include "foundation/JsonReader.h"
+#include "foundation/JsonWriter.h"
 #include "tests/support/SigningTest.h"
 
 namespace {
@@ -92,8 +92,7 @@ TEST_F(ZqXmlSignerTest, NotificationIsShownBeforeARequestIsRejected) {
 TEST_F(ZqXmlSignerTest, NonAsciiTextIsHashedAsItsUtf8Bytes) {
     signing(payload(R"("<n>\u00e9\u20ac\ud83d\ude00</n>")"));
     const std::string utf8 = "<n>\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80</n>";
-    EXPECT_THAT(
-        keychain.signatures.at(0).data, ElementsAreArray(referenceSha256(platform::bytesOf(utf8))));
+    EXPECT_THAT(keychain.signatures.at(0).data, ElementsAreArray(referenceSha256(bytesOf(utf8))));
 }
 
 TEST_F(ZqXmlSignerTest, TextIsHashedAndEchoedCharacterForCharacter) {
@@ -103,8 +102,8 @@ TEST_F(ZqXmlSignerTest, TextIsHashedAndEchoedCharacterForCharacter) {
     for (const std::string& text : texts) {
         keychain.signatures.clear();
         const Events events = signing(payload(quoted(text)));
-        EXPECT_THAT(keychain.signatures.at(0).data,
-            ElementsAreArray(referenceSha256(platform::bytesOf(text))));
+        EXPECT_THAT(
+            keychain.signatures.at(0).data, ElementsAreArray(referenceSha256(bytesOf(text))));
         const std::string& frame = memory.network().webSockets.at(0)->sent.back();
         const std::string body = frame.substr(frame.find("\n\n") + 2);
         const auto answer = readJson(std::string_view(body).substr(0, body.size() - 1));
@@ -132,7 +131,7 @@ TEST_F(ZqXmlSignerTest, ADocumentInTheRequestIsNotEchoed) {
 }
 
 TEST_F(ZqXmlSignerTest, DigestsAreThoseOfTheKeychain) {
-    const platform::BytesView data = platform::bytesOf("abc");
+    const BytesView data = bytesOf("abc");
     EXPECT_EQ(ZqXmlSigner().sha1(data), referenceSha1(data));
     EXPECT_EQ(ZqXmlSigner().sha256(data), referenceSha256(data));
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/net/HostName.h"
 
-#include "platform/PercentEncoding.h"
-#include "platform/Utf8.h"
+#include "foundation/Handle.h"
+#include "foundation/PercentEncoding.h"
+#include "foundation/Utf8.h"
 
 #include <algorithm>
 #include <boost/asio/ip/address.hpp>
@@ -56,16 +57,13 @@ public:
 private:
     using ToAscii = int (*)(const char* input, char** output, int flags);
     using Free = void (*)(void* memory);
-    struct Closer {
-        void operator()(void* library) const { dlclose(library); }
-    };
 
     template <typename Function>
     Function symbol(const char* name) {
         return reinterpret_cast<Function>(dlsym(m_library.get(), name));
     }
 
-    std::unique_ptr<void, Closer> m_library;
+    Handle<void, dlclose> m_library;
     ToAscii m_toAscii = nullptr;
     Free m_free = nullptr;
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/net/NameLookup.h"
 
+#include "foundation/Handle.h"
+
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -57,14 +59,11 @@ std::vector<tcp::endpoint> takingTurns(const std::vector<tcp::endpoint>& endpoin
 }
 
 LookupResult systemLookup(const std::string& name, std::uint16_t port) {
-    struct Deleter {
-        void operator()(addrinfo* list) const { freeaddrinfo(list); }
-    };
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
     const int status = getaddrinfo(name.c_str(), std::to_string(port).c_str(), &hints, &list);
-    const std::unique_ptr<addrinfo, Deleter> owner(status == 0 ? list : nullptr);
+    const Handle<addrinfo, freeaddrinfo> owner(status == 0 ? list : nullptr);
     if (status != 0) {
         return {lookupError(status), {}};
     }

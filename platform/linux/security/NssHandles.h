@@ -2,6 +2,7 @@
 // Owners of what NSS hands out. Include this where NSS is called, and nowhere else.
 #pragma once
 
+#include "foundation/Handle.h"
 #include "platform/Types.h"
 
 #include <keyhi.h>
@@ -12,20 +13,12 @@
 
 namespace platform::nss {
 
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* handle) const {
-        release(handle);
-    }
-};
-
-using ContextHandle = std::unique_ptr<NSSInitContext, Release<NSS_ShutdownContext>>;
-using SlotHandle = std::unique_ptr<PK11SlotInfo, Release<PK11_FreeSlot>>;
-using SlotListHandle = std::unique_ptr<PK11SlotList, Release<PK11_FreeSlotList>>;
-using PrivateKeyHandle = std::unique_ptr<SECKEYPrivateKey, Release<SECKEY_DestroyPrivateKey>>;
+using ContextHandle = Handle<NSSInitContext, NSS_ShutdownContext>;
+using SlotHandle = Handle<PK11SlotInfo, PK11_FreeSlot>;
+using SlotListHandle = Handle<PK11SlotList, PK11_FreeSlotList>;
+using PrivateKeyHandle = Handle<SECKEYPrivateKey, SECKEY_DestroyPrivateKey>;
 /// The head of a list: frees all of it.
-using ObjectListHandle = std::unique_ptr<PK11GenericObject, Release<PK11_DestroyGenericObjects>>;
+using ObjectListHandle = Handle<PK11GenericObject, PK11_DestroyGenericObjects>;
 
 struct ReleaseArena {
     void operator()(PLArenaPool* arena) const { PORT_FreeArena(arena, PR_FALSE); }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/NssToken.h"
 
-#include "platform/Utf8.h"
+#include "foundation/Utf8.h"
 #include "platform/linux/security/NssHandles.h"
 #include "platform/linux/security/PasswordPrompt.h"
 

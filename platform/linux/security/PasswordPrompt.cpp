@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/PasswordPrompt.h"
 
+#include "foundation/Utf8.h"
 #include "platform/UserInterface.h"
-#include "platform/Utf8.h"
 
 #include <openssl/crypto.h>
 

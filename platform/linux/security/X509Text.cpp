@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/X509Text.h"
 
-#include "platform/Utf8.h"
+#include "foundation/Utf8.h"
 
 #include <openssl/asn1.h>
 
