@@ -29,8 +29,8 @@ double median(std::vector<double> values) {
 
 /// The bytes that are resident, libraries included.
 double memoryOf(pid_t pid) {
-    const std::string text = contentOf("/proc/" + std::to_string(pid) + "/smaps_rollup");
-    const std::string_view label = "\nRss:";
+    const std::string text = contentOf("/proc/" + std::to_string(pid) + "/status");
+    const std::string_view label = "\nVmRSS:";
     const std::size_t found = text.find(label);
     if (found == std::string::npos) {
         throw std::runtime_error("the memory of the process is not told");

@@ -33,7 +33,7 @@ check 'the frame codec'     "$standard|\"frameworks/CRVStompClient/StompFrame\.h
 check 'ZqMacClient/' \
   "$standard|$foundation|$platform|\"frameworks/.*\"|\"ZqMacClient/.*\"" ZqMacClient/*.h ZqMacClient/*.cpp
 shared='"foundation/[A-Za-z0-9]+\.h"|"platform/(shared/)?[A-Za-z0-9]+\.h"'
-check 'platform/shared/' "$standard|<(fcntl|strings|sys/stat|unistd)\.h>|$shared" \
+check 'platform/shared/' "$standard|<(fcntl|strings|sys/resource|sys/stat|unistd)\.h>|$shared" \
   platform/shared/*.h platform/shared/*.cpp
 # Of the window system's libraries (whose headers begin with a capital, but xcb's) and of Qt only the
 # desktop folder knows, and of that folder nothing else does: it is opened at run time.

@@ -2,9 +2,9 @@
 #include "platform/linux/DesktopRegistration.h"
 
 #include "DesktopEntry.h"
+#include "platform/linux/BaseDirectory.h"
 #include "platform/linux/ChildProcess.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -19,19 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds xdgMimeLimit{10};
-
-/// A base directory of the user (XDG Base Directory, freedesktop.org): absolute, or the default.
-std::optional<fs::path> baseDirectory(const char* variable, const char* defaultInHome) {
-    const char* value = std::getenv(variable);
-    if (value != nullptr && value[0] == '/') {
-        return fs::path(value);
-    }
-    const char* home = std::getenv("HOME");
-    if (home == nullptr || home[0] != '/') {
-        return std::nullopt;
-    }
-    return fs::path(home) / defaultInHome;
-}
 
 std::optional<std::string> contentOf(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);

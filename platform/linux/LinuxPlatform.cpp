@@ -6,6 +6,7 @@
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
+#include "platform/linux/PrivateMemory.h"
 #include "platform/linux/TerminalUserInterface.h"
 #include "platform/linux/net/LinuxNetwork.h"
 #include "platform/linux/security/NssSecurity.h"
@@ -98,6 +99,7 @@ private:
 } // namespace
 
 std::unique_ptr<Platform> makeNativePlatform(int argc, char** argv) {
+    keepMemoryPrivate();
     // A closed output or connection is an error of that write, not the end of the process.
     std::signal(SIGPIPE, SIG_IGN);
     return std::make_unique<LinuxPlatform>(argc, argv);

@@ -3,8 +3,10 @@
 
 #include "BundleInfo.h"
 #include "foundation/Utf8.h"
+#include "platform/linux/BaseDirectory.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
+#include "platform/linux/TerminalText.h"
 #include "platform/shared/LogFile.h"
 
 #include <algorithm>
@@ -13,8 +15,10 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <list>
 #include <openssl/evp.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -78,6 +82,29 @@ std::string_view withoutTrailingNuls(std::string_view text) {
     return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
+/// Overwrites what follows the scheme of a link: the room's name is all that lets one in.
+void hideLink(char* argument) {
+    constexpr std::string_view authorityStart = "://";
+    const std::string_view text(argument);
+    const std::size_t found = text.find(authorityStart);
+    if (found != std::string_view::npos) {
+        std::fill(argument + found + authorityStart.size(), argument + text.size(), '*');
+    }
+}
+
+/// The log's place where the usual one cannot be had: made for its user alone.
+int openLogInStateFolder(const std::string& fileName) {
+    const auto state = baseDirectory("XDG_STATE_HOME", ".local/state");
+    if (!state) {
+        return -1;
+    }
+    const std::filesystem::path folder = *state / "quillet";
+    std::error_code error;
+    std::filesystem::create_directories(*state, error);
+    mkdir(folder.c_str(), S_IRWXU);
+    return openOwnLogFile((folder / fileName).string());
+}
+
 /// What the log takes of a text: it stays a text file, so no NUL and no ill-formed UTF-8 goes in.
 std::string logSafe(std::string_view text) {
     std::string safe = utf8Repaired(text);
@@ -100,6 +127,7 @@ std::array<std::uint8_t, size> digestOf(BytesView data, const EVP_MD* algorithm)
 
 LinuxSystem::LinuxSystem(int argc, char** argv)
     : m_arguments(argv, argv + argc) {
+    std::for_each(argv, argv + argc, hideLink);
 }
 
 void LinuxSystem::NSLog(LogText text) {
@@ -113,6 +141,10 @@ void LinuxSystem::NSLog(LogText text) {
     add(prefix);
     for (const std::string_view piece : text) {
         const std::string_view content = withoutTrailingNuls(piece);
+        if (!m_hasLogFile) {
+            add(copies.emplace_back(displayableLine(content)));
+            continue;
+        }
         const bool isSafe = content.find('\0') == std::string_view::npos && isUtf8(content);
         add(isSafe ? content : std::string_view(copies.emplace_back(logSafe(content))));
     }
@@ -121,19 +153,23 @@ void LinuxSystem::NSLog(LogText text) {
 }
 
 void LinuxSystem::print(std::string_view line) {
-    writeAll(STDOUT_FILENO, std::string(line) + "\n");
+    writeAll(STDOUT_FILENO, displayableLine(line) + "\n");
 }
 
 bool LinuxSystem::reopenStandardError(const std::string& path, const std::string& mode) {
     if (mode != "a+") {
         return false;
     }
-    const int descriptor = openOwnLogFile(path);
+    int descriptor = openOwnLogFile(path);
+    if (descriptor < 0) {
+        descriptor = openLogInStateFolder(std::filesystem::path(path).filename().string());
+    }
     if (descriptor < 0) {
         return false;
     }
     const bool reopened = dup2(descriptor, STDERR_FILENO) == STDERR_FILENO;
     close(descriptor);
+    m_hasLogFile = m_hasLogFile || reopened;
     return reopened;
 }
 

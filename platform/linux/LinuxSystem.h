@@ -3,14 +3,22 @@
 
 #include "platform/System.h"
 
+#include <atomic>
+
 namespace platform {
 
 class LinuxSystem : public System {
 public:
+    /// Takes the arguments over, and what they tell of a link out of the command line, which every
+    /// user of the computer can read.
     LinuxSystem(int argc, char** argv);
 
+    /// While standard error is no file of `reopenStandardError`, it may be a terminal or a journal,
+    /// and no control characters go there.
     void NSLog(LogText text) override;
     void print(std::string_view line) override;
+    /// Where `path` cannot be had, a file of the same name in the user's state folder takes its
+    /// place.
     bool reopenStandardError(const std::string& path, const std::string& mode) override;
     std::optional<std::string> bundleIdentifier() override;
     std::optional<PropertyValue> objectForInfoDictionaryKey(const std::string& key) override;
@@ -23,6 +31,7 @@ public:
 
 private:
     std::vector<std::string> m_arguments;
+    std::atomic<bool> m_hasLogFile = false;
 };
 
 /// Writes all of `text` to a file descriptor, whatever interrupts it.

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/TerminalUserInterface.h"
 
-#include "foundation/Utf8.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
+#include "platform/linux/TerminalText.h"
 #include "platform/linux/WebPage.h"
 
 #include <cerrno>
@@ -15,26 +15,6 @@ namespace platform {
 namespace {
 
 constexpr std::size_t longestPassword = 4096; // a terminal's line is no longer
-
-/// Text as a terminal may show it. What comes from a server must not move the cursor, so control
-/// characters other than line break and tab become U+FFFD.
-std::string displayable(std::string_view text) {
-    std::string shown;
-    for (const char c : utf8Repaired(text)) {
-        const auto byte = static_cast<unsigned char>(c);
-        const bool isSecondControl = !shown.empty() && shown.back() == '\xC2' && byte < 0xA0
-            && byte >= 0x80; // U+0080 to U+009F
-        if (isSecondControl) {
-            shown.pop_back();
-        }
-        if (isSecondControl || byte == 0x7F || (byte < 0x20 && c != '\n' && c != '\t')) {
-            shown += "\xEF\xBF\xBD";
-        } else {
-            shown += c;
-        }
-    }
-    return shown;
-}
 
 void show(const std::string& text) {
     writeAll(STDOUT_FILENO, text);

@@ -10,6 +10,7 @@ namespace {
 /// A message is received whole: the largest body of a frame, and room for its head.
 constexpr NSInteger largestMessage = NSInteger{257} << 20;
 constexpr NSTimeInterval idleLimit = 365.0 * 24 * 60 * 60; // a session may be silent for hours
+constexpr NSTimeInterval requestLimit = 60; // for one GET with all its redirects
 
 /// Nothing for nil.
 std::optional<std::string> errorOf(NSError* error) {
@@ -67,6 +68,8 @@ NSURLSession* sessionOf(QuilletSessionDelegate* delegate) {
         [NSURLSessionConfiguration defaultSessionConfiguration];
     if (delegate->_webSocket) {
         configuration.timeoutIntervalForRequest = idleLimit;
+    } else {
+        configuration.timeoutIntervalForResource = requestLimit;
     }
     return [NSURLSession sessionWithConfiguration:configuration delegate:delegate
                                     delegateQueue:nil];

@@ -3,12 +3,14 @@
 #include "platform/macos/MacPlatform.h"
 
 #include "platform/shared/AssembledPlatform.h"
+#include "platform/shared/CoreFile.h"
 
 #include <csignal>
 
 namespace platform {
 
 std::unique_ptr<Platform> makeNativePlatform(int argc, char** argv) {
+    forbidCoreFile();
     // A closed output or connection is an error of that write, not the end of the process.
     std::signal(SIGPIPE, SIG_IGN);
     const auto modalWork = std::make_shared<ModalWork>(mainDispatchQueue(), makeDispatchSemaphore);

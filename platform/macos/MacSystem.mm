@@ -6,6 +6,7 @@
 #include <CommonCrypto/CommonDigest.h>
 #import <CoreServices/CoreServices.h>
 #include <cstdio>
+#include <cstdlib>
 
 namespace platform {
 
@@ -26,7 +27,7 @@ class MacSystem final : public System {
     }
 
     bool reopenStandardError(const std::string& path, const std::string& mode) override {
-        return isOwnLogFile(path) && std::freopen(path.c_str(), mode.c_str(), stderr) != nullptr;
+        return reopened(path, mode) || reopened(inUsersLogs(path), mode);
     }
 
     std::optional<std::string> bundleIdentifier() override {
@@ -72,6 +73,18 @@ class MacSystem final : public System {
         std::array<std::uint8_t, CC_SHA256_DIGEST_LENGTH> digest{};
         ::CC_SHA256(data.data(), static_cast<CC_LONG>(data.size()), digest.data());
         return digest;
+    }
+
+private:
+    static bool reopened(const std::string& path, const std::string& mode) {
+        return isOwnLogFile(path) && std::freopen(path.c_str(), mode.c_str(), stderr) != nullptr;
+    }
+
+    /// Where the log goes that cannot be had in its usual place.
+    static std::string inUsersLogs(const std::string& path) {
+        const char* home = std::getenv("HOME");
+        return (home == nullptr ? std::string() : home + std::string("/Library/Logs"))
+            + path.substr(path.rfind('/'));
     }
 };
 

@@ -23,12 +23,15 @@ int openOwnLogFile(const std::string& path) {
         return -1;
     }
     struct stat status { };
-    const bool isOwn
-        = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
-    if (!isOwn) {
+    const bool isOwn = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)
+        && status.st_uid == geteuid() && status.st_nlink == 1;
+    constexpr mode_t ownerAlone = S_IRUSR | S_IWUSR;
+    const bool isPrivate = isOwn
+        && ((status.st_mode & ALLPERMS) == ownerAlone || fchmod(descriptor, ownerAlone) == 0);
+    if (!isPrivate) {
         close(descriptor);
     }
-    return isOwn ? descriptor : -1;
+    return isPrivate ? descriptor : -1;
 }
 
 bool isOwnLogFile(const std::string& path) {

@@ -141,6 +141,14 @@ std::map<std::string, std::string> AgentHome::environment() const {
     return variables;
 }
 
+std::map<std::string, std::string> notingLoadedFiles(const AgentHome& home) {
+    return {{"LD_DEBUG", "files"}, {"LD_DEBUG_OUTPUT", (home.path() / "loaded").string()}};
+}
+
+std::string loadedFiles(const AgentHome& home, pid_t pid) {
+    return contentOf(home.path() / ("loaded." + std::to_string(pid)));
+}
+
 AgentProcess::AgentProcess(const AgentHome& home, const std::vector<std::string>& arguments,
     const std::map<std::string, std::string>& furtherEnvironment, const std::string& program)
     : m_errorFile(home.path() / ("errors-" + std::to_string(std::rand())))

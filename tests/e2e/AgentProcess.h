@@ -52,6 +52,12 @@ private:
     TemporaryFolder m_folder;
 };
 
+/// Variables with which the loader notes what a process loads, for `loadedFiles`: nobody may look
+/// into the agent from outside.
+std::map<std::string, std::string> notingLoadedFiles(const AgentHome& home);
+/// The loader's notes on that process so far.
+std::string loadedFiles(const AgentHome& home, pid_t pid);
+
 class AgentProcess {
 public:
     static constexpr std::chrono::seconds limit{60};

@@ -7,6 +7,7 @@
 using testing::AnyOf;
 using testing::Contains;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 class LifeCycle : public SessionTest {
@@ -59,6 +60,16 @@ TEST_F(LifeCycle, RefusedWebSocketIsLoggedWithHostPortAndCauseAndEndsWithStatusZ
         AllOf(StartsWith("Could not connect to wss://localhost:" + std::to_string(server.port())),
             HasSubstr("403")));
     EXPECT_EQ(agent->log().back(), "STOMP client disconnected from server");
+}
+
+TEST_F(LifeCycle, NothingOfTheProcessTellsOthersTheRoomOrLeavesACore) {
+    startSession();
+    const std::string process = "/proc/" + std::to_string(agent->pid());
+    const std::string room = session->room();
+    ASSERT_FALSE(room.empty());
+    EXPECT_THAT(contentOf(process + "/cmdline"), HasSubstr("quillet://**"));
+    EXPECT_THAT(contentOf(process + "/cmdline"), Not(HasSubstr(room)));
+    EXPECT_THAT(contentOf(process + "/limits"), testing::ContainsRegex("Max core file size +0 "));
 }
 
 TEST_F(LifeCycle, InstallRegistersShowsItsAlertAndEndsWithStatusOne) {

@@ -108,10 +108,13 @@ TEST_F(SilentServer, WindowCanBeClosedWhileARequestRuns) {
 }
 
 TEST_F(DesktopWindow, TakesItsLibrariesFromTheModule) {
-    startOnDesktop({});
-    const std::string maps = contentOf("/proc/" + std::to_string(agent->pid()) + "/maps");
-    EXPECT_THAT(maps, HasSubstr("quillet-desktop.so"));
-    EXPECT_THAT(maps, HasSubstr("libQt6Widgets"));
+    auto variables = desktopEnvironment();
+    variables.merge(notingLoadedFiles(home));
+    agent = std::make_unique<AgentProcess>(home, std::vector<std::string>{}, variables);
+    ASSERT_TRUE(display.waitForMainWindow().has_value());
+    const std::string files = loadedFiles(home, agent->pid());
+    EXPECT_THAT(files, HasSubstr("quillet-desktop.so"));
+    EXPECT_THAT(files, HasSubstr("libQt6Widgets"));
 }
 
 class NoDesktop : public DesktopTest {

@@ -6,6 +6,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/use_future.hpp>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -22,6 +23,7 @@ struct Outcome {
     boost::system::error_code error;
     tcp::endpoint answered;
     steady_clock::duration time{};
+    int descriptorFlags = 0;
 };
 
 Outcome race(const std::vector<tcp::endpoint>& endpoints, RaceLimits limits) {
@@ -31,9 +33,13 @@ Outcome race(const std::vector<tcp::endpoint>& endpoints, RaceLimits limits) {
     auto future
         = asio::co_spawn(io, connectToFirst(endpoints, limits, neverRaised), asio::use_future);
     io.run();
-    const RaceResult result = future.get();
+    RaceResult result = future.get();
     const auto time = steady_clock::now() - start;
-    return {result.error, result.socket ? result.socket->remote_endpoint() : tcp::endpoint(), time};
+    if (!result.socket) {
+        return {result.error, {}, time, 0};
+    }
+    return {
+        {}, result.socket->remote_endpoint(), time, fcntl(result.socket->native_handle(), F_GETFD)};
 }
 
 const auto loopback = make_address("127.0.0.1");
@@ -70,6 +76,13 @@ TEST(AddressRaceTest, DeadFirstAddressCostsUnderASecond) {
     EXPECT_EQ(outcome.answered, alive) << outcome.error.message();
     EXPECT_GE(outcome.time, usual.nextAddressDelay);
     EXPECT_LT(outcome.time, milliseconds(1000));
+}
+
+TEST(AddressRaceTest, ConnectionIsNotInheritedByProgramsThatAreStarted) {
+    const TestServer server([](TcpSocket&) {});
+    const Outcome outcome = race({{loopback, server.port()}}, usual);
+    EXPECT_FALSE(outcome.error);
+    EXPECT_EQ(outcome.descriptorFlags & FD_CLOEXEC, FD_CLOEXEC);
 }
 
 TEST(AddressRaceTest, RefusedFirstAddressStartsTheNextAtOnce) {

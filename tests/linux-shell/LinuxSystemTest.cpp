@@ -3,6 +3,7 @@
 #include "platform/linux/LinuxSystem.h"
 #include "tests/support/TemporaryFolder.h"
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -19,13 +20,25 @@ namespace {
 class LinuxSystemTest : public testing::Test {
 protected:
     LinuxSystemTest()
-        : m_savedError(dup(STDERR_FILENO)) { }
+        : m_savedError(dup(STDERR_FILENO)) {
+        setenv("XDG_STATE_HOME", (folder / "state").c_str(), 1);
+    }
     ~LinuxSystemTest() override {
         dup2(m_savedError, STDERR_FILENO);
         close(m_savedError);
     }
 
     void log(std::vector<std::string_view> pieces) { system.NSLog(pieces); }
+
+    /// What was logged while standard error was no log file.
+    std::string loggedToTerminal(const std::vector<std::string_view>& pieces) {
+        const auto path = folder / "terminal";
+        const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        dup2(descriptor, STDERR_FILENO);
+        close(descriptor);
+        log(pieces);
+        return contentOf(path);
+    }
 
     /// What was logged into a fresh file.
     std::string logged(const std::vector<std::string_view>& pieces) {
@@ -115,20 +128,52 @@ TEST_F(LinuxSystemTest, ExistingLogFileIsAppendedTo) {
     EXPECT_THAT(contentOf(folder / "log"), EndsWith("] later\n"));
 }
 
-TEST_F(LinuxSystemTest, FileThatCannotBeOpenedLeavesStandardErrorAsItWas) {
-    ASSERT_TRUE(system.reopenStandardError((folder / "log").string(), "a+"));
-    EXPECT_FALSE(system.reopenStandardError((folder / "no folder/log").string(), "a+"));
-    EXPECT_FALSE(system.reopenStandardError(folder.path().string(), "a+"));
-    log({"still here"});
-    EXPECT_THAT(contentOf(folder / "log"), EndsWith("still here\n"));
+TEST_F(LinuxSystemTest, LogThatCannotBeOpenedIsKeptInTheUsersStateFolder) {
+    ASSERT_TRUE(system.reopenStandardError((folder / "no folder/Quillet.log").string(), "a+"));
+    log({"a line\x1b with", " a control"});
+    EXPECT_THAT(
+        contentOf(folder / "state/quillet/Quillet.log"), EndsWith("] a line\x1b with a control\n"));
+    struct stat status { };
+    ASSERT_EQ(stat((folder / "state/quillet").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
 }
 
 TEST_F(LinuxSystemTest, LinkUnderTheLogsNameIsNotFollowed) {
     writeFile(folder / "victim", "");
     std::filesystem::create_symlink(folder / "victim", folder / "log");
-    EXPECT_FALSE(system.reopenStandardError((folder / "log").string(), "a+"));
+    EXPECT_TRUE(system.reopenStandardError((folder / "log").string(), "a+"));
+    log({"elsewhere"});
+    EXPECT_EQ(contentOf(folder / "victim"), "");
+    EXPECT_THAT(contentOf(folder / "state/quillet/log"), EndsWith("] elsewhere\n"));
+}
+
+TEST_F(LinuxSystemTest, FileThatCannotBeOpenedLeavesStandardErrorAsItWas) {
+    ASSERT_TRUE(system.reopenStandardError((folder / "log").string(), "a+"));
+    writeFile(folder / "state", "no folder"); // so that there is no second place either
+    EXPECT_FALSE(system.reopenStandardError((folder / "no folder/log").string(), "a+"));
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     EXPECT_FALSE(system.reopenStandardError((folder / "pipe").string(), "a+"));
+    log({"still\there"});
+    EXPECT_THAT(contentOf(folder / "log"), EndsWith("still\there\n"));
+}
+
+TEST_F(LinuxSystemTest, NoControlCharactersReachATerminalOrAJournal) {
+    using namespace std::string_view_literals;
+    const std::string replacement = "\xEF\xBF\xBD";
+    EXPECT_THAT(loggedToTerminal({"a\x1b[2J", "\nforged line\r\t\x7f\xC2\x9B", "b\0"sv}),
+        EndsWith("] a" + replacement + "[2J" + replacement + "forged line" + replacement
+            + replacement + replacement + replacement + "b\n"));
+}
+
+TEST_F(LinuxSystemTest, LinkIsTakenOutOfTheCommandLine) {
+    std::string program = "agent://program", install = "install";
+    std::string link = "quillet://host/?roomId=secret";
+    std::array<char*, 3> words{program.data(), install.data(), link.data()};
+    LinuxSystem started(3, words.data());
+    EXPECT_THAT(started.arguments(),
+        testing::ElementsAre("agent://program", "install", "quillet://host/?roomId=secret"));
+    EXPECT_EQ(install, "install");
+    EXPECT_EQ(link, "quillet://" + std::string(19, '*'));
 }
 
 TEST_F(LinuxSystemTest, KernelReleaseGivesThreeNumbers) {

@@ -63,6 +63,25 @@ TEST_F(LogFileTest, LinksPipesAndFoldersAreRefused) {
     EXPECT_FALSE(isOwnLogFile(path("missing/log")));
 }
 
+TEST_F(LogFileTest, FileThatOthersCouldReadIsClosedToThem) {
+    for (const mode_t before : {0644U, 0666U, 0640U, 04600U}) {
+        std::ofstream(path("log")) << "";
+        ASSERT_EQ(chmod(path("log").c_str(), before), 0);
+        EXPECT_TRUE(isOwnLogFile(path("log")));
+        struct stat status { };
+        ASSERT_EQ(stat(path("log").c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0600U) << before;
+    }
+}
+
+TEST_F(LogFileTest, FileUnderASecondNameIsRefused) {
+    std::ofstream(path("elsewhere")) << "";
+    std::filesystem::create_hard_link(path("elsewhere"), path("log"));
+    EXPECT_FALSE(isOwnLogFile(path("log")));
+    std::filesystem::remove(path("elsewhere"));
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+}
+
 TEST_F(LogFileTest, DevicesAreRefused) {
     EXPECT_FALSE(isOwnLogFile("/dev/null"));
     EXPECT_EQ(platform::openOwnLogFile("/dev/null"), -1);

@@ -10,6 +10,7 @@
 #include <netinet/tcp.h>
 #include <optional>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace platform::linux_ {
 
@@ -29,6 +30,20 @@ int tellingness(const error_code& error) {
         || error == asio::error::address_family_not_supported
         || error == boost::system::errc::address_not_available;
     return !error ? 0 : noNetwork ? 1 : 2;
+}
+
+/// Opened by hand, so that no program that another thread starts meanwhile inherits it. What fails
+/// here fails again, and is told, when the socket connects.
+void openFor(const tcp::endpoint& endpoint, tcp::socket& socket) {
+    const int descriptor
+        = ::socket(endpoint.protocol().family(), SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (descriptor >= 0) {
+        error_code error;
+        socket.assign(endpoint.protocol(), descriptor, error);
+        if (error) {
+            close(descriptor);
+        }
+    }
 }
 
 class Race : public std::enable_shared_from_this<Race> {
@@ -64,6 +79,7 @@ private:
         }
         const tcp::endpoint endpoint = m_endpoints[m_next++];
         const auto socket = std::make_shared<tcp::socket>(m_pace.get_executor());
+        openFor(endpoint, *socket);
         m_attempts.push_back(socket);
         ++m_running;
         socket->async_connect(endpoint, [self = shared_from_this(), socket](error_code error) {

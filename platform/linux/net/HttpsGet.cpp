@@ -3,6 +3,8 @@
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/ssl/error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/empty_body.hpp>
@@ -97,12 +99,13 @@ http::request<http::empty_body> getRequest(const Address& address, const std::st
     return request;
 }
 
-asio::awaitable<Expected<Response>> getOnce(Connector& connector, Address address) {
-    AbortSignal neverRaised;
-    auto stream = co_await connector.connect(address.destination, neverRaised);
+asio::awaitable<Expected<Response>> getOnce(
+    Connector& connector, Address address, AbortSignal& abort) {
+    auto stream = co_await connector.connect(address.destination, abort);
     if (!stream) {
         co_return stream.failure();
     }
+    const AbortSignal::Scope scope(abort, [&stream] { stream->layer().close(); });
     const Peer peer = connector.peerFor(address.destination);
     const auto request = getRequest(address, connector.settings().userAgent);
     error_code error;
@@ -149,20 +152,48 @@ Expected<urls::url> redirected(const urls::url& from, const std::string& locatio
     return to;
 }
 
+/// Raises a signal when the time is over.
+class Deadline {
+public:
+    Deadline(const asio::any_io_executor& executor, std::chrono::milliseconds limit)
+        : m_timer(executor, limit) {
+        m_timer.async_wait([signal = m_signal](const error_code& error) {
+            if (!error) {
+                signal->raise();
+            }
+        });
+    }
+
+    AbortSignal& signal() { return *m_signal; }
+    bool isOver() const { return m_signal->isRaised(); }
+
+private:
+    // The timer's handler may run when the deadline itself has gone.
+    const std::shared_ptr<AbortSignal> m_signal = std::make_shared<AbortSignal>();
+    asio::steady_timer m_timer;
+};
+
 } // namespace
 
-asio::awaitable<HttpsAnswer> httpsGet(Connector& connector, std::string text) {
+asio::awaitable<HttpsAnswer> httpsGet(
+    Connector& connector, std::string text, std::chrono::milliseconds limit) {
     const auto parsed = urls::parse_uri(text);
     if (!parsed) {
         co_return failed({"the address " + singleLine(text) + " cannot be read"});
     }
+    Deadline deadline(co_await asio::this_coro::executor, limit);
     urls::url url(*parsed);
     for (int redirects = 0; redirects <= httpRedirectLimit; ++redirects) {
         const auto address = readAddress(url);
         if (!address) {
             co_return failed(address.failure());
         }
-        auto response = co_await getOnce(connector, *address);
+        auto response = co_await getOnce(connector, *address, deadline.signal());
+        if (deadline.isOver()) {
+            const Destination& peer = address->destination;
+            co_return failed(
+                {networkErrorText({peer.host.display, peer.port, limit}, asio::error::timed_out)});
+        }
         if (!response) {
             co_return failed(response.failure());
         }

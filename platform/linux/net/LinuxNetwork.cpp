@@ -113,7 +113,8 @@ void LinuxNetwork::Impl::get(const std::string& url, DataTaskCompletion completi
                       }
                   });
               };
-        boost::asio::co_spawn(m_io.context(), httpsGet(m_connector, url), done);
+        boost::asio::co_spawn(
+            m_io.context(), httpsGet(m_connector, url, m_options.requestLimit), done);
     });
 }
 

@@ -15,6 +15,8 @@ struct LinuxNetworkOptions {
     std::string userAgent; // of every request; none when empty
     /// How long lookup, connecting, TLS, and each wait for an answer may go without progress.
     std::chrono::milliseconds stallLimit = std::chrono::seconds(60);
+    /// How long a data task may take in all, however slowly its answer drips.
+    std::chrono::milliseconds requestLimit = std::chrono::seconds(60);
     /// The next address of a name is tried when the one before has not answered by then.
     std::chrono::milliseconds nextAddressDelay{250};
     /// How long a close waits for a server that does nothing any more.

@@ -19,6 +19,7 @@
 @interface NSURLSessionConfiguration : NSObject
 @property (class, readonly, strong) NSURLSessionConfiguration* defaultSessionConfiguration;
 @property NSTimeInterval timeoutIntervalForRequest;
+@property NSTimeInterval timeoutIntervalForResource;
 @end
 
 @interface NSURLSessionTask : NSObject
