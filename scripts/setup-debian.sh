@@ -21,6 +21,7 @@ demo=(
 )
 tests=(
   libgtest-dev libgmock-dev libbenchmark-dev
+  softhsm2 libp11-kit-dev    # smart cards in software
   qpdf                       # makes and checks PDFs
   chromium chromium-driver   # open the signing server's page
   clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here

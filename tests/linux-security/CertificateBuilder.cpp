@@ -2,9 +2,11 @@
 #include "CertificateBuilder.h"
 #include "foundation/Handle.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <openssl/pkcs12.h>
 #include <openssl/rsa.h>
+#include <openssl/x509v3.h>
 
 namespace {
 
@@ -73,11 +75,49 @@ Bytes CertificateBuilder::build() {
     fillName(X509_get_subject_name(certificate.get()), subject);
     fillName(X509_get_issuer_name(certificate.get()), issuer);
     X509_set_pubkey(certificate.get(), key.get());
+    if (isAuthority) {
+        const Handle<X509_EXTENSION, X509_EXTENSION_free> constraints(
+            X509V3_EXT_nconf_nid(nullptr, nullptr, NID_basic_constraints, "critical,CA:TRUE"));
+        X509_add_ext(certificate.get(), constraints.get(), -1);
+    }
     const bool hashesItself = EVP_PKEY_is_a(key.get(), "ED25519") == 1;
     if (X509_sign(certificate.get(), key.get(), hashesItself ? nullptr : EVP_sha256()) == 0) {
         std::abort();
     }
     return derOf<X509>(certificate.get(), i2d_X509);
+}
+
+Bytes withField(BytesView certificate, std::size_t index, BytesView der) {
+    const auto elementAt = [](BytesView& rest) {
+        const unsigned char* position = rest.data();
+        long length = 0;
+        int tag = 0;
+        int tagClass = 0;
+        ASN1_get_object(&position, &length, &tag, &tagClass, static_cast<long>(rest.size()));
+        const auto header = static_cast<std::size_t>(position - rest.data());
+        const BytesView all = rest.first(header + static_cast<std::size_t>(length));
+        rest = rest.subspan(all.size());
+        return std::pair(all, all.subspan(header));
+    };
+    const auto sequence = [](const Bytes& content) {
+        Bytes whole(static_cast<std::size_t>(
+            ASN1_object_size(1, static_cast<int>(content.size()), V_ASN1_SEQUENCE)));
+        unsigned char* out = whole.data();
+        ASN1_put_object(&out, 1, static_cast<int>(content.size()), V_ASN1_SEQUENCE, 0);
+        std::copy(content.begin(), content.end(), out);
+        return whole;
+    };
+    BytesView outer = elementAt(certificate).second;
+    BytesView fields = elementAt(outer).second;
+    Bytes changed;
+    for (std::size_t i = 0; !fields.empty(); ++i) {
+        const BytesView field = elementAt(fields).first;
+        const BytesView taken = i == index ? der : field;
+        changed.insert(changed.end(), taken.begin(), taken.end());
+    }
+    Bytes whole = sequence(changed);
+    whole.insert(whole.end(), outer.begin(), outer.end());
+    return sequence(whole);
 }
 
 Bytes pkcs12(BytesView certificate, const KeyPair& key, const char* name) {

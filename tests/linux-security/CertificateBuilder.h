@@ -29,11 +29,16 @@ struct CertificateBuilder {
     Bytes serialNumber; ///< the content of the INTEGER; when empty, a number of its own
     long validFrom = -3600; ///< seconds from now
     long validTo = 24 * 3600;
+    bool isAuthority = false; ///< by its basicConstraints
     KeyPair key; ///< an RSA pair when there is none
 
     /// The certificate in DER, signed with its own key.
     Bytes build();
 };
+
+/// The certificate with other DER in the place of one field of its TBSCertificate (RFC 5280, 4.1):
+/// 0 is the version, 5 the subject. Its signature does not fit any more.
+Bytes withField(BytesView certificate, std::size_t index, BytesView der);
 
 /// The certificate and its key in PKCS #12 under the password "p12".
 Bytes pkcs12(BytesView certificate, const KeyPair& key, const char* name);

@@ -107,6 +107,11 @@ void NssDirectory::addManyIdentities(int count) {
     ASSERT_TRUE(run({MAKE_IDENTITIES, path(), std::to_string(count)}));
 }
 
+void NssDirectory::addModule(const std::string& name, const std::string& library) const {
+    std::ofstream(m_path / "pkcs11.txt", std::ios::app)
+        << "\nlibrary=" << library << "\nname=" << name << "\n";
+}
+
 void NssDirectory::changePassword(const std::string& password) {
     ASSERT_TRUE(run({"certutil", "-W", "-d", "sql:" + path(), "-f", writePassword(m_password), "-@",
         writePassword(password)}));

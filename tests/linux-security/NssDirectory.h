@@ -31,6 +31,8 @@ public:
     Bytes addCertificate(CertificateBuilder builder, const std::string& name);
     /// Adds `count` identities "Identity 0001", ... that show no public keys beside their keys.
     void addManyIdentities(int count);
+    /// Adds a PKCS #11 module to the database's list.
+    void addModule(const std::string& name, const std::string& library) const;
     void changePassword(const std::string& password);
     void removeKeyAndCertificate(const std::string& name);
 

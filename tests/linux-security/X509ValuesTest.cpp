@@ -282,6 +282,44 @@ TEST(X509Values, VersionAndSerialNumberAreTexts) {
     EXPECT_EQ(values.serialText(), "00:AB:01");
 }
 
+TEST(X509Values, VersionWithALeadingZeroByteIsRead) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    const Bytes version = {0xA0, 0x04, 0x02, 0x02, 0x00, 0x02};
+    const auto values = X509Values::parse(withField(builder.build(), 0, version));
+    ASSERT_TRUE(values);
+    EXPECT_EQ(
+        textUnder(property(values->values(), "2.16.840.1.113741.2.1.1.1.2"), kSecPropertyKeyValue),
+        "3");
+}
+
+TEST(X509Values, VersionThatIsNoSmallNumberIsRefused) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    const Bytes version = {0xA0, 0x04, 0x02, 0x02, 0x01, 0x02};
+    EXPECT_FALSE(X509Values::parse(withField(builder.build(), 0, version)));
+    const Bytes nothing = {0xA0, 0x02, 0x02, 0x00};
+    EXPECT_FALSE(X509Values::parse(withField(builder.build(), 0, nothing)));
+}
+
+TEST(X509Values, EmptyRdnGivesNoText) {
+    CertificateBuilder builder;
+    builder.key = smallKey();
+    const Bytes subject = {0x30, 0x10, 0x31, 0x00, 0x31, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55, 0x04,
+        0x03, 0x0C, 0x03, 'J', 'o', 'e'};
+    const auto values = X509Values::parse(withField(builder.build(), 5, subject));
+    ASSERT_TRUE(values);
+    EXPECT_EQ(values->subjectText(), "Joe");
+    EXPECT_EQ(subjectOf(*values), std::vector<std::string>{"2.5.4.3=Joe"});
+}
+
+TEST(X509Values, AuthorityIsWhoItsBasicConstraintsName) {
+    CertificateBuilder builder;
+    EXPECT_FALSE(valuesOf(builder).isOfAuthority());
+    builder.isAuthority = true;
+    EXPECT_TRUE(valuesOf(builder).isOfAuthority());
+}
+
 TEST(X509Values, PublicKeyTellsItsAlgorithm) {
     const auto keyOf = [](const char* algorithm) {
         CertificateBuilder builder;

@@ -3,22 +3,30 @@
 
 namespace platform {
 
-KeychainEntry::KeychainEntry(
-    NssCertificate certificate, X509Values values, const std::shared_ptr<NssToken>& token)
+KeychainEntry::KeychainEntry(NssCertificate certificate, std::optional<X509Values> values,
+    const std::shared_ptr<NssToken>& token)
     : m_der(std::move(certificate.der))
     , m_values(std::move(values))
     , m_keyId(std::move(certificate.keyId))
+    , m_isKeySeen(certificate.isKeySeen)
     , m_token(token)
     , m_tokenName(token->name()) {
 }
 
 std::string KeychainEntry::subject() const {
-    std::string text = m_values.subjectText();
+    if (!m_values) {
+        return "(unreadable)";
+    }
+    std::string text = m_values->subjectText();
     return text.empty() ? "(no subject)" : text;
 }
 
 const X509Values::PublicKey& KeychainEntry::publicKey() const {
-    std::call_once(m_publicKeyRead, [this] { m_publicKey = m_values.publicKey(); });
+    std::call_once(m_publicKeyRead, [this] {
+        if (m_values) {
+            m_publicKey = m_values->publicKey();
+        }
+    });
     return m_publicKey;
 }
 
@@ -27,8 +35,9 @@ std::string EntryIdentity::description() const {
 }
 
 std::string EntryCertificate::description() const {
-    return "certificate of " + entry()->subject() + " (serial number "
-        + entry()->values().serialText() + ")";
+    const auto& values = entry()->values();
+    return "certificate of " + entry()->subject()
+        + (values ? " (serial number " + values->serialText() + ")" : "");
 }
 
 std::string EntryKey::description() const {

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace platform {
@@ -14,11 +15,13 @@ namespace platform {
 /// What identity, certificate and key share. It holds nothing of NSS, so that it may outlive it.
 class KeychainEntry {
 public:
-    KeychainEntry(
-        NssCertificate certificate, X509Values values, const std::shared_ptr<NssToken>& token);
+    KeychainEntry(NssCertificate certificate, std::optional<X509Values> values,
+        const std::shared_ptr<NssToken>& token);
 
     const Bytes& der() const { return m_der; }
-    const X509Values& values() const { return m_values; }
+    /// Nothing of a certificate that cannot be read.
+    const std::optional<X509Values>& values() const { return m_values; }
+    bool isKeySeen() const { return m_isKeySeen; }
     const Bytes& keyId() const { return m_keyId; }
     /// Null when the keychain is closed.
     std::shared_ptr<NssToken> token() const { return m_token.lock(); }
@@ -31,8 +34,9 @@ public:
 
 private:
     Bytes m_der;
-    X509Values m_values;
+    std::optional<X509Values> m_values;
     Bytes m_keyId;
+    bool m_isKeySeen;
     std::weak_ptr<NssToken> m_token;
     std::string m_tokenName;
     mutable std::once_flag m_publicKeyRead;

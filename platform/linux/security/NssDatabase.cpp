@@ -20,11 +20,15 @@ char* answerPassword(PK11SlotInfo* slot, PRBool again, void* prompt) {
         return nullptr;
     }
     auto& asked = *static_cast<PasswordPrompt*>(prompt);
-    if (PK11_ProtectedAuthenticationPath(slot)) {
-        return asked.mayAskOnKeypad() ? PORT_Strdup(PK11_PW_TRY) : nullptr;
+    const char* name = PK11_GetTokenName(slot);
+    if (!asked.mayTry(name, again != PR_FALSE, nss::pinState(slot))) {
+        return nullptr;
     }
-    return asked.ask(PK11_GetTokenName(slot), again != PR_FALSE,
-        [](const char* password) { return PORT_Strdup(password); });
+    if (PK11_ProtectedAuthenticationPath(slot)) {
+        return asked.mayAskOnKeypad(name) ? PORT_Strdup(PK11_PW_TRY) : nullptr;
+    }
+    return asked.ask(
+        name, again != PR_FALSE, [](const char* password) { return PORT_Strdup(password); });
 }
 
 constexpr PRUint32 openFlags = NSS_INIT_READONLY // never written, so never locked for others

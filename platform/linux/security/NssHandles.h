@@ -4,6 +4,7 @@
 
 #include "foundation/Handle.h"
 #include "platform/Types.h"
+#include "platform/linux/security/PasswordPrompt.h"
 
 #include <keyhi.h>
 #include <memory>
@@ -29,6 +30,20 @@ using ArenaHandle = std::unique_ptr<PLArenaPool, ReleaseArena>;
 inline SECItem itemOf(BytesView bytes) {
     return {siBuffer, const_cast<unsigned char*>(bytes.data()),
         static_cast<unsigned int>(bytes.size())};
+}
+
+inline PinState pinState(PK11SlotInfo* slot) {
+    CK_TOKEN_INFO info{};
+    if (PK11_GetTokenInfo(slot, &info) != SECSuccess) {
+        return PinState::usual;
+    }
+    if ((info.flags & CKF_USER_PIN_LOCKED) != 0) {
+        return PinState::locked;
+    }
+    if ((info.flags & CKF_USER_PIN_FINAL_TRY) != 0) {
+        return PinState::lastTry;
+    }
+    return (info.flags & CKF_USER_PIN_COUNT_LOW) != 0 ? PinState::fewTries : PinState::usual;
 }
 
 } // namespace platform::nss

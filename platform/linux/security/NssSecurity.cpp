@@ -7,6 +7,7 @@
 #include "platform/linux/security/X509Values.h"
 
 #include <cstdlib>
+#include <map>
 #include <pwd.h>
 #include <unistd.h>
 #include <vector>
@@ -60,12 +61,38 @@ PropertyValue itemOf(KeychainEntryRef entry, Wanted wanted) {
     return item;
 }
 
+/// One entry for each certificate, though several tokens may hold it: on the first token that shows
+/// its private key, or else on the first that vouches for it.
+std::vector<KeychainEntryRef> identitiesOn(const std::vector<std::shared_ptr<NssToken>>& tokens) {
+    std::vector<KeychainEntryRef> entries;
+    std::map<Bytes, std::size_t> places;
+    for (const std::shared_ptr<NssToken>& token : tokens) {
+        for (NssCertificate& certificate : token->userCertificates()) {
+            const auto [place, isNew] = places.try_emplace(certificate.der, entries.size());
+            if (!isNew && (entries[place->second]->isKeySeen() || !certificate.isKeySeen)) {
+                continue;
+            }
+            auto values = X509Values::parse(certificate.der);
+            auto entry = std::make_shared<const KeychainEntry>(
+                std::move(certificate), std::move(values), token);
+            if (isNew) {
+                entries.push_back(std::move(entry));
+            } else {
+                entries[place->second] = std::move(entry);
+            }
+        }
+    }
+    return entries;
+}
+
 OSStatus statusOfNothing(PasswordPrompt::Outcome outcome) {
     switch (outcome) {
     case PasswordPrompt::Outcome::cancelled:
         return errSecUserCanceled;
     case PasswordPrompt::Outcome::notAllowed:
         return errSecInteractionNotAllowed;
+    case PasswordPrompt::Outcome::pinLocked:
+        return errSecAuthFailed;
     default:
         return errSecItemNotFound;
     }
@@ -120,17 +147,10 @@ SecResult<PropertyArray> NssSecurity::SecItemCopyMatching(const PropertyDictiona
     if (const OSStatus status = open(); status != errSecSuccess) {
         return {status, std::nullopt};
     }
-    PropertyArray items;
     m_prompt.begin();
-    for (const std::shared_ptr<NssToken>& token : m_database->tokens()) {
-        for (NssCertificate& certificate : token->userCertificates()) {
-            std::optional<X509Values> values = X509Values::parse(certificate.der);
-            if (values) {
-                items.push_back(itemOf(std::make_shared<const KeychainEntry>(
-                                           std::move(certificate), std::move(*values), token),
-                    *wanted));
-            }
-        }
+    PropertyArray items;
+    for (KeychainEntryRef& entry : identitiesOn(m_database->tokens())) {
+        items.push_back(itemOf(std::move(entry), *wanted));
     }
     if (items.empty()) {
         return {statusOfNothing(m_prompt.outcome()), std::nullopt};
@@ -158,13 +178,13 @@ SecResult<SecCertificateRef> NssSecurity::SecIdentityCopyCertificate(
 std::optional<Bytes> NssSecurity::SecCertificateCopySerialNumber(
     const SecCertificateRef& certificate) {
     const KeychainEntryRef entry = entryOf<EntryCertificate>(certificate);
-    return entry ? std::optional(entry->values().serialNumber()) : std::nullopt;
+    return entry && entry->values() ? std::optional(entry->values()->serialNumber()) : std::nullopt;
 }
 
 std::optional<PropertyDictionary> NssSecurity::SecCertificateCopyValues(
     const SecCertificateRef& certificate) {
     const KeychainEntryRef entry = entryOf<EntryCertificate>(certificate);
-    return entry ? std::optional(entry->values().values()) : std::nullopt;
+    return entry && entry->values() ? std::optional(entry->values()->values()) : std::nullopt;
 }
 
 bool NssSecurity::SecKeyIsAlgorithmSupported(
@@ -210,6 +230,8 @@ std::optional<std::string> NssSecurity::SecCopyErrorMessageString(OSStatus statu
             + " holds no certificate with a private key.";
     case errSecUserCanceled:
         return "The password of the certificates was not given.";
+    case errSecAuthFailed:
+        return "The PIN of the certificates is locked, because it was wrong too often.";
     case errSecInteractionNotAllowed:
         return "The certificates are locked, and their password may not be asked for.";
     case errSecInvalidItemRef:

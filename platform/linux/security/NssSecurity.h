@@ -39,10 +39,10 @@ public:
     /// Understands identities ("class" = "idnt") without limit ("m_Limit" = "m_LimitAll") as data
     /// ("r_Data"), references ("r_Ref"), or dictionaries of both; errSecParam for anything else.
     /// Order: the database before further tokens, the certificates of a token in the token's order.
-    /// A certificate that is on two tokens with its key gives two identities, for either key can
-    /// sign when the other's token is gone. A certificate that is no X.509 is left out.
-    /// Without any identity errSecItemNotFound; errSecUserCanceled or errSecInteractionNotAllowed
-    /// when a locked token may hide some.
+    /// A certificate that is on two tokens gives one identity. A certificate that cannot be read is
+    /// listed, and has neither serial number nor values.
+    /// Without any identity errSecItemNotFound; errSecUserCanceled, errSecAuthFailed or
+    /// errSecInteractionNotAllowed when a locked token may hide some.
     SecResult<PropertyArray> SecItemCopyMatching(const PropertyDictionary& query) override;
 
     /// Costs nothing and asks for nothing: the token's key is looked up when it signs.

@@ -8,6 +8,53 @@
 
 namespace platform {
 
+namespace {
+
+std::string textOf(const char* tokenName) {
+    return utf8Repaired(tokenName == nullptr ? "" : tokenName);
+}
+
+NSAlert lastTryAlert(const std::string& tokenName) {
+    return {"Last try for the PIN of \"" + tokenName + "\"",
+        "The PIN was wrong too often. If it is wrong once more, it is locked.",
+        NSAlertStyle::warning, {"Continue", "Cancel"}};
+}
+
+} // namespace
+
+void PasswordPrompt::tell(const std::string& line) const {
+    if (m_notice) {
+        m_notice(line);
+    }
+}
+
+bool PasswordPrompt::mayTry(const char* tokenName, bool again, PinState state) noexcept {
+    if (!m_allowed) {
+        m_outcome = Outcome::notAllowed;
+        return false;
+    }
+    m_outcome = state == PinState::locked ? Outcome::pinLocked : Outcome::cancelled;
+    try {
+        const std::string name = textOf(tokenName);
+        switch (state) {
+        case PinState::usual:
+            return true;
+        case PinState::fewTries:
+            if (!again) {
+                tell("The PIN of \"" + name + "\" was wrong before. Few tries are left.");
+            }
+            return true;
+        case PinState::lastTry:
+            return m_userInterface.runModal(lastTryAlert(name)) == NSAlertFirstButtonReturn;
+        case PinState::locked:
+            tell("The PIN of \"" + name + "\" is locked, because it was wrong too often.");
+            return false;
+        }
+    } catch (...) { // the callers are C frames of NSS
+    }
+    return false;
+}
+
 char* PasswordPrompt::ask(const char* tokenName, bool again, char* (*copy)(const char*)) noexcept {
     if (!m_allowed) {
         m_outcome = Outcome::notAllowed;
@@ -16,8 +63,8 @@ char* PasswordPrompt::ask(const char* tokenName, bool again, char* (*copy)(const
     m_outcome = Outcome::cancelled;
     try {
         // Not passed on as a value: moving a short string leaves its characters behind.
-        std::optional<std::string> password = m_userInterface.askForPassword(
-            utf8Repaired(tokenName == nullptr ? "" : tokenName), again);
+        std::optional<std::string> password
+            = m_userInterface.askForPassword(textOf(tokenName), again);
         if (!password) {
             return nullptr;
         }
@@ -30,9 +77,17 @@ char* PasswordPrompt::ask(const char* tokenName, bool again, char* (*copy)(const
     }
 }
 
-bool PasswordPrompt::mayAskOnKeypad() noexcept {
-    m_outcome = m_allowed ? Outcome::given : Outcome::notAllowed;
-    return m_allowed;
+bool PasswordPrompt::mayAskOnKeypad(const char* tokenName) noexcept {
+    if (!m_allowed) {
+        m_outcome = Outcome::notAllowed;
+        return false;
+    }
+    m_outcome = Outcome::given;
+    try {
+        tell("Enter the PIN of \"" + textOf(tokenName) + "\" on the reader.");
+    } catch (...) { // it can be entered all the same
+    }
+    return true;
 }
 
 } // namespace platform

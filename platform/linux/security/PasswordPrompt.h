@@ -2,34 +2,49 @@
 // The way from a locked token to the user and back.
 #pragma once
 
+#include <functional>
+#include <string>
+
 namespace platform {
 
 class UserInterface;
+
+/// What a token says of the tries that are left for its PIN.
+enum class PinState { usual, fewTries, lastTry, locked };
 
 /// Asks the user for passwords of tokens while that is allowed, and remembers how the last
 /// question ended.
 class PasswordPrompt {
 public:
-    enum class Outcome { notAsked, notAllowed, cancelled, given };
+    enum class Outcome { notAsked, notAllowed, cancelled, pinLocked, given };
 
     explicit PasswordPrompt(UserInterface& userInterface)
         : m_userInterface(userInterface) { }
 
     void setAllowed(bool allowed) { m_allowed = allowed; }
+    /// Where to tell the user what else to know or to do, a line at a time; from any thread.
+    void setNotice(std::function<void(const std::string&)> notice) { m_notice = std::move(notice); }
 
     /// Forgets the earlier outcome.
     void begin() { m_outcome = Outcome::notAsked; }
     Outcome outcome() const { return m_outcome; }
 
+    /// Whether the next try may be made: not when the PIN is locked, and the last try only when the
+    /// user wants it. Never throws.
+    bool mayTry(const char* tokenName, bool again, PinState state) noexcept;
+
     /// Asks, hands the password to `copy`, wipes it, and returns what `copy` made of it; null when
     /// asking is not allowed, the user cancels, or asking fails. Never throws.
     char* ask(const char* tokenName, bool again, char* (*copy)(const char*)) noexcept;
 
-    /// Whether a token with a keypad of its own may ask there.
-    bool mayAskOnKeypad() noexcept;
+    /// Whether a token with a keypad of its own may ask there; tells the user to look at it.
+    bool mayAskOnKeypad(const char* tokenName) noexcept;
 
 private:
+    void tell(const std::string& line) const;
+
     UserInterface& m_userInterface;
+    std::function<void(const std::string&)> m_notice;
     bool m_allowed = false;
     Outcome m_outcome = Outcome::notAsked;
 };

@@ -57,7 +57,8 @@ std::optional<X509Values::Attribute> readAttribute(DerReader& rdn) {
     return attribute;
 }
 
-/// Name ::= SEQUENCE OF SET OF AttributeTypeAndValue
+/// Name ::= SEQUENCE OF SET OF AttributeTypeAndValue. An empty set is no RDN, but is read by
+/// others.
 std::optional<X509Values::Name> readName(DerReader& fields) {
     const auto sequence = fields.read(V_ASN1_SEQUENCE);
     if (!sequence) {
@@ -66,7 +67,7 @@ std::optional<X509Values::Name> readName(DerReader& fields) {
     X509Values::Name name;
     for (DerReader rdns(sequence->content); !rdns.atEnd();) {
         const auto set = rdns.read(V_ASN1_SET);
-        if (!set || set->content.empty()) {
+        if (!set) {
             return std::nullopt;
         }
         X509Values::Rdn& rdn = name.emplace_back();
@@ -81,7 +82,15 @@ std::optional<X509Values::Name> readName(DerReader& fields) {
     return name;
 }
 
-/// The version as people count it: the number 2 stands for version 3, nothing for version 1.
+BytesView withoutLeadingZeros(BytesView number) {
+    while (!number.empty() && number[0] == 0) {
+        number = number.subspan(1);
+    }
+    return number;
+}
+
+/// The version as people count it: the number 2 stands for version 3, nothing for version 1. Some
+/// writers put a zero byte before it, which DER does not allow and libraries read.
 std::optional<std::uint64_t> readVersion(DerReader& fields) {
     const auto version = fields.readContext(0);
     if (!version) {
@@ -89,10 +98,14 @@ std::optional<std::uint64_t> readVersion(DerReader& fields) {
     }
     DerReader inside(version->content);
     const auto number = inside.read(V_ASN1_INTEGER);
-    if (!number || !inside.atEnd() || number->content.size() != 1) {
+    if (!number || !inside.atEnd() || number->content.empty()) {
         return std::nullopt;
     }
-    return std::uint64_t{number->content[0]} + 1;
+    const BytesView digits = withoutLeadingZeros(number->content);
+    if (digits.size() > 1) {
+        return std::nullopt;
+    }
+    return digits.empty() ? 1 : std::uint64_t{digits[0]} + 1;
 }
 
 /// The fields of Certificate ::= SEQUENCE { tbsCertificate, signatureAlgorithm, signatureValue }.
@@ -116,11 +129,7 @@ BytesView readPositive(DerReader& fields) {
     if (!number || number->content.empty() || number->content[0] >= 0x80) {
         return {};
     }
-    BytesView digits = number->content;
-    while (!digits.empty() && digits[0] == 0) {
-        digits = digits.subspan(1);
-    }
-    return digits;
+    return withoutLeadingZeros(number->content);
 }
 
 /// The length of the modulus in bits of a SubjectPublicKeyInfo with a plain RSA key (RFC 3279,
@@ -149,6 +158,48 @@ std::optional<std::size_t> rsaModulusBits(BytesView publicKeyInfo) {
     return modulus.size() * 8 - static_cast<std::size_t>(std::countl_zero(modulus[0]));
 }
 
+/// Whether the basicConstraints of Extensions ::= SEQUENCE OF Extension name an authority.
+bool namesAuthority(BytesView extensions) {
+    static constexpr std::uint8_t basicConstraints[] = {0x55, 0x1D, 0x13};
+    for (DerReader list(extensions); !list.atEnd();) {
+        const auto extension = list.read(V_ASN1_SEQUENCE);
+        DerReader parts(extension ? extension->content : BytesView());
+        const auto type = parts.read(V_ASN1_OBJECT);
+        if (!type) {
+            return false;
+        }
+        if (!std::equal(type->content.begin(), type->content.end(), std::begin(basicConstraints),
+                std::end(basicConstraints))) {
+            continue;
+        }
+        auto value = parts.read();
+        if (value && value->isUniversal && value->tag == V_ASN1_BOOLEAN) { // critical
+            value = parts.read();
+        }
+        DerReader outside(value ? value->content : BytesView());
+        const auto constraints = outside.read(V_ASN1_SEQUENCE);
+        DerReader inside(constraints ? constraints->content : BytesView());
+        const auto authority = inside.read(V_ASN1_BOOLEAN);
+        return authority && authority->content.size() == 1 && authority->content[0] != 0;
+    }
+    return false;
+}
+
+/// What follows the subjectPublicKeyInfo of TBSCertificate: identifiers, extensions.
+bool isOfAuthority(DerReader fields) {
+    while (!fields.atEnd()) {
+        if (const auto extensions = fields.readContext(3)) {
+            DerReader inside(extensions->content);
+            const auto list = inside.read(V_ASN1_SEQUENCE);
+            return list && namesAuthority(list->content);
+        }
+        if (!fields.read()) {
+            return false;
+        }
+    }
+    return false;
+}
+
 PropertyDictionary property(
     const char* type, std::string label, std::string localizedLabel, PropertyValue value) {
     PropertyDictionary dictionary;
@@ -166,6 +217,9 @@ PropertyDictionary sectionOf(const char* oid, const char* label, const X509Value
         for (const X509Values::Attribute& attribute : rdn) {
             attributes.push_back(
                 property(kSecPropertyTypeString, attribute.oid, attribute.label, attribute.text));
+        }
+        if (attributes.empty()) {
+            continue; // no text comes of it
         }
         if (attributes.size() == 1) {
             section.push_back(std::move(attributes.front()));
@@ -208,6 +262,7 @@ std::optional<X509Values> X509Values::parse(BytesView der) {
         return std::nullopt;
     }
     X509Values values;
+    values.m_isOfAuthority = platform::isOfAuthority(fields);
     values.m_version = *version;
     values.m_serialNumber.assign(serialNumber->content.begin(), serialNumber->content.end());
     values.m_issuer = std::move(*issuer);

@@ -13,7 +13,7 @@ namespace platform {
 class X509Values {
 public:
     /// Nothing when the bytes are anything but exactly one certificate in DER. Only what a value
-    /// comes from is read; validity, extensions and signature are passed over, and the public key
+    /// comes from is read; validity, most extensions and signature are passed over, the public key
     /// waits until it is asked for: its decoding would cost more than everything else together.
     /// OpenSSL's own X509 would also refuse the names with ill-formed text that some issuers write.
     static std::optional<X509Values> parse(BytesView der);
@@ -44,6 +44,9 @@ public:
     };
     PublicKey publicKey() const;
 
+    /// Whether its basicConstraints say so (RFC 5280, 4.2.1.9).
+    bool isOfAuthority() const { return m_isOfAuthority; }
+
     struct Attribute {
         std::string oid;
         std::string label; ///< a readable name; the OID when there is none
@@ -56,6 +59,7 @@ private:
     X509Values() = default;
 
     std::uint64_t m_version = 1;
+    bool m_isOfAuthority = false;
     Bytes m_serialNumber;
     Name m_issuer;
     Name m_subject;
