@@ -70,8 +70,8 @@ Bytes CertificateBuilder::build() {
     X509_set_version(certificate.get(), 2);
     static std::uint8_t numbers = 0; // no test makes more than 127 with one issuer
     setSerialNumber(certificate.get(), serialNumber.empty() ? Bytes{++numbers} : serialNumber);
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), validFrom);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), validTo);
+    X509_time_adj(X509_getm_notBefore(certificate.get()), validFrom, &now);
+    X509_time_adj(X509_getm_notAfter(certificate.get()), validTo, &now);
     fillName(X509_get_subject_name(certificate.get()), subject);
     fillName(X509_get_issuer_name(certificate.get()), issuer);
     X509_set_pubkey(certificate.get(), key.get());

@@ -4,6 +4,7 @@
 
 #include "platform/Types.h"
 
+#include <ctime>
 #include <memory>
 #include <openssl/asn1.h>
 #include <openssl/evp.h>
@@ -27,6 +28,7 @@ struct CertificateBuilder {
     std::vector<NameAttribute> subject = {{"CN", "Example Signer"}};
     std::vector<NameAttribute> issuer = {{"CN", "Example Authority"}};
     Bytes serialNumber; ///< the content of the INTEGER; when empty, a number of its own
+    std::time_t now = std::time(nullptr); ///< copies build the same certificate, whenever they do
     long validFrom = -3600; ///< seconds from now
     long validTo = 24 * 3600;
     bool isAuthority = false; ///< by its basicConstraints
