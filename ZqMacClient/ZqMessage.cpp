@@ -13,7 +13,9 @@ using platform::fatalError;
 
 namespace {
 
-/// The text without its last character, which may take several bytes.
+/// The text without its last character, which may take several bytes. The body of a frame ends in
+/// NUL, which joins no character before it (UAX #29, GB4 and GB5): the last code point is all of
+/// it.
 std::string_view withoutLastCharacter(std::string_view text) {
     if (text.empty()) {
         fatalError("the body of a message is empty");
