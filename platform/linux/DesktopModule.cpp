@@ -38,19 +38,19 @@ bool isDesktopModuleThere() {
 }
 
 std::unique_ptr<DesktopShell> openDesktop(
-    DesktopHost& host, const std::string& identifier, std::string& problem) {
+    DesktopHost& host, const DesktopStart& start, DesktopOutcome& outcome) {
     if (!isDesktopModuleThere()) {
-        problem = "the desktop shell is not installed";
+        outcome.problem = "the desktop shell is not installed";
         return nullptr;
     }
     void* module = dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL);
     void* symbol = module == nullptr ? nullptr : dlsym(module, openDesktopSymbol);
     if (symbol == nullptr) {
-        problem = dlerror();
+        outcome.problem = dlerror();
         return nullptr;
     }
     const auto open = reinterpret_cast<OpenDesktop>(symbol);
-    return std::unique_ptr<DesktopShell>(open(host, identifier, problem));
+    return std::unique_ptr<DesktopShell>(open(host, start, outcome));
 }
 
 } // namespace platform

@@ -15,9 +15,9 @@ bool isDisplayNamed();
 /// of the running program.
 bool isDesktopModuleThere();
 
-/// Loads the module, for the rest of the process, and opens the desktop. Null, with the cause in
-/// `problem`, when that cannot be done.
+/// Loads the module, for the rest of the process, and opens the desktop. Null, and `outcome` says
+/// why, when that cannot be done.
 std::unique_ptr<DesktopShell> openDesktop(
-    DesktopHost& host, const std::string& identifier, std::string& problem);
+    DesktopHost& host, const DesktopStart& start, DesktopOutcome& outcome);
 
 } // namespace platform

@@ -120,21 +120,6 @@ std::string quotedForExec(const std::string& path) {
     return quoted + "\"";
 }
 
-std::string quotedForService(const std::string& path) {
-    // In single quotes for the splitting; every backslash is doubled for the file's own escaping.
-    std::string quoted = "'";
-    for (const char c : path) {
-        if (c == '\'') {
-            quoted += "'\\\\''";
-        } else if (c == '\\') {
-            quoted += "\\\\";
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + "'";
-}
-
 bool registerUrlScheme(
     const std::string& scheme, const std::string& bundleIdentifier, ShellKind shell) {
     std::error_code error;
@@ -147,18 +132,15 @@ bool registerUrlScheme(
     replaceAll(entry, "{scheme}", scheme);
     replaceAll(entry, "{terminal}", shell == ShellKind::terminal ? "true" : "false");
     replaceAll(entry, "{program}", quotedForExec(program.string()));
-    const fs::path service = *data / "dbus-1/services" / (bundleIdentifier + ".service");
     bool written = true;
     if (shell == ShellKind::desktop) {
-        entry += "Icon=" + bundleIdentifier + "\nDBusActivatable=true\n";
+        entry += "Icon=" + bundleIdentifier + "\nStartupNotify=true\n";
         const fs::path icon = *data / "icons/hicolor/scalable/apps" / (bundleIdentifier + ".svg");
-        written = ensureContent(icon, iconFile)
-            && ensureContent(service,
-                "[D-BUS Service]\nName=" + bundleIdentifier
-                    + "\nExec=" + quotedForService(program.string()) + "\n");
-    } else {
-        fs::remove(service, error); // the bus cannot start a program that needs a terminal
+        written = ensureContent(icon, iconFile);
     }
+    // Nothing is started by the bus: openers do not wait for what they ask of it, and links are
+    // lost.
+    fs::remove(*data / "dbus-1/services" / (bundleIdentifier + ".service"), error);
     const std::string entryName = bundleIdentifier + ".desktop";
     if (!ensureContent(*data / "applications" / entryName, entry) || !written) {
         return false;

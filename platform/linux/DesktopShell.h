@@ -6,6 +6,7 @@
 #include "platform/UserInterface.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,8 +20,10 @@ public:
     virtual ~DesktopHost() = default;
     /// Runs `work` on the main thread and returns when it is done. From any thread.
     virtual void runModally(const std::function<void()>& work) = 0;
-    /// A link that the desktop hands over.
-    virtual void openURL(std::string url) = 0;
+    /// A link that the desktop hands over: `take` is called on the main thread when it is the
+    /// link's turn, and gives nothing if it has been handed back meanwhile. Never called after
+    /// that.
+    virtual void openURL(std::function<std::optional<std::string>()> take) = 0;
     /// The user has closed the window.
     virtual void windowClosed() = 0;
     /// Writes a log line. From any thread.
@@ -31,15 +34,26 @@ class DesktopShell : public UserInterface {
 public:
     virtual MainLoop& mainLoop() = 0;
 
-    /// Takes the program's name on the session bus and hands the links that come there to the
-    /// host. Without a bus, or when another agent has the name, a log line says so.
+    /// Takes the program's name on the session bus, unless it has it, and hands the links that come
+    /// there to the host. Without a bus, or when another agent has the name, a log line says so.
     virtual void acceptLinks() = 0;
 };
 
-/// The module's one function. `identifier` is the bundle's, and the name on the session bus. Null,
-/// with the cause in `problem`, when no window can be shown.
+/// What a desktop is opened for.
+struct DesktopStart {
+    std::string identifier; ///< the bundle's, and the name on the session bus
+    std::optional<std::string> link; ///< that the desktop started the program for
+};
+
+struct DesktopOutcome {
+    bool isLinkHandedOver = false; ///< another agent has taken the link; this one is not needed
+    std::string problem; ///< why there is no window
+};
+
+/// The module's one function. Null, and the outcome says why, when there is no window. If there is
+/// a link to start with and no agent that waits, the program's name on the bus is its own.
 using OpenDesktop
-    = DesktopShell* (*)(DesktopHost& host, const std::string& identifier, std::string& problem);
+    = DesktopShell* (*)(DesktopHost& host, const DesktopStart& start, DesktopOutcome& outcome);
 inline constexpr const char* openDesktopSymbol = "quilletOpenDesktop";
 
 } // namespace platform

@@ -115,10 +115,15 @@ void LinuxApplication::runModally(const std::function<void()>& work) {
 }
 
 void LinuxApplication::openURL(std::string url) {
-    performOnMainThread([this, url = std::move(url)] {
+    openURL([url = std::move(url)] { return std::optional(url); });
+}
+
+void LinuxApplication::openURL(std::function<std::optional<std::string>()> take) {
+    performOnMainThread([this, take = std::move(take)] {
         const auto handler = m_handlers.find({kInternetEventClass, kAEGetURL});
-        if (handler != m_handlers.end()) {
-            const AppleEventDescriptor event{{{keyDirectObject, {url}}}};
+        const std::optional<std::string> url = take();
+        if (url && handler != m_handlers.end()) {
+            const AppleEventDescriptor event{{{keyDirectObject, {*url}}}};
             handler->second(&event, nullptr);
         }
     });

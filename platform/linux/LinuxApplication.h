@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -42,6 +43,8 @@ public:
 
     /// Delivers a URL event to its handler, on the main thread.
     void openURL(std::string url);
+    /// The same, of the URL that `take` gives when the event's turn has come, if it gives one.
+    void openURL(std::function<std::optional<std::string>()> take);
 
     /// Lets `run` return with `status`; a main thread that waits on a semaphore ends the process.
     void stop(int status);

@@ -29,7 +29,9 @@ public:
         , m_system(system) { }
 
     void runModally(const std::function<void()>& work) override { m_application.runModally(work); }
-    void openURL(std::string url) override { m_application.openURL(std::move(url)); }
+    void openURL(std::function<std::optional<std::string>()> take) override {
+        m_application.openURL(std::move(take));
+    }
     void windowClosed() override { m_application.stop(EXIT_SUCCESS); }
     void log(std::string_view line) override { m_system.NSLog({&line, 1}); }
 
@@ -38,9 +40,16 @@ private:
     LinuxSystem& m_system;
 };
 
-/// Whether the program was started for one link, and so is not the one that others go to.
+/// Whether the user started the program for one link, so that it is not the one that others go to.
 bool hasLink(const std::vector<std::string>& arguments) {
     return arguments.size() > 1 && arguments[1].starts_with(std::string(urlScheme) + "://");
+}
+
+/// The link that the desktop started the program for, by the command in its desktop entry. It comes
+/// as a URL event, as any other link of the desktop's.
+std::optional<std::string> linkOfDesktop(const std::vector<std::string>& arguments) {
+    return arguments.size() > 2 && arguments[1] == "--link" ? std::optional(arguments[2])
+                                                            : std::nullopt;
 }
 
 class LinuxPlatform : public Platform {
@@ -72,15 +81,24 @@ public:
 
 private:
     std::unique_ptr<DesktopShell> openDesktopIfDisplayed() {
-        if (!isDisplayNamed()) {
-            return nullptr;
+        const std::optional<std::string> link = linkOfDesktop(m_system.arguments());
+        auto desktop = isDisplayNamed() ? openDesktopFor(link) : nullptr;
+        if (link) {
+            m_application.openURL(*link);
         }
-        std::string problem;
-        auto desktop = openDesktop(m_host, std::string(bundleIdentifier), problem);
+        return desktop;
+    }
+
+    std::unique_ptr<DesktopShell> openDesktopFor(const std::optional<std::string>& link) {
+        DesktopOutcome outcome;
+        auto desktop = openDesktop(m_host, {std::string(bundleIdentifier), link}, outcome);
+        if (outcome.isLinkHandedOver) {
+            std::exit(EXIT_SUCCESS);
+        }
         // The first work after the launch, when the log has its file and links have their handler.
         if (!desktop) {
             m_application.performOnMainThread(
-                [this, problem] { m_host.log("No window, because " + problem); });
+                [this, problem = outcome.problem] { m_host.log("No window, because " + problem); });
         } else if (!hasLink(m_system.arguments())) {
             m_application.performOnMainThread([this] { m_desktop->acceptLinks(); });
         }

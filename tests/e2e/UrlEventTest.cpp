@@ -30,6 +30,17 @@ TEST_F(UrlEvents, LinkStartsASessionInAWaitingAgent) {
     EXPECT_EQ(countOf("Launching with custom URL: " + server.link("room-1")), 1U);
 }
 
+TEST_F(UrlEvents, LinkThatTheDesktopStartsTheProgramForIsTheFirst) {
+    startWaitingAgent({"--link", server.link("clicked")});
+    ASSERT_NE(waitForSession(), nullptr) << agent->output();
+    EXPECT_EQ(session->room(), "clicked");
+    EXPECT_EQ(countOf("Launching with custom URL: " + server.link("clicked")), 1U);
+    greet();
+    agent->writeLine(server.link("next"));
+    ASSERT_NE(waitForSession(), nullptr) << agent->output();
+    EXPECT_EQ(session->room(), "next");
+}
+
 TEST_F(UrlEvents, SecondLinkReplacesTheSessionWithoutDisconnectFrameOrEnd) {
     startWaitingAgent();
     agent->writeLine(server.link("first"));

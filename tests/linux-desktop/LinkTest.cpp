@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Links that the desktop hands over: on the session bus, to the agent that waits there, or by
-// starting one.
+// Links that the desktop hands over: by starting the program, which hands them to the agent that
+// waits on the session bus or else is that agent itself.
 #include "tests/linux-desktop/DesktopTest.h"
 
 namespace fs = std::filesystem;
@@ -82,9 +82,11 @@ TEST_F(DesktopLink, ThatArrivesDuringAnAlertWaitsForItsEnd) {
     ASSERT_TRUE(open("['" + server.link("first") + "']"));
     dialogText();
     server.setAnswer(devserver::Endpoint::version, std::nullopt);
-    ASSERT_TRUE(open("['" + server.link("second") + "']"));
+    const auto second = startProgram(QUILLET_AGENT, {"--link", server.link("second")});
+    EXPECT_TRUE(eventually([&] { return display.visibleWindows().back() == dialog; }));
     EXPECT_EQ(countOf("Launching with custom URL: " + server.link("second")), 0U);
     display.pressKey("Escape");
+    EXPECT_EQ(second->waitForEnd(), (ProcessEnd{0, 0}));
     EXPECT_NE(server.waitForAgent("second", limit), nullptr);
     EXPECT_EQ(countOf("Launching with custom URL: " + server.link("first")), 1U);
 }
@@ -116,19 +118,102 @@ TEST_F(DesktopLink, ReachesTheWaitingAgentThroughItsRegisteredEntryAndXdgOpen) {
     EXPECT_EQ(countOf("Launching with custom URL: " + server.link("clicked")), 1U);
 }
 
-/// Without a desktop environment xdg-open runs the entry's Exec line itself.
-TEST_F(DesktopLink, StartsAnAgentOfItsOwnWhereXdgOpenKnowsNoBus) {
+/// Without a desktop environment xdg-open runs the entry's Exec line itself, and waits for it.
+TEST_F(DesktopLink, ReachesTheWaitingAgentThroughXdgOpenWithoutADesktop) {
     useRealTools();
     startWaitingAgent();
     const auto browser = startProgram("/usr/bin/xdg-open", {server.link("clicked")});
     ASSERT_NE(waitForSession(), nullptr) << browser->output();
-    EXPECT_EQ(countOf("Launching with custom URL: " + server.link("clicked")), 0U);
-    session->sendCommand("TERMINATE_CLIENT");
+    EXPECT_EQ(countOf("Launching with custom URL: " + server.link("clicked")), 1U);
     EXPECT_EQ(browser->waitForEnd(), (ProcessEnd{0, 0}));
+    session->sendCommand("TERMINATE_CLIENT");
+    expectEnd({0, 0});
+}
+
+TEST_F(DesktopLink, OnTheUsersOwnCommandLineIsForThatAgentAlone) {
+    startWaitingAgent();
+    const auto second = startProgram(QUILLET_AGENT, {server.link("typed")});
+    ASSERT_NE(waitForSession(), nullptr);
+    EXPECT_TRUE(second->waitForLog("Overriding custom URL with command line URL: "));
+    EXPECT_EQ(countOf("Launching with custom URL: " + server.link("typed")), 0U);
+}
+
+/// Agents as the desktop starts them for a click.
+class DesktopClick : public DesktopLink {
+protected:
+    std::unique_ptr<AgentProcess> click(const std::string& room) const {
+        return startProgram(QUILLET_AGENT, {"--link", server.link(room)});
+    }
+    std::size_t windows() { return display.visibleWindows().size(); }
+};
+
+TEST_F(DesktopClick, StartsTheAgentThatFurtherLinksGoTo) {
+    agent = click("first");
+    ASSERT_NE(waitForSession(), nullptr);
+    greet();
+    EXPECT_TRUE(isOnBus());
+    EXPECT_EQ(countOf("Launching with custom URL: " + server.link("first")), 1U);
+    const auto second = click("second");
+    EXPECT_EQ(second->waitForEnd(), (ProcessEnd{0, 0}));
+    EXPECT_TRUE(second->log().empty()) << second->log().front();
+    ASSERT_NE(waitForSession(), nullptr);
+    EXPECT_EQ(session->room(), "second");
+    EXPECT_EQ(windows(), 1U);
+}
+
+TEST_F(DesktopClick, OfTwoAtOnceOneStartsTheAgentAndTheOtherReachesIt) {
+    const auto first = click("clicked");
+    const auto second = click("clicked");
+    ASSERT_NE(waitForSession(), nullptr);
+    ASSERT_TRUE(eventually([&] { return first->isRunning() != second->isRunning(); }));
+    AgentProcess& ended = first->isRunning() ? *second : *first;
+    EXPECT_EQ(ended.waitForEnd(), (ProcessEnd{0, 0}));
+    const auto log = (first->isRunning() ? first : second)->log();
+    EXPECT_EQ(
+        std::count(log.begin(), log.end(), "Launching with custom URL: " + server.link("clicked")),
+        2);
+    EXPECT_EQ(windows(), 1U);
+}
+
+TEST_F(DesktopClick, IsServedByANewAgentWhenTheOneBeforeEndsInstead) {
+    server.setAnswer(
+        devserver::Endpoint::version, devserver::HttpAnswer{200, "{\"value\":\"99\"}"});
+    server.setAnswer(devserver::Endpoint::bundle,
+        devserver::HttpAnswer{200, "{\"value\":\"https://example.org/new\"}"});
+    agent = click("first");
+    dialogText(); // it asks whether to download, and then ends
+    const auto second = click("second");
+    EXPECT_TRUE(eventually([&] { return display.visibleWindows().back() == dialog; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // so that the link waits there
+    EXPECT_TRUE(second->isRunning());
+    server.setAnswer(devserver::Endpoint::version, std::nullopt);
+    display.pressKey("Return");
+    expectEnd({0, 0});
+    ASSERT_NE(waitForSession(), nullptr);
+    EXPECT_EQ(session->room(), "second");
+    EXPECT_TRUE(second->waitForLog("Launching with custom URL: " + server.link("second")));
+    EXPECT_TRUE(isOnBus());
+}
+
+TEST_F(DesktopClick, IsServedByANewAgentDuringTheFatalAlertOfAnother) {
+    startOnDesktop({"--link", "quillet://localhost/no-room"});
+    dialogText();
+    const auto second = click("second");
+    ASSERT_NE(waitForSession(), nullptr);
+    EXPECT_TRUE(second->isRunning());
     EXPECT_TRUE(agent->isRunning());
 }
 
-/// After `install` and a new login the desktop starts the agent for the first link.
+TEST_F(DesktopClick, WithoutABusIsServedAlone) {
+    auto variables = desktopEnvironment();
+    variables["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nowhere";
+    agent = std::make_unique<AgentProcess>(
+        home, std::vector<std::string>{"--link", server.link("clicked")}, variables, QUILLET_AGENT);
+    ASSERT_NE(waitForSession(), nullptr);
+    EXPECT_TRUE(agent->waitForLog("No links from the desktop: there is no session bus"));
+}
+
+/// After `install` the desktop starts the agent for the first link.
 class InstalledAgent : public DesktopLink {
 protected:
     void install(const std::string& program) {
@@ -152,7 +237,7 @@ protected:
     }
 };
 
-TEST_F(InstalledAgent, IsStartedThroughTheBusAndHasItsIcon) {
+TEST_F(InstalledAgent, IsStartedByItsEntryAndHasItsIcon) {
     install(QUILLET_AGENT);
     expectLinkToStartIt();
     EXPECT_TRUE(fs::exists(

@@ -53,8 +53,8 @@ constexpr const char* oneCall = "default com.quillet.ZqMacClient.desktop x-schem
 TEST_F(DesktopRegistrationTest, EntryNamesTheRunningProgramAndTheScheme) {
     ASSERT_TRUE(registered());
     const std::string program = fs::read_symlink("/proc/self/exe").string();
-    EXPECT_THAT(
-        contentOf(entry()), HasSubstr("\nExec=" + platform::quotedForExec(program) + " %u\n"));
+    EXPECT_THAT(contentOf(entry()),
+        HasSubstr("\nExec=" + platform::quotedForExec(program) + " --link %u\n"));
     EXPECT_THAT(contentOf(entry()), HasSubstr("\nMimeType=x-scheme-handler/quillet;\n"));
     EXPECT_EQ(contentOf(calls()), oneCall);
 }
@@ -107,39 +107,37 @@ TEST_F(DesktopRegistrationTest, ProgramPathsAreQuotedForTheExecKey) {
     EXPECT_EQ(platform::quotedForExec("/a$b`c\"d\\e%f"), R"("/a\\$b\\`c\\"d\\\\e%%f")");
 }
 
-TEST_F(DesktopRegistrationTest, TerminalEntryRunsInATerminalAndIsNotStartedByTheBus) {
+TEST_F(DesktopRegistrationTest, TerminalEntryRunsInATerminal) {
     ASSERT_TRUE(registered(ShellKind::desktop));
     ASSERT_TRUE(registered(ShellKind::terminal));
     EXPECT_THAT(contentOf(entry()), HasSubstr("\nTerminal=true\n"));
-    EXPECT_THAT(contentOf(entry()), testing::Not(HasSubstr("DBusActivatable")));
-    EXPECT_FALSE(fs::exists(service()));
 }
 
-TEST_F(DesktopRegistrationTest, DesktopEntryHasAnIconAndIsStartedByTheBus) {
+TEST_F(DesktopRegistrationTest, NothingIsStartedByTheBusAndAnOlderServiceFileGoes) {
+    for (const ShellKind shell : {ShellKind::desktop, ShellKind::terminal}) {
+        writeFile(service(), "[D-BUS Service]\nName=com.quillet.ZqMacClient\nExec=/gone\n");
+        ASSERT_TRUE(registered(shell));
+        EXPECT_THAT(contentOf(entry()), testing::Not(HasSubstr("DBusActivatable")));
+        EXPECT_FALSE(fs::exists(service()));
+    }
+}
+
+TEST_F(DesktopRegistrationTest, DesktopEntryHasAnIconAndTellsWhenItHasStarted) {
     ASSERT_TRUE(registered(ShellKind::desktop));
     EXPECT_THAT(contentOf(entry()), HasSubstr("\nTerminal=false\n"));
-    EXPECT_THAT(contentOf(entry()), HasSubstr("\nDBusActivatable=true\n"));
+    EXPECT_THAT(contentOf(entry()), HasSubstr("\nStartupNotify=true\n"));
     EXPECT_THAT(contentOf(entry()), HasSubstr("\nIcon=com.quillet.ZqMacClient\n"));
     EXPECT_THAT(contentOf(icon()), testing::StartsWith("<svg "));
-    const std::string program = fs::read_symlink("/proc/self/exe").string();
-    EXPECT_EQ(contentOf(service()),
-        "[D-BUS Service]\nName=com.quillet.ZqMacClient\nExec='" + program + "'\n");
 }
 
 TEST_F(DesktopRegistrationTest, FilesOfADesktopAreWrittenOnlyWhenTheyDiffer) {
     ASSERT_TRUE(registered(ShellKind::desktop));
     const auto earlier = fs::last_write_time(entry()) - std::chrono::hours(1);
-    for (const fs::path& file : {entry(), icon(), service()}) {
+    for (const fs::path& file : {entry(), icon()}) {
         fs::last_write_time(file, earlier);
     }
     writeFile(icon(), "damaged");
     ASSERT_TRUE(registered(ShellKind::desktop));
     EXPECT_EQ(fs::last_write_time(entry()), earlier);
-    EXPECT_EQ(fs::last_write_time(service()), earlier);
     EXPECT_THAT(contentOf(icon()), testing::StartsWith("<svg "));
-}
-
-TEST_F(DesktopRegistrationTest, ProgramPathsAreQuotedForTheBus) {
-    EXPECT_EQ(platform::quotedForService("/opt/my app/$x"), "'/opt/my app/$x'");
-    EXPECT_EQ(platform::quotedForService("/it's\\"), R"('/it'\\''s\\')");
 }

@@ -137,6 +137,7 @@ TEST(LinuxApplicationTest, UrlEventsReachTheirHandlerOnTheMainThreadOneAfterTheO
         platform::kInternetEventClass, platform::kAEGetURL);
     Launch launch([&] {
         application.openURL("quillet://one");
+        application.openURL([] { return std::nullopt; }); // one that was taken back
         application.openURL("quillet://two");
         application.performOnMainThread([&] { application.stop(0); });
         EXPECT_TRUE(urls.empty());

@@ -7,8 +7,27 @@
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusReply>
+#include <limits>
 
 namespace platform {
+
+namespace {
+
+constexpr const char* interfaceName = "org.freedesktop.Application";
+
+} // namespace
+
+/// Somebody waits for its answer.
+struct LinkService::Call {
+    QDBusMessage message;
+    qsizetype linksLeft;
+    bool isOver = false;
+
+    void finish(const QDBusMessage& answer) {
+        isOver = true;
+        QDBusConnection::sessionBus().send(answer);
+    }
+};
 
 LinkService::LinkService(const std::string& identifier, Events events)
     : m_name(QString::fromStdString(identifier))
@@ -21,6 +40,9 @@ LinkService::~LinkService() {
 }
 
 bool LinkService::start(std::string& problem) {
+    if (m_hasName) {
+        return true;
+    }
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
         problem = "there is no session bus";
@@ -34,17 +56,49 @@ bool LinkService::start(std::string& problem) {
         problem = "the session bus refuses the name: " + reply.error().message().toStdString();
         return false;
     }
-    if (reply.value() != QDBusConnectionInterface::ServiceRegistered) {
+    m_hasName = reply.value() == QDBusConnectionInterface::ServiceRegistered;
+    if (!m_hasName) {
         problem = "another agent takes them already";
-        return false;
     }
-    return true;
+    return m_hasName;
 }
 
 void LinkService::stop() {
     QDBusConnection bus = QDBusConnection::sessionBus();
-    bus.unregisterService(m_name);
+    bus.unregisterService(m_name); // first, so that whoever is refused can take it
     bus.unregisterObject(m_path);
+    m_hasName = false;
+    for (const std::shared_ptr<Call>& call : m_calls) {
+        call->finish(call->message.createErrorReply(
+            QDBusError::NoReply, QStringLiteral("The agent ends before it takes the link.")));
+    }
+    m_calls.clear();
+}
+
+bool LinkService::handOver(const std::string& url, const Activation& activation) {
+    constexpr int mostAttempts = 5; // each time the agent ended that had the name
+    std::string problem;
+    for (int attempt = 0; attempt < mostAttempts && !start(problem); ++attempt) {
+        if (!QDBusConnection::sessionBus().isConnected()) {
+            return false;
+        }
+        if (isTakenBy(url, activation)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Whether the agent that has the name takes the link. That may be long in coming: it may be busy
+/// with a question to its user, before whom its window is now.
+bool LinkService::isTakenBy(const std::string& url, const Activation& activation) const {
+    constexpr int noLimit = std::numeric_limits<int>::max();
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        m_name, m_path, QLatin1String(interfaceName), QStringLiteral("Open"));
+    call << QStringList(QString::fromStdString(url)) << activation.platformData();
+    call.setAutoStartService(false);
+    const QDBusMessage answer = QDBusConnection::sessionBus().call(call, QDBus::Block, noLimit);
+    return answer.type() == QDBusMessage::ReplyMessage;
 }
 
 QString LinkService::introspect(const QString&) const {
@@ -64,18 +118,21 @@ QString LinkService::introspect(const QString&) const {
 }
 
 bool LinkService::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
-    if (message.interface() != QLatin1String("org.freedesktop.Application")) {
+    if (message.interface() != QLatin1String(interfaceName)) {
         return false;
     }
     const QString call = message.member() + QLatin1Char(' ') + message.signature();
     const QVariantList arguments = message.arguments();
+    const auto activationIn = [&](qsizetype argument) {
+        return Activation::fromPlatformData(qdbus_cast<QVariantMap>(arguments[argument]));
+    };
+    if (call == QLatin1String("Open asa{sv}")) {
+        m_events.activated(activationIn(1));
+        open(message, arguments[0].toStringList());
+        return true;
+    }
     if (call == QLatin1String("Activate a{sv}")) {
-        cameFromDesktop(qdbus_cast<QVariantMap>(arguments[0]));
-    } else if (call == QLatin1String("Open asa{sv}")) {
-        cameFromDesktop(qdbus_cast<QVariantMap>(arguments[1]));
-        for (const QString& url : arguments[0].toStringList()) {
-            m_events.opened(url.toStdString());
-        }
+        m_events.activated(activationIn(0));
     } else if (call != QLatin1String("ActivateAction sava{sv}")) { // there are no actions
         return false;
     }
@@ -83,13 +140,26 @@ bool LinkService::handleMessage(const QDBusMessage& message, const QDBusConnecti
     return true;
 }
 
-/// With the token that the desktop sends along, Wayland lets the window come to the front.
-void LinkService::cameFromDesktop(const QVariantMap& platformData) {
-    const QByteArray token = platformData[QStringLiteral("activation-token")].toByteArray();
-    if (!token.isEmpty()) {
-        qputenv("XDG_ACTIVATION_TOKEN", token);
+void LinkService::open(const QDBusMessage& message, const QStringList& urls) {
+    message.setDelayedReply(true);
+    const auto call = std::make_shared<Call>(Call{message, urls.size()});
+    if (urls.isEmpty()) {
+        call->finish(message.createReply());
+        return;
     }
-    m_events.activated();
+    m_calls.push_back(call);
+    for (const QString& url : urls) {
+        m_events.opened([this, call, text = url.toStdString()]() -> std::optional<std::string> {
+            if (call->isOver) {
+                return std::nullopt; // this object may be gone
+            }
+            if (--call->linksLeft == 0) {
+                call->finish(call->message.createReply());
+                m_calls.remove(call);
+            }
+            return text;
+        });
+    }
 }
 
 } // namespace platform

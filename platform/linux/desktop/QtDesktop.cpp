@@ -25,11 +25,13 @@ struct QtDesktop::Windows {
             host.windowClosed();
         })
         , links(identifier,
-              {.activated = [this] { window.bringToFront(); },
-                  .opened = [&host](std::string url) { host.openURL(std::move(url)); }}) {
-        window.show();
-        window.activateWindow();
-    }
+              {.activated =
+                      [this](const Activation& activation) {
+                          activation.use();
+                          window.bringToFront();
+                          tellStarted(activation);
+                      },
+                  .opened = [&host](LinkService::Take take) { host.openURL(std::move(take)); }}) { }
 
     QtApplication application;
     Appearance appearance;
@@ -47,6 +49,15 @@ QtDesktop::QtDesktop(
 
 QtDesktop::~QtDesktop() {
     closeWindows();
+}
+
+void QtDesktop::show() {
+    m_windows->window.show();
+    m_windows->window.activateWindow();
+}
+
+bool QtDesktop::handOver(const std::string& url, const Activation& activation) {
+    return m_windows->links.handOver(url, activation);
 }
 
 /// What Qt complains of later has no log any more.
@@ -99,11 +110,20 @@ std::optional<std::string> QtDesktop::askForPassword(const std::string& tokenNam
 } // namespace platform
 
 extern "C" __attribute__((visibility("default"))) platform::DesktopShell* quilletOpenDesktop(
-    platform::DesktopHost& host, const std::string& identifier, std::string& problem) {
-    const std::string displayPlugin = platform::usableDisplayPlugin(problem);
+    platform::DesktopHost& host, const platform::DesktopStart& start,
+    platform::DesktopOutcome& outcome) {
+    const std::string displayPlugin = platform::usableDisplayPlugin(outcome.problem);
     if (displayPlugin.empty()) {
         return nullptr;
     }
+    const auto activation = platform::Activation::ofThisStart();
+    activation.use();
     platform::logComplaintsOfQt([&host](std::string_view line) { host.log(line); });
-    return new platform::QtDesktop(host, identifier, displayPlugin);
+    auto desktop = std::make_unique<platform::QtDesktop>(host, start.identifier, displayPlugin);
+    if (start.link && desktop->handOver(*start.link, activation)) {
+        outcome.isLinkHandedOver = true;
+        return nullptr;
+    }
+    desktop->show();
+    return desktop.release();
 }

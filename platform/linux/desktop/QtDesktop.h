@@ -9,6 +9,8 @@
 
 namespace platform {
 
+struct Activation;
+
 /// The shell of a desktop: a window with the status view, dialogs, notifications, and links from
 /// the session bus.
 class QtDesktop final : public DesktopShell {
@@ -16,6 +18,11 @@ public:
     /// `displayPlugin` names a Qt platform plugin that can be used for certain.
     QtDesktop(DesktopHost& host, const std::string& identifier, const std::string& displayPlugin);
     ~QtDesktop() override;
+
+    /// Hands a link to another agent if there is one that waits; else this one accepts links.
+    bool handOver(const std::string& url, const Activation& activation);
+    /// Shows the window.
+    void show();
 
     MainLoop& mainLoop() override { return m_loop; }
     void acceptLinks() override;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/StatusWindow.h"
 
+#include "platform/linux/desktop/Activation.h"
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QApplication>
@@ -63,8 +64,7 @@ void StatusWindow::bringToFront() {
     if (isMinimized()) {
         showNormal();
     }
-    front->raise();
-    front->activateWindow();
+    bringToFrontForUser(*front);
     QApplication::alert(front); // where the desktop does not let it come to the front
 }
 

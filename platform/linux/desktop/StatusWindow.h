@@ -19,7 +19,8 @@ public:
     NSTextStorage* textStorage() override { return this; }
     void append(std::string_view text) override;
 
-    /// Brings the window, or the dialog that blocks it, to the front.
+    /// Brings the window, or the dialog that blocks it, to the front, for the user has
+    /// asked for it.
     void bringToFront();
 
 private:
