@@ -21,6 +21,7 @@ if(QUILLET_DESKTOP AND CMAKE_SYSTEM_NAME STREQUAL "Linux")
 endif()
 pkg_check_modules(QPDF REQUIRED IMPORTED_TARGET libqpdf)
 pkg_check_modules(XMLSEC REQUIRED IMPORTED_TARGET xmlsec1-openssl)
+pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 
 # Asio and Beast are compiled once here instead of in every file that includes them.
 add_library(quillet_asio STATIC cmake/AsioBeast.cpp)

@@ -11,13 +11,13 @@ build=(
   cmake ninja-build g++ pkg-config
   "libboost$boost-dev" "libboost-json$boost-dev" "libboost-url$boost-dev"
   libssl-dev libnss3-dev
-  libqpdf-dev libxml2-dev libxmlsec1-dev   # the signing server's documents
+  libqpdf-dev libxml2-dev libxmlsec1-dev libexpat1-dev # the signing server's documents
   qt6-base-dev libxcb1-dev   # the desktop shell
   qt6-qpa-plugins fonts-dejavu-core xdg-utils libglib2.0-bin # what it runs on; gio is xdg-open's hand
 )
 demo=(
   libnss3-tools openssl      # throwaway identities; independent verification
-  poppler-utils xmlsec1 xxd  # the same, of signed documents
+  poppler-utils mupdf-tools xmlsec1 xxd  # the same, of signed documents
 )
 tests=(
   libgtest-dev libgmock-dev libbenchmark-dev

@@ -54,7 +54,8 @@ check 'of the STOMP client the signing server' '<.*>|"(devserver|foundation)/.*"
   $(sources devserver)
 
 # Each library of documents is seen by the one file that wraps it.
-for pair in qpdf:PdfUpdate libxml:XmlSignature xmlsec:XmlSignature openssl/cms:CmsSignature; do
+for pair in qpdf:PdfFile libxml:XmlVerification xmlsec:XmlVerification \
+  expat:XmlReading openssl/cms:CmsSignature; do
   seen=$(grep -lE "include <${pair%%:*}[./]" -r devserver | grep -v "/${pair##*:}\.cpp$")
   [ -z "$seen" ] || fail "${pair%%:*} is for ${pair##*:}.cpp alone: $seen"
 done

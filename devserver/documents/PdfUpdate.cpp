@@ -5,85 +5,19 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <map>
+#include <optional>
 #include <random>
-#include <set>
 #include <vector>
-
-#include <qpdf/QPDF.hh>
-#include <qpdf/QPDFExc.hh>
-#include <qpdf/QPDFObjectHandle.hh>
 
 namespace devserver {
 
 namespace {
 
-using Handle = QPDFObjectHandle;
-
-/// Why a document is not signed, in words.
-struct Refusal {
-    std::string reason;
-};
-
 constexpr int deepestTree = 64;
-constexpr std::size_t headerArea = 1024; // bytes within which readers look for the header
+constexpr long long mostObjects = 8388607; // (ISO 32000-1, annex C)
 constexpr long long signaturesExist = 1; // bits of /SigFlags (ISO 32000-1, 12.7.2)
 constexpr long long appendOnly = 2;
-
-/// The value under a key, or null also where there is no dictionary.
-Handle valueOf(Handle dictionary, const std::string& key) {
-    return dictionary.isDictionary() ? dictionary.getKey(key) : Handle::newNull();
-}
-
-std::vector<Handle> elementsOf(Handle array) {
-    return array.isArray() ? array.getArrayAsVector() : std::vector<Handle>();
-}
-
-/// The first page of a page tree (ISO 32000-1, 7.7.3), or null.
-Handle firstPage(Handle node, std::set<QPDFObjGen>& seen, int depth = 0) {
-    if (!node.isDictionary() || !node.isIndirect() || depth > deepestTree
-        || !seen.insert(node.getObjGen()).second) {
-        return Handle::newNull();
-    }
-    if (!node.hasKey("/Kids")) {
-        return node;
-    }
-    for (const Handle& kid : elementsOf(node.getKey("/Kids"))) {
-        Handle page = firstPage(kid, seen, depth + 1);
-        if (!page.isNull()) {
-            return page;
-        }
-    }
-    return Handle::newNull();
-}
-
-/// "Signature1", or the next that no field at the form's top has.
-std::string freeFieldName(Handle form) {
-    std::set<std::string> taken;
-    for (const Handle& field : elementsOf(valueOf(form, "/Fields"))) {
-        Handle name = valueOf(field, "/T");
-        if (name.isString()) {
-            taken.insert(name.getUTF8Value());
-        }
-    }
-    int number = 1;
-    while (taken.count("Signature" + std::to_string(number)) > 0) {
-        ++number;
-    }
-    return "Signature" + std::to_string(number);
-}
-
-/// Whether an author's certification forbids every change (ISO 32000-1, 12.8.2.2).
-bool forbidsChanges(Handle catalog) {
-    Handle certification = valueOf(valueOf(catalog, "/Perms"), "/DocMDP");
-    for (const Handle& reference : elementsOf(valueOf(certification, "/Reference"))) {
-        Handle level = valueOf(valueOf(reference, "/TransformParams"), "/P");
-        if (level.isInteger() && level.getIntValue() == 1) {
-            return true;
-        }
-    }
-    return false;
-}
 
 std::string randomBytes(std::size_t count) {
     std::random_device random;
@@ -94,158 +28,270 @@ std::string randomBytes(std::size_t count) {
     return bytes;
 }
 
-/// One run over a document: objects are changed in memory, and those that changed are appended.
+/// One run over a document: the texts of objects are changed, and those that changed are appended.
 class Update {
 public:
-    explicit Update(std::string_view pdf)
-        : m_original(pdf) { }
+    Update(std::string_view pdf, const PdfOptions& options)
+        : m_pdf(pdf)
+        , m_options(options)
+        , m_file(pdf, options.password) { }
 
     PdfUpdate run(std::size_t signatureRoom, const std::string& time) {
-        open();
-        Handle signature = m_pdf.makeIndirectObject(Handle::parse("<< /Type /Sig >>"));
-        addField(signature);
-        return append(signature, signatureRoom, time);
+        const std::optional<PdfReference> root
+            = pdfReference(PdfFile::rawValue(m_file.trailer(), "/Root"));
+        if (!root) {
+            throw damaged("it has no catalog");
+        }
+        m_catalog = *root;
+        m_next = firstFreeNumber();
+        if (forbidsChanges()) {
+            throw PdfRefusal{
+                "the PDF is certified by its author, who allows no further signatures"};
+        }
+        const std::optional<PdfReference> page
+            = firstPage(PdfFile::rawValue(m_file.object(m_catalog), "/Pages"), 0);
+        if (!page) {
+            throw PdfRefusal{"the PDF has no page that can be read"};
+        }
+        m_result.signature = newObject();
+        m_result.field = newObject();
+        addField(*page);
+        return append(signatureRoom, time);
     }
 
 private:
-    void open() {
-        const std::size_t header = m_original.substr(0, headerArea).find("%PDF-");
-        if (header == std::string_view::npos) {
-            throw Refusal{"this is not a PDF"};
+    PdfReference newObject() { return {m_next++, 0}; }
+
+    /// No object of the document, free ones included, has this number or a higher one.
+    int firstFreeNumber() const {
+        const std::optional<long long> told = pdfInteger(m_file.value(m_file.trailer(), "/Size"));
+        if (told && (*told < 0 || *told > mostObjects + 1)) {
+            throw damaged("it says that it has " + std::to_string(*told) + " objects");
         }
-        if (header > 0) {
-            throw Refusal{"the PDF does not begin with its header, but with other bytes"};
+        return std::max(
+            static_cast<int>(told.value_or(0)), m_file.places().rbegin()->first.number + 1);
+    }
+
+    /// Whether an author's certification forbids every change (ISO 32000-1, 12.8.2.2).
+    bool forbidsChanges() const {
+        std::string_view at = m_file.object(m_catalog);
+        for (const char* key : {"/Perms", "/DocMDP", "/Reference"}) {
+            at = isPdfDictionary(at) ? m_file.value(at, key) : std::string_view();
         }
-        m_pdf.setSuppressWarnings(true);
-        m_pdf.setAttemptRecovery(false); // nothing can be appended to what was only guessed
-        m_pdf.processMemoryFile("document", m_original.data(), m_original.size());
-        if (m_pdf.isEncrypted()) {
-            throw Refusal{"the PDF is encrypted; only PDFs without encryption can be signed"};
+        for (std::string_view reference :
+            pdfElements(at).value_or(std::vector<std::string_view>())) {
+            reference = m_file.resolved(reference);
+            const std::string_view parameters = isPdfDictionary(reference)
+                ? m_file.value(reference, "/TransformParams")
+                : std::string_view();
+            if (isPdfDictionary(parameters) && pdfInteger(m_file.value(parameters, "/P")) == 1) {
+                return true;
+            }
         }
-        m_catalog = m_pdf.getRoot();
-        if (forbidsChanges(m_catalog)) {
-            throw Refusal{"the PDF is certified by its author, who allows no further signatures"};
+        return false;
+    }
+
+    /// The first page of a page tree (ISO 32000-1, 7.7.3).
+    std::optional<PdfReference> firstPage(std::string_view node, int depth) {
+        const std::optional<PdfReference> reference = pdfReference(node);
+        const std::string_view text = reference ? m_file.resolved(node) : std::string_view();
+        if (!isPdfDictionary(text) || depth > deepestTree
+            || !m_seenPages.insert(*reference).second) {
+            return std::nullopt;
         }
-        std::set<QPDFObjGen> seen;
-        m_page = firstPage(m_catalog.getKey("/Pages"), seen);
-        if (m_page.isNull()) {
-            throw Refusal{"the PDF has no page that can be read"};
+        if (PdfFile::rawValue(text, "/Kids").empty()) {
+            return reference;
         }
+        for (const std::string_view kid :
+            pdfElements(m_file.value(text, "/Kids")).value_or(std::vector<std::string_view>())) {
+            if (const std::optional<PdfReference> page = firstPage(kid, depth + 1)) {
+                return page;
+            }
+        }
+        return std::nullopt;
+    }
+
+    /// The text of an object of the document that is going to be another.
+    std::string& changing(PdfReference reference) {
+        const auto [entry, isNew] = m_texts.try_emplace(reference);
+        if (isNew) {
+            entry->second = m_file.object(reference);
+        }
+        return entry->second;
     }
 
     /// A field and its annotation in one object (ISO 32000-1, 12.5.6.19), invisible.
-    void addField(const Handle& signature) {
-        Handle form = m_catalog.getKey("/AcroForm");
-        if (!form.isDictionary()) {
-            form = m_pdf.makeIndirectObject(Handle::parse("<< /Fields [ ] >>"));
-            m_catalog.replaceKey("/AcroForm", form);
-            m_changed.insert(m_catalog.getObjGen());
+    void addField(PdfReference page) {
+        std::string& catalog = changing(m_catalog);
+        const std::string_view raw = PdfFile::rawValue(catalog, "/AcroForm");
+        const std::string_view form = m_file.resolved(raw);
+        if (form.empty()) {
+            const PdfReference made = newObject();
+            m_texts[made] = "<< /Fields [ " + m_result.field.text() + " ] /SigFlags "
+                + std::to_string(signaturesExist | appendOnly) + " >>";
+            m_isNew.insert(made);
+            catalog = pdfDictionaryWith(catalog, "/AcroForm", made.text());
+            m_fieldName = "Signature1";
+        } else if (!isPdfDictionary(form)) {
+            throw damaged("its form is no dictionary");
+        } else {
+            m_fieldName = freeFieldName(form);
+            if (const std::optional<PdfReference> reference = pdfReference(raw)) {
+                std::string& text = changing(*reference);
+                text = grownForm(text);
+            } else {
+                catalog = pdfDictionaryWith(catalog, "/AcroForm", grownForm(form));
+            }
         }
-        Handle field = Handle::parse("<< /Type /Annot /Subtype /Widget /FT /Sig "
-                                     "/Rect [ 0 0 0 0 ] /F 132 >>"); // printed, locked
-        field.replaceKey("/T", Handle::newUnicodeString(freeFieldName(form)));
-        field.replaceKey("/V", signature);
-        field.replaceKey("/P", m_page);
-        field = m_pdf.makeIndirectObject(field);
-        m_changed.insert(field.getObjGen());
-
-        appendTo(m_page, "/Annots", field, m_page);
-        const Handle& formOwner = form.isIndirect() ? form : m_catalog;
-        appendTo(form, "/Fields", field, formOwner);
-        Handle flags = form.getKey("/SigFlags");
-        form.replaceKey("/SigFlags",
-            Handle::newInteger(
-                (flags.isInteger() ? flags.getIntValue() : 0) | signaturesExist | appendOnly));
-        m_changed.insert(formOwner.getObjGen());
+        m_result.changed.insert(m_catalog);
+        std::string& pageText = changing(page);
+        pageText = withElement(pageText, "/Annots");
+        m_texts[m_result.field] = "<< /Type /Annot /Subtype /Widget /FT /Sig /Rect [ 0 0 0 0 ] "
+                                  "/F 132 /T " // printed, locked
+            + m_file.textString(m_fieldName, m_result.field) + " /V " + m_result.signature.text()
+            + " /P " + page.text() + " >>";
+        m_isNew.insert(m_result.field);
     }
 
-    /// Appends to the array under a key, which is made when there is none. `owner` is the object in
-    /// which the dictionary stands.
-    void appendTo(Handle dictionary, const std::string& key, const Handle& element, Handle owner) {
-        Handle array = dictionary.getKey(key);
-        if (!array.isArray()) {
-            array = Handle::newArray();
-            dictionary.replaceKey(key, array);
-        }
-        array.appendItem(element);
-        m_changed.insert(array.isIndirect() ? array.getObjGen() : owner.getObjGen());
+    std::string grownForm(std::string_view form) {
+        const long long flags = pdfInteger(m_file.value(form, "/SigFlags")).value_or(0)
+            | signaturesExist | appendOnly;
+        return pdfDictionaryWith(withElement(form, "/Fields"), "/SigFlags", std::to_string(flags));
     }
 
-    PdfUpdate append(Handle signature, std::size_t signatureRoom, const std::string& time) {
-        const std::optional<CrossReference> previous = CrossReference::of(m_original);
-        if (!previous) {
-            throw Refusal{"the PDF is damaged: it does not end with its cross-reference"};
+    /// A dictionary whose array under a key has the field too.
+    std::string withElement(std::string_view dictionary, const std::string& key) {
+        const std::string_view raw = PdfFile::rawValue(dictionary, key);
+        const std::string_view array = m_file.resolved(raw);
+        const std::string element = m_result.field.text();
+        if (array.empty()) {
+            return pdfDictionaryWith(dictionary, key, "[ " + element + " ]");
         }
-        PdfAppendix appendix(m_original);
-        for (const QPDFObjGen& id : m_changed) {
-            appendix.addObject(
-                id.getObj(), id.getGen(), m_pdf.getObjectByObjGen(id).unparseResolved());
+        if (!isPdfArray(array)) {
+            throw damaged("its " + key + " is no array");
         }
-        // The numbers of /ByteRange are filled in when the file's length is known.
-        const std::string beforeRange = "<< /Type /Sig /Filter /Adobe.PPKLite /SubFilter "
-                                        "/ETSI.CAdES.detached /M ("
-            + time + ") /ByteRange ";
-        const std::string range(60, ' ');
+        // An array of arrays of one element may lead to the array itself.
+        std::optional<PdfReference> owner = pdfReference(raw);
+        if (!owner) {
+            return pdfDictionaryWith(dictionary, key, pdfArrayWith(array, element));
+        }
+        while (const std::optional<PdfReference> next = pdfReference(m_file.object(*owner))) {
+            owner = next;
+        }
+        std::string& text = changing(*owner);
+        text = pdfArrayWith(text, element);
+        return std::string(dictionary);
+    }
+
+    /// "Signature1", or the next that no field at the form's top has.
+    std::string freeFieldName(std::string_view form) const {
+        std::set<std::string> taken;
+        for (const std::string_view field :
+            pdfElements(m_file.value(form, "/Fields")).value_or(std::vector<std::string_view>())) {
+            if (const std::optional<PdfReference> reference = pdfReference(field)) {
+                taken.insert(m_file.fieldName(*reference));
+            }
+        }
+        int number = 1;
+        while (taken.count("Signature" + std::to_string(number)) > 0) {
+            ++number;
+        }
+        return "Signature" + std::to_string(number);
+    }
+
+    PdfUpdate append(std::size_t signatureRoom, const std::string& time) {
+        const std::size_t end = m_pdf.size();
+        const bool hasBreak = end > 0 && m_pdf[end - 1] == '\n';
+        PdfAppendix appendix(end - m_file.origin());
+        appendix.text() = hasBreak ? "" : "\n";
+        for (const auto& [reference, text] : m_texts) {
+            const bool isNew = m_isNew.count(reference) > 0;
+            // In an encrypted document the texts of an object stream are encrypted as a whole.
+            if (!isNew && m_file.isEncrypted() && m_file.places().at(reference).stream != 0) {
+                appendix.addToStream(reference.number, text);
+            } else {
+                appendix.addObject(reference, text);
+            }
+            if (!isNew) {
+                m_result.changed.insert(reference);
+            }
+        }
+        // The numbers of /ByteRange are filled in when the length is known.
+        const std::string before = signatureEntries(time) + "/ByteRange ";
+        const std::string range(70, ' ');
         const std::string contents = "<" + std::string(2 * signatureRoom, '0') + ">";
         const std::size_t start = appendix.addObject(
-            signature.getObjectID(), 0, beforeRange + range + " /Contents " + contents + " >>");
-        PdfUpdate update;
-        update.contentsStart
-            = start + beforeRange.size() + range.size() + std::string_view(" /Contents ").size();
-        update.contentsEnd = update.contentsStart + contents.size();
-        appendix.finish(*previous, nextObjectNumber(), trailerEntries());
-        update.bytes = std::move(appendix.bytes());
+            m_result.signature, before + range + " /Contents " + contents + " >>");
+        m_result.contentsStart
+            = start + before.size() + range.size() + std::string_view(" /Contents ").size();
+        m_result.contentsEnd = m_result.contentsStart + contents.size();
+        m_result.nextNumber = m_next;
+        appendix.finish(m_file.hasCrossReferenceStream(), m_next, trailerEntries(),
+            [this](const std::string& bytes, PdfReference owner) {
+                return m_file.streamBytes(bytes, owner);
+            });
+        m_result.text = std::move(appendix.text());
 
-        std::string numbers = "[ 0 " + std::to_string(update.contentsStart) + " "
-            + std::to_string(update.contentsEnd) + " "
-            + std::to_string(update.bytes.size() - update.contentsEnd) + " ]";
-        update.bytes.replace(start + beforeRange.size(), numbers.size(), numbers);
-        return update;
+        const std::string numbers = "[ 0 " + std::to_string(end + m_result.contentsStart) + " "
+            + std::to_string(end + m_result.contentsEnd) + " "
+            + std::to_string(m_result.text.size() - m_result.contentsEnd) + " ]";
+        m_result.text.replace(start + before.size(), numbers.size(), numbers);
+        return std::move(m_result);
     }
 
-    int nextObjectNumber() {
-        Handle size = m_pdf.getTrailer().getKey("/Size");
-        const int told = size.isInteger() ? size.getIntValueAsInt() : 0;
-        return std::max(told, static_cast<int>(m_pdf.getObjectCount()) + 1);
-    }
-
-    std::string trailerEntries() {
-        Handle trailer = m_pdf.getTrailer();
-        std::string entries = "/Root " + trailer.getKey("/Root").unparse();
-        if (Handle info = trailer.getKey("/Info"); info.isIndirect()) {
-            entries += " /Info " + info.unparse();
+    std::string signatureEntries(const std::string& time) const {
+        std::string entries = "<< /Type /Sig /Filter /Adobe.PPKLite /SubFilter "
+                              "/ETSI.CAdES.detached /M "
+            + m_file.textString(time, m_result.signature) + " ";
+        for (const auto& [key, text] : {std::pair("/Reason ", m_options.reason),
+                 std::pair("/Location ", m_options.location)}) {
+            if (!text.empty()) {
+                entries += key + m_file.textString(text, m_result.signature) + " ";
+            }
         }
-        const std::vector<Handle> identifiers = elementsOf(trailer.getKey("/ID"));
-        Handle first = !identifiers.empty() && Handle(identifiers[0]).isString()
-            ? identifiers[0]
-            : Handle::newString(randomBytes(16));
-        return entries + " /ID [ " + first.unparse() + " "
-            + Handle::newString(randomBytes(16)).unparse() + " ]";
+        return entries;
     }
 
-    std::string_view m_original;
-    QPDF m_pdf;
-    Handle m_catalog;
-    Handle m_page;
-    std::set<QPDFObjGen> m_changed;
+    std::string trailerEntries() const {
+        std::string entries;
+        for (const PdfEntry& entry : pdfEntries(m_file.trailer()).value_or(PdfEntries())) {
+            if (!isOfItsSectionAlone(entry.key)) {
+                entries += std::string(entry.writtenKey) + " " + std::string(entry.value) + " ";
+            }
+        }
+        const std::vector<std::string_view> identifiers
+            = pdfElements(m_file.value(m_file.trailer(), "/ID"))
+                  .value_or(std::vector<std::string_view>());
+        const std::string own = "<" + pdfHexadecimal(randomBytes(16)) + ">";
+        const std::string first = identifiers.empty() ? own : std::string(identifiers[0]);
+        return entries + "/Prev " + std::to_string(m_file.crossReference()) + " /ID [ " + first
+            + " " + own + " ]";
+    }
+
+    std::string_view m_pdf;
+    const PdfOptions& m_options;
+    PdfFile m_file;
+    PdfReference m_catalog;
+    int m_next = 0;
+    std::set<PdfReference> m_seenPages;
+    std::map<PdfReference, std::string> m_texts; // of the objects to be appended
+    std::set<PdfReference> m_isNew;
+    std::string m_fieldName;
+    PdfUpdate m_result;
 };
 
 } // namespace
 
-std::optional<PdfUpdate> updateForSignature(
-    std::string_view pdf, std::size_t signatureRoom, const std::string& time, std::string& error) {
-    try {
-        return Update(pdf).run(signatureRoom, time);
-    } catch (const Refusal& refusal) {
-        error = refusal.reason;
-    } catch (const QPDFExc& failure) {
-        error = failure.getErrorCode() == qpdf_e_password
-            ? "the PDF is encrypted; only PDFs without encryption can be signed"
-            : "the PDF is damaged: " + failure.getMessageDetail();
-    } catch (const std::exception& failure) {
-        error = std::string("the PDF is damaged: ") + failure.what();
-    }
-    return std::nullopt;
+bool isOfItsSectionAlone(const std::string& key) {
+    static constexpr std::array<std::string_view, 14> keys
+        = {"/Prev", "/Size", "/XRefStm", "/ID", "/Type", "/W", "/Index", "/Length", "/Filter",
+            "/DecodeParms", "/F", "/FFilter", "/FDecodeParms", "/DL"};
+    return std::find(keys.begin(), keys.end(), key) != keys.end();
+}
+
+PdfUpdate updateForSignature(std::string_view pdf, std::size_t signatureRoom,
+    const std::string& time, const PdfOptions& options) {
+    return Update(pdf, options).run(signatureRoom, time);
 }
 
 } // namespace devserver

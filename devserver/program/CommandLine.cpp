@@ -13,7 +13,10 @@ const char* const usageText =
     R"(usage: quillet-devserver [--port N] [--open] [--authority DIR]
        quillet-devserver sign (--pdf FILE | --xml FILE) --out FILE ... --certificate DIGEST|first
                               [--port N] [--room ID] [--timeout SECONDS] [--authority DIR]
-                              [--send-document] [--log FILE] [--agent PROGRAM [-- ARGUMENT...]]
+                              [--send-document] [--log FILE] [--repair] [--password FILE|-]
+                              [--reason TEXT] [--location TEXT] [--id-attribute NAME]
+                              [--signature-at first|last|after=NAME]
+                              [--agent PROGRAM [-- ARGUMENT...]]
        quillet-devserver --help | --version
 
 A signing server on this machine, for those who integrate the signing agent.
@@ -33,6 +36,14 @@ if all of them were.
   --timeout SECONDS     how long each step may take (default: 120)
   --send-document       sends the PDF to the agent too, and expects it back
   --log FILE            the messages, with long values cut
+  --repair              has a damaged PDF written anew before it is signed, as far as it can be
+                        made out; look at the result. One that is signed is never written anew
+  --password FILE|-     opens encrypted PDFs with the first line of FILE, or asks at the terminal
+  --reason TEXT, --location TEXT
+                        stand in the signatures of PDFs
+  --id-attribute NAME   signs the root of XML documents by its identifier in this attribute
+  --signature-at WHERE  where XML signatures go: the root's first or last child (default: last), or
+                        behind its child NAME
   --agent PROGRAM       starts PROGRAM with the link, and the ARGUMENTs behind it
 )";
 
@@ -81,6 +92,15 @@ Taker outInto(std::vector<SigningTask>& tasks) {
     };
 }
 
+Taker placeInto(XmlOptions& target) {
+    return [&target](const std::string& value) {
+        constexpr std::string_view after = "after=";
+        target.isFirst = value == "first";
+        target.after = value.starts_with(after) ? value.substr(after.size()) : "";
+        return target.isFirst || value == "last" || !target.after.empty();
+    };
+}
+
 /// Reads options from `rest` up to the end or to "--", behind which `rest` is then. The error, or
 /// nothing.
 std::optional<std::string> takeOptions(
@@ -108,9 +128,17 @@ std::optional<std::string> takeOptions(
 CommandLine parseSign(std::vector<std::string> arguments) {
     SignOptions options;
     const auto own = std::find(arguments.begin(), arguments.end(), "--"); // the rest is the agent's
-    const auto kept = std::remove(arguments.begin(), own, "--send-document");
-    options.sendDocuments = kept != own;
-    arguments.erase(kept, own);
+    const std::vector<std::string> before(arguments.begin(), own);
+    const auto flag = [&](const char* name) {
+        return std::find(before.begin(), before.end(), name) != before.end();
+    };
+    options.sendDocuments = flag("--send-document");
+    options.repair = flag("--repair");
+    arguments.erase(std::remove_if(arguments.begin(), own,
+                        [](const std::string& argument) {
+                            return argument == "--send-document" || argument == "--repair";
+                        }),
+        own);
     std::string agent;
     unsigned timeout = 120;
     const Takers takers = {{"--pdf", taskInto(options.tasks, DocumentKind::pdf)},
@@ -118,6 +146,10 @@ CommandLine parseSign(std::vector<std::string> arguments) {
         {"--certificate", textInto(options.certificate)}, {"--port", portInto(options.port)},
         {"--room", textInto(options.room)}, {"--authority", textInto(options.authorityFolder)},
         {"--log", textInto(options.log)}, {"--agent", textInto(agent)},
+        {"--password", textInto(options.passwordFile)}, {"--reason", textInto(options.pdf.reason)},
+        {"--location", textInto(options.pdf.location)},
+        {"--id-attribute", textInto(options.xml.idAttribute)},
+        {"--signature-at", placeInto(options.xml)},
         {"--timeout",
             [&](const std::string& value) { return parseNumber(value, 1U, 86400U, timeout); }}};
     std::size_t rest = 1;

@@ -31,6 +31,10 @@ struct SignOptions {
     std::chrono::seconds timeout{120}; // of each step
     std::string authorityFolder; // empty: the user's
     bool sendDocuments = false; // to the agent too
+    bool repair = false; // damaged PDFs, by writing them anew first
+    std::string passwordFile; // of encrypted PDFs; "-" asks at the terminal
+    PdfOptions pdf; // but for the password
+    XmlOptions xml;
     std::string log; // a file for the messages; empty: none
     std::optional<std::string> agent; // a program to start
     std::vector<std::string> agentArguments; // after the link

@@ -5,6 +5,7 @@
 #include "devserver/program/Files.h"
 #include "devserver/program/Introduction.h"
 #include "devserver/program/MessageLog.h"
+#include "devserver/program/Password.h"
 #include "devserver/program/StepTable.h"
 #include "devserver/server/Server.h"
 #include "devserver/session/Doorkeeper.h"
@@ -106,16 +107,47 @@ public:
 private:
     std::optional<std::string> prepare() {
         std::string error;
+        PdfOptions pdf = m_options.pdf;
+        if (!m_options.passwordFile.empty()) {
+            std::optional<std::string> password = readPassword(m_options.passwordFile, error);
+            if (!password) {
+                return error;
+            }
+            pdf.password = std::move(*password);
+        }
         for (const SigningTask& task : m_options.tasks) {
+            if (std::optional<std::string> cause = refusalOfOutput(task)) {
+                return cause;
+            }
             std::optional<std::string> document = readFile(task.in, error);
             if (!document) {
                 return error;
             }
-            if (const std::optional<std::string> refusal = refusalOf(task.kind, *document)) {
-                return task.in + " cannot be signed: " + *refusal;
+            DocumentOrder order{task.kind, "", std::move(*document), m_options.sendDocuments,
+                m_options.repair, pdf, m_options.xml};
+            if (const std::optional<DocumentRefusal> refusal = refusalOf(order)) {
+                return task.in + " cannot be signed: " + refusal->reason
+                    + (refusal->canBeRepaired
+                            ? "\nWith --repair it is written anew first, as far as it can be made "
+                              "out; look at the result before you rely on it."
+                            : "");
             }
-            m_documents.push_back(std::move(*document));
+            m_orders.push_back(std::move(order));
         }
+        return begin();
+    }
+
+    /// Whether a signed file can be written is known before a key is asked to sign.
+    std::optional<std::string> refusalOfOutput(const SigningTask& task) const {
+        for (const SigningTask& other : m_options.tasks) {
+            if (&other != &task && isSameFile(other.out, task.out)) {
+                return "two signed files cannot have one name: " + task.out;
+            }
+        }
+        return refusalToWrite(task.out);
+    }
+
+    std::optional<std::string> begin() {
         if (!m_options.log.empty()) {
             m_logFile.open(m_options.log);
             if (!m_logFile) {
@@ -187,13 +219,15 @@ private:
     StepResult sign(std::size_t index) {
         const SigningTask& task = m_options.tasks[index];
         std::string signedDocument;
-        const DocumentOrder order{
-            task.kind, m_digest, std::move(m_documents[index]), m_options.sendDocuments};
-        StepResult result = signDocument(*m_driver, order, signedDocument);
-        if (result.ok && !writeFile(task.out, signedDocument)) {
-            return StepResult::failure(task.out + " cannot be written");
+        m_orders[index].digest = m_digest;
+        StepResult result = signDocument(*m_driver, std::move(m_orders[index]), signedDocument);
+        if (!result.ok) {
+            return result;
         }
-        return result.ok ? StepResult{true, task.out + ", " + result.text} : result;
+        if (std::optional<std::string> cause = writeFile(task.out, signedDocument)) {
+            return StepResult::failure(std::move(*cause));
+        }
+        return {true, task.out + ", " + result.text};
     }
 
     StepResult awaitEnd() {
@@ -236,7 +270,7 @@ private:
     Server m_server;
     OneAgent m_agent;
     AgentProcess m_process;
-    std::vector<std::string> m_documents;
+    std::vector<DocumentOrder> m_orders;
     std::optional<SessionDriver> m_driver;
     std::string m_digest;
 };

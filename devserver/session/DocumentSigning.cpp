@@ -8,20 +8,25 @@ namespace devserver {
 
 namespace {
 
-StepResult signPdf(SessionDriver& driver, const DocumentOrder& order, std::string& signedPdf) {
+StepResult signPdf(SessionDriver& driver, DocumentOrder order, std::string& signedPdf) {
+    // Before the agent is asked for anything.
+    if (const std::optional<DocumentRefusal> refusal = refusalOf(order)) {
+        return StepResult::failure(refusal->reason);
+    }
     std::string certificate;
     StepResult result = driver.certificateOf(order.digest, certificate);
     if (!result.ok) {
         return result;
     }
     std::string error;
-    std::optional<PdfSignature> signature = PdfSignature::begin(order.document, certificate, error);
+    std::optional<PdfSignature> signature
+        = PdfSignature::begin(std::move(order.document), certificate, order.pdf, error);
     if (!signature) {
         return StepResult::failure(error);
     }
     Signature answer;
     result = driver.signBytes(order.digest, signature->bytesToSign(), answer,
-        order.isSent ? std::optional(order.document) : std::nullopt);
+        order.isSent ? std::optional(signature->document()) : std::nullopt);
     if (!result.ok) {
         return result;
     }
@@ -33,9 +38,10 @@ StepResult signPdf(SessionDriver& driver, const DocumentOrder& order, std::strin
     return {true, "a PDF of " + std::to_string(signedPdf.size()) + " bytes"};
 }
 
-StepResult signXml(SessionDriver& driver, const DocumentOrder& order, std::string& signedXml) {
+StepResult signXml(SessionDriver& driver, DocumentOrder order, std::string& signedXml) {
     std::string error;
-    std::optional<XmlSignature> signature = XmlSignature::begin(order.document, error);
+    std::optional<XmlSignature> signature
+        = XmlSignature::begin(std::move(order.document), order.xml, error);
     if (!signature) {
         return StepResult::failure(error);
     }
@@ -58,24 +64,36 @@ std::string tooLargeText() {
     return "the file is larger than " + std::to_string(largestDocument >> 20) + " MiB";
 }
 
-std::optional<std::string> refusalOf(DocumentKind kind, std::string_view document) {
-    std::string error;
-    const bool canBeSigned = document.size() <= largestDocument
-        && (kind == DocumentKind::pdf ? updateForSignature(document, 0, "", error).has_value()
-                                      : XmlSignature::begin(document, error).has_value());
-    if (canBeSigned) {
-        return std::nullopt;
+std::optional<DocumentRefusal> refusalOf(DocumentOrder& order) {
+    if (order.document.size() > largestDocument) {
+        return DocumentRefusal{tooLargeText()};
     }
-    return error.empty() ? tooLargeText() : error;
+    if (order.kind == DocumentKind::xml) {
+        std::string error;
+        return XmlSignature::begin(order.document, order.xml, error)
+            ? std::nullopt
+            : std::optional(DocumentRefusal{error});
+    }
+    std::optional<PdfRefusal> refusal = pdfRefusal(order.document, order.pdf);
+    if (!refusal || !refusal->isDamage) {
+        return refusal ? std::optional(DocumentRefusal{refusal->reason}) : std::nullopt;
+    }
+    try {
+        std::string repaired = repairedPdf(order.document, order.pdf.password);
+        const std::optional<PdfRefusal> still = pdfRefusal(repaired, order.pdf);
+        if (!still && order.isRepaired) {
+            order.document = std::move(repaired);
+            return std::nullopt;
+        }
+        return DocumentRefusal{refusal->reason, !still};
+    } catch (const PdfRefusal& other) {
+        return DocumentRefusal{other.isDamage ? refusal->reason : other.reason};
+    }
 }
 
-StepResult signDocument(
-    SessionDriver& driver, const DocumentOrder& order, std::string& signedDocument) {
-    if (std::optional<std::string> refusal = refusalOf(order.kind, order.document)) {
-        return StepResult::failure(std::move(*refusal)); // before the agent is asked for anything
-    }
-    return order.kind == DocumentKind::pdf ? signPdf(driver, order, signedDocument)
-                                           : signXml(driver, order, signedDocument);
+StepResult signDocument(SessionDriver& driver, DocumentOrder order, std::string& signedDocument) {
+    return order.kind == DocumentKind::pdf ? signPdf(driver, std::move(order), signedDocument)
+                                           : signXml(driver, std::move(order), signedDocument);
 }
 
 } // namespace devserver

@@ -2,6 +2,8 @@
 // Documents signed through an agent.
 #pragma once
 
+#include "devserver/documents/PdfUpdate.h"
+#include "devserver/documents/XmlReading.h"
 #include "devserver/session/SessionDriver.h"
 
 #include <cstddef>
@@ -18,19 +20,27 @@ inline constexpr std::size_t largestDocument = std::size_t{100} << 20;
 /// "larger than 100 MiB", as a sentence.
 std::string tooLargeText();
 
-/// Why a document cannot be signed, whatever the certificate; nothing when it can.
-std::optional<std::string> refusalOf(DocumentKind kind, std::string_view document);
-
 /// A document, and how it is to be signed.
 struct DocumentOrder {
     DocumentKind kind = DocumentKind::pdf;
     std::string digest; // of the certificate
     std::string document;
     bool isSent = false; // to the agent too, which only sends a PDF back
+    bool isRepaired = false; // a damaged PDF is written anew first
+    PdfOptions pdf = {};
+    XmlOptions xml = {};
 };
 
+struct DocumentRefusal {
+    std::string reason;
+    bool canBeRepaired = false; // a copy written anew can be signed
+};
+
+/// Why a document cannot be signed, whatever the certificate; nothing when it can. One that is to
+/// be repaired, and needs it, is.
+std::optional<DocumentRefusal> refusalOf(DocumentOrder& order);
+
 /// Has the agent sign; the signed file, on success.
-StepResult signDocument(
-    SessionDriver& driver, const DocumentOrder& order, std::string& signedDocument);
+StepResult signDocument(SessionDriver& driver, DocumentOrder order, std::string& signedDocument);
 
 } // namespace devserver

@@ -39,6 +39,27 @@ TEST(CommandLineTest, SignTakesAllItsOptions) {
     EXPECT_EQ(sign->agentArguments, (Arguments{"--flag", "h", "--send-document"}));
 }
 
+TEST(CommandLineTest, SignTakesTheOptionsOfSignatures) {
+    Arguments arguments = {"sign", "--pdf", "a", "--repair", "--out", "b", "--certificate", "first",
+        "--password", "-", "--reason", "r", "--location", "l", "--id-attribute", "ID",
+        "--signature-at", "after=Issuer"};
+    const CommandLine commandLine = parseCommandLine(arguments);
+    const auto* sign = std::get_if<SignOptions>(&commandLine);
+    ASSERT_NE(sign, nullptr) << usageErrorOf(arguments);
+    EXPECT_TRUE(sign->repair);
+    EXPECT_EQ(sign->passwordFile, "-");
+    EXPECT_EQ(sign->pdf.reason, "r");
+    EXPECT_EQ(sign->pdf.location, "l");
+    EXPECT_EQ(sign->xml.idAttribute, "ID");
+    EXPECT_EQ(sign->xml.after, "Issuer");
+    EXPECT_FALSE(sign->xml.isFirst);
+    for (const char* place : {"after=", "middle"}) {
+        arguments.back() = place;
+        EXPECT_EQ(usageErrorOf(arguments),
+            "'" + std::string(place) + "' cannot stand here for --signature-at");
+    }
+}
+
 TEST(CommandLineTest, SignNeedsFilesAndCertificate) {
     EXPECT_EQ(usageErrorOf({"sign"}), "sign needs --pdf or --xml");
     EXPECT_EQ(usageErrorOf({"sign", "--pdf", "a"}), "'a' needs --out");

@@ -196,6 +196,79 @@ TEST_F(SignCommandTest, DocumentsThatCannotBeSignedFailBeforeAnythingStarts) {
     EXPECT_EQ(output.text(), "");
 }
 
+TEST_F(SignCommandTest, OutputThatCannotBeWrittenFailsBeforeAnythingStarts) {
+    writeFile(folder / "file", "");
+    const std::map<std::string, std::string> failures = {
+        {path("no folder/out"), ": No such file or directory\n"},
+        {path("file/out"), ": Not a directory\n"},
+        {path("."), ": Is a directory\n"},
+    };
+    for (const auto& [out, cause] : failures) {
+        options.tasks[0].out = out;
+        EXPECT_EQ(runAlone(), 1);
+        EXPECT_THAT(errors.text(), HasSubstr(out + " cannot be written" + cause));
+    }
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(SignCommandTest, TwoSignedFilesCannotHaveOneName) {
+    options.tasks[1].out = path("./signed.pdf");
+    EXPECT_EQ(runAlone(), 1);
+    EXPECT_THAT(errors.text(), HasSubstr("two signed files cannot have one name: "));
+    writeFile(folder / "signed.pdf", "");
+    std::filesystem::create_symlink(path("signed.pdf"), path("link"));
+    options.tasks[1].out = path("link");
+    EXPECT_EQ(runAlone(), 1);
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(SignCommandTest, SignedFileTakesThePlaceOfTheDocument) {
+    writeFile(folder / "here.pdf", contentOf(DEVSERVER_SAMPLES "/contract.pdf"));
+    std::filesystem::permissions(folder / "here.pdf", std::filesystem::perms(0640));
+    std::filesystem::create_symlink(path("here.pdf"), path("link.pdf"));
+    options.tasks = {{DocumentKind::pdf, path("here.pdf"), path("link.pdf")}};
+    ASSERT_EQ(run(), 0) << errors.text();
+    EXPECT_THAT(
+        pdfsig(contentOf(path("here.pdf"))).validations, ElementsAre("Signature is Valid."));
+    EXPECT_TRUE(std::filesystem::is_symlink(path("link.pdf")));
+    EXPECT_EQ(
+        std::filesystem::status(path("here.pdf")).permissions(), std::filesystem::perms(0640));
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+        EXPECT_FALSE(entry.path().filename().string().starts_with(".")) << entry.path();
+    }
+}
+
+TEST_F(SignCommandTest, DamagedDocumentIsSignedOnRequest) {
+    std::string damaged = contentOf(DEVSERVER_SAMPLES "/contract.pdf");
+    damaged.insert(damaged.find('\n') + 1, "% all has moved\n");
+    writeFile(folder / "damaged.pdf", damaged);
+    options.tasks = {{DocumentKind::pdf, path("damaged.pdf"), path("signed.pdf")}};
+    EXPECT_EQ(runAlone(), 1);
+    EXPECT_THAT(errors.text(), HasSubstr("cannot be signed: the PDF is damaged: "));
+    EXPECT_THAT(errors.text(), HasSubstr("\nWith --repair it is written anew first"));
+    options.repair = true;
+    ASSERT_EQ(run(), 0) << errors.text();
+    EXPECT_THAT(
+        pdfsig(contentOf(path("signed.pdf"))).validations, ElementsAre("Signature is Valid."));
+}
+
+TEST_F(SignCommandTest, PasswordComesFromAFile) {
+    const Outcome made = ::run(
+        "qpdf --encrypt secret owner 256 -- " DEVSERVER_SAMPLES "/contract.pdf " + path("in.pdf"));
+    ASSERT_EQ(made.status, 0) << made.output;
+    options.tasks = {{DocumentKind::pdf, path("in.pdf"), path("signed.pdf")}};
+    EXPECT_EQ(runAlone(), 1);
+    EXPECT_THAT(errors.text(), HasSubstr("the PDF is encrypted, and this is not its password"));
+    options.passwordFile = path("none");
+    EXPECT_EQ(runAlone(), 1);
+    EXPECT_THAT(errors.text(), HasSubstr("the password cannot be read from " + path("none")));
+    writeFile(folder / "password", "secret\r\nmore");
+    options.passwordFile = path("password");
+    ASSERT_EQ(run(), 0) << errors.text();
+    EXPECT_THAT(pdfsig(contentOf(path("signed.pdf")), "secret").validations,
+        ElementsAre("Signature is Valid."));
+}
+
 TEST_F(SignCommandTest, AgentIsStartedWithLinkAuthorityAndArguments) {
     writeFile(folder / "agent.sh",
         "#!/bin/sh\necho \"$1|$2|$SSL_CERT_FILE|$(cat)\" >" + path("called") + "\nexit 3\n");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "devserver/documents/PdfUpdate.h"
+#include "devserver/documents/PdfSignature.h"
 
 #include "tests/documents/TestPdf.h"
 
@@ -14,31 +14,15 @@ using testing::StartsWith;
 
 /// Why a document is not signed.
 std::string refusalOf(std::string_view pdf) {
-    std::string error;
-    return devserver::updateForSignature(pdf, 100, "D:20260101000000Z", error) ? "(none)" : error;
+    const auto refusal = devserver::pdfRefusal(pdf, {});
+    return refusal ? refusal->reason : "(none)";
 }
 
 TEST(PdfRefusalTest, WhatIsNoPdf) {
     EXPECT_EQ(refusalOf(""), "this is not a PDF");
     EXPECT_EQ(refusalOf("<html></html>"), "this is not a PDF");
     EXPECT_EQ(refusalOf(std::string(100000, 'x')), "this is not a PDF");
-    EXPECT_EQ(refusalOf("\n" + makePdf()),
-        "the PDF does not begin with its header, but with other bytes");
-}
-
-TEST(PdfRefusalTest, EncryptedDocuments) {
-    const char* const reason = "the PDF is encrypted; only PDFs without encryption can be signed";
-    EXPECT_EQ(refusalOf(makePdf(PdfForm().written([](QPDFWriter& writer) {
-        writer.setR6EncryptionParameters(
-            "user", "owner", true, true, true, true, true, true, qpdf_r3p_full, true);
-    }))),
-        reason);
-    EXPECT_EQ(
-        refusalOf(makePdf(PdfForm().written([](QPDFWriter& writer) { // opens without a password
-            writer.setR6EncryptionParameters(
-                "", "owner", true, true, true, true, true, true, qpdf_r3p_full, true);
-        }))),
-        reason);
+    EXPECT_EQ(refusalOf(std::string(2000, '\n') + makePdf()), "this is not a PDF");
 }
 
 TEST(PdfRefusalTest, DamagedDocuments) {

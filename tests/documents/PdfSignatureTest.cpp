@@ -25,7 +25,8 @@ const TestSigner& signer() {
 
 std::string signedPdf(std::string_view pdf, const TestSigner& by = signer()) {
     std::string error;
-    std::optional<PdfSignature> signature = PdfSignature::begin(pdf, by.certificateDer(), error);
+    std::optional<PdfSignature> signature
+        = PdfSignature::begin(std::string(pdf), by.certificateDer(), {}, error);
     if (!signature) {
         ADD_FAILURE() << error;
         return "";
@@ -200,7 +201,7 @@ TEST(PdfSignatureTest, ChangedByteIsNoticed) {
 
 TEST(PdfSignatureTest, SignatureOfAnotherKeyIsNotTaken) {
     std::string error;
-    auto signature = PdfSignature::begin(makePdf(), signer().certificateDer(), error);
+    auto signature = PdfSignature::begin(makePdf(), signer().certificateDer(), {}, error);
     ASSERT_TRUE(signature) << error;
     EXPECT_FALSE(signature->complete(TestSigner("Other").sign(signature->bytesToSign()), error));
     EXPECT_EQ(error,

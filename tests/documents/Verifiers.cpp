@@ -36,12 +36,12 @@ Outcome run(const std::string& command) {
     return outcome;
 }
 
-PdfSigVerdict pdfsig(std::string_view pdf) {
+PdfSigVerdict pdfsig(std::string_view pdf, const std::string& password) {
     const TemporaryFolder folder;
     writeFile(folder / "file.pdf", pdf);
     PdfSigVerdict verdict;
-    verdict.output = run(
-        "HOME=" + folder.path().string() + " pdfsig -nocert " + (folder / "file.pdf").string())
+    verdict.output = run("HOME=" + folder.path().string() + " pdfsig -nocert -upw '" + password
+        + "' " + (folder / "file.pdf").string())
                          .output;
     static const std::regex validation("Signature Validation: ([^\n]*)");
     for (auto found
@@ -55,10 +55,21 @@ PdfSigVerdict pdfsig(std::string_view pdf) {
     return verdict;
 }
 
-Outcome qpdfCheck(std::string_view pdf) {
+Outcome qpdfCheck(std::string_view pdf, const std::string& password) {
     const TemporaryFolder folder;
     writeFile(folder / "file.pdf", pdf);
-    return run("qpdf --check " + (folder / "file.pdf").string());
+    return run("qpdf --check --password='" + password + "' " + (folder / "file.pdf").string());
+}
+
+std::string pictures(Renderer renderer, std::string_view pdf, const std::string& password) {
+    const TemporaryFolder folder;
+    writeFile(folder / "file.pdf", pdf);
+    const std::string command = renderer == Renderer::poppler
+        ? "pdftoppm -r 36 -upw '" + password + "' file.pdf a"
+        : "mutool draw -q -r 36 -p '" + password + "' -o a-%d.ppm file.pdf";
+    return run("cd " + folder.path().string() + "; " + command
+        + " >/dev/null 2>&1; ls | grep -c ppm && cat *.ppm | sha256sum")
+        .output;
 }
 
 Outcome opensslCms(std::string_view pdf, const TestSigner& signer) {
@@ -84,10 +95,11 @@ Outcome opensslCms(std::string_view pdf, const TestSigner& signer) {
         + "/data -CAfile " + in + "/ca.pem -purpose any -out /dev/null");
 }
 
-Outcome xmlsec1(std::string_view xml, const TestSigner& signer) {
+Outcome xmlsec1(std::string_view xml, const TestSigner& signer, const std::string& identifier) {
     const TemporaryFolder folder;
     writeFile(folder / "file.xml", xml);
     writeFile(folder / "ca.pem", signer.certificatePem());
     const std::string in = folder.path().string();
-    return run("xmlsec1 --verify --trusted-pem " + in + "/ca.pem " + in + "/file.xml");
+    return run("xmlsec1 --verify --id-attr:" + identifier + " --trusted-pem " + in + "/ca.pem " + in
+        + "/file.xml");
 }

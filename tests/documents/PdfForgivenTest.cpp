@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// What stands in many files although no rule allows it, and is signed all the same; and what can be
+// written anew first.
+#include "tests/documents/PdfSigning.h"
+#include "tests/documents/RawPdf.h"
+#include "tests/documents/TestPdf.h"
+#include "tests/documents/Verifiers.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using devserver::PdfOptions;
+using devserver::PdfRefusal;
+using devserver::repairedPdf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(PdfForgivenTest, TableThatCountsFromOne) {
+    RawPdf raw;
+    raw.firstNumber = 1;
+    EXPECT_THAT(updateOf(raw.text()), HasSubstr("/Contents 4 0 R"));
+}
+
+TEST(PdfForgivenTest, BlankLinesBeforeTheTable) {
+    for (const char* blanks : {"\n\n", "\r\n \r\n", "% a comment\n"}) {
+        RawPdf raw;
+        const std::string pdf = raw.text();
+        raw.beforeTable = blanks;
+        std::string moved = raw.text(); // "startxref" leads to the blanks
+        signedPdfOf(moved);
+    }
+}
+
+TEST(PdfForgivenTest, BytesBehindTheEndMark) {
+    for (const std::size_t count : {1U, 1100U, 100000U}) {
+        RawPdf raw;
+        raw.behind = std::string(count, '\n');
+        signedPdfOf(raw.text());
+        raw.behind = std::string(count, '\0') + "end";
+        signedPdfOf(raw.text());
+    }
+}
+
+TEST(PdfForgivenTest, BytesBeforeTheHeader) {
+    for (const char* before : {"\n", "\xEF\xBB\xBF", "HTTP/1.1 200 OK\r\n\r\n"}) {
+        for (const bool hasStream : {false, true}) {
+            RawPdf raw;
+            raw.before = before;
+            raw.hasStream = hasStream;
+            signedPdfOf(raw.text());
+        }
+    }
+}
+
+TEST(PdfForgivenTest, DamagedDocumentIsWrittenAnewOnRequest) {
+    RawPdf raw;
+    raw.objects[6] = "<< /Title (x) >>";
+    std::string pdf = raw.text();
+    pdf.insert(pdf.find("4 0 obj"), "\n% all that follows has moved\n");
+    EXPECT_THAT(pdfRefusalOf(pdf), StartsWith("the PDF is damaged: "));
+    EXPECT_TRUE(devserver::pdfRefusal(pdf, {})->isDamage);
+    const std::string repaired = repairedPdf(pdf, "");
+    EXPECT_EQ(qpdfCheck(repaired).status, 0);
+    expectSamePictures(pdf, repaired);
+    signedPdfOf(repaired);
+}
+
+TEST(PdfForgivenTest, DamagedDocumentThatIsSignedIsNotWrittenAnew) {
+    std::string pdf = signedPdfOf(RawPdf().text());
+    pdf.insert(pdf.find("4 0 obj"), "\n% all that follows has moved\n");
+    EXPECT_THROW(repairedPdf(pdf, ""), PdfRefusal);
+}
+
+TEST(PdfForgivenTest, ReasonAndLocationAreToldByTheSignature) {
+    PdfOptions options;
+    options.reason = "I (and no other) agree \\";
+    options.location = "M\xC3\xBCnchen \xE2\x82\xAC \xF0\x9F\x96\x8B";
+    const std::string tail = updateOf(makePdf(), options);
+    EXPECT_THAT(tail,
+        HasSubstr("/Reason <492028616e64206e6f206f746865722920616772656520"
+                  "5c>"));
+    EXPECT_THAT(
+        tail, HasSubstr("/Location <feff004d00fc006e006300680065006e002020ac0020d83ddd8b>"));
+}
+
+} // namespace
