@@ -8,6 +8,7 @@
 #include "ZqMacClient/ZqRestApiClient.h"
 #include "foundation/NumericCompare.h"
 #include "foundation/PercentEncoding.h"
+#include "foundation/URLReference.h"
 #include "platform/Platform.h"
 
 #include <cstdlib>
@@ -19,14 +20,37 @@ namespace {
 
 constexpr std::uint64_t defaultPort = 443;
 
-/// The address that both REST requests begin with. The decoded parts are encoded again.
-std::string restBaseAddress(const URLComponents& components) {
+std::string hostOf(const URLComponents& components) {
     if (!components.host) {
         fatalError("the server URL has no host");
     }
-    return "https://" + percentEncodedHost(*components.host) + ":"
-        + std::to_string(components.port.value_or(defaultPort))
-        + percentEncodedPath(components.path);
+    return *components.host;
+}
+
+std::uint64_t portOf(const URLComponents& components) {
+    const URLPort port = components.port.value_or(URLPort{defaultPort});
+    if (!port.number) {
+        fatalError("the port of the server URL has more than 64 bits");
+    }
+    return *port.number;
+}
+
+std::string pathOf(const URLComponents& components) {
+    if (!components.path) {
+        fatalError("the path of the server URL is no text");
+    }
+    return *components.path;
+}
+
+/// The address that both REST requests begin with. The decoded parts are encoded again, but no URL
+/// is made of a host with characters that stand in none, such as blanks.
+std::string restBaseAddress(const URLComponents& components) {
+    const std::string host = hostOf(components);
+    if (!hasOnlyURLCharacters(host)) {
+        fatalError("not a URL: https://" + host);
+    }
+    return "https://" + percentEncodedHost(host) + ":" + std::to_string(portOf(components))
+        + percentEncodedPath(pathOf(components));
 }
 
 /// The value that a request for `url` answers with, if any.
@@ -77,14 +101,12 @@ std::optional<URLComponents> ViewController::parseServerUrl(const std::string& s
 void ViewController::connectToServer(const std::string& serverUrl) {
     const std::optional<URLComponents> components = parseServerUrl(serverUrl);
     const std::optional<std::string> roomId = components->getQueryParameter("roomId");
-    if (!components->host) {
-        fatalError("the server URL has no host");
-    }
-    const std::uint64_t port = components->port.value_or(defaultPort);
-    NSLog("Server: ", *components->scheme, "://", *components->host, ":", std::to_string(port));
+    const std::string host = hostOf(*components);
+    const std::uint64_t port = portOf(*components);
+    NSLog("Server: ", *components->scheme, "://", host, ":", std::to_string(port));
     NSLog("Room ID: ", *roomId);
     m_client = std::make_shared<ZqClient>(this);
-    m_client->connect(components->host, port, components->path + "/room/" + *roomId, roomId);
+    m_client->connect(host, port, pathOf(*components) + "/room/" + *roomId, roomId);
 }
 
 void ViewController::checkForUpdates(const std::string& serverUrl) {

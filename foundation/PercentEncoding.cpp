@@ -7,23 +7,6 @@ namespace {
 
 constexpr std::string_view unreserved
     = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-constexpr std::string_view subDelimiters = "!$&'()*+,;=";
-
-std::string encoded(std::string_view text, std::string_view furtherAllowed) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string out;
-    out.reserve(text.size());
-    for (const char c : text) {
-        const auto isIn = [c](std::string_view set) { return set.find(c) != set.npos; };
-        if (isIn(unreserved) || isIn(subDelimiters) || isIn(furtherAllowed)) {
-            out += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            out += {'%', digits[byte >> 4], digits[byte & 15]};
-        }
-    }
-    return out;
-}
 
 int hexValue(char c) {
     if (c >= '0' && c <= '9') {
@@ -35,7 +18,7 @@ int hexValue(char c) {
 
 } // namespace
 
-std::optional<std::string> percentDecoded(std::string_view text) {
+std::optional<std::string> percentDecodedBytes(std::string_view text) {
     std::string out;
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -51,17 +34,34 @@ std::optional<std::string> percentDecoded(std::string_view text) {
         out += static_cast<char>(high * 16 + low);
         i += 2;
     }
-    if (!isUtf8(out)) {
-        return std::nullopt;
+    return out;
+}
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+    std::optional<std::string> out = percentDecodedBytes(text);
+    return out && isUtf8(*out) ? std::move(out) : std::nullopt;
+}
+
+std::string percentEncoded(std::string_view text, std::string_view kept) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string out;
+    out.reserve(text.size());
+    for (const char c : text) {
+        if (unreserved.find(c) != unreserved.npos || kept.find(c) != kept.npos) {
+            out += c;
+        } else {
+            const auto byte = static_cast<unsigned char>(c);
+            out += {'%', digits[byte >> 4], digits[byte & 15]};
+        }
     }
     return out;
 }
 
 std::string percentEncodedPath(std::string_view text) {
-    return encoded(text, ":@/");
+    return percentEncoded(text, "!$&'()*+,;=:@/");
 }
 
 std::string percentEncodedHost(std::string_view text) {
     const bool isAddress = text.starts_with('[') && text.ends_with(']');
-    return encoded(text, isAddress ? "[]:" : "");
+    return percentEncoded(text, isAddress ? "!$&'()*+,;=[]:" : "!$&'()*+,;=");
 }

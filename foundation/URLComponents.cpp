@@ -2,27 +2,17 @@
 #include "foundation/URLComponents.h"
 
 #include "foundation/PercentEncoding.h"
-
-#include <boost/url/parse.hpp>
-#include <boost/url/url_view.hpp>
+#include "foundation/URLReference.h"
 
 #include <algorithm>
 #include <charconv>
 
 namespace {
 
-/// A path after an authority begins with a slash (RFC 3986, section 3.3). Boost 1.81 does not
-/// insist: it reads "//h:x" as an empty port followed by the path "x".
-std::optional<boost::urls::url_view> parsedReference(std::string_view text) {
-    const auto parsed = boost::urls::parse_uri_reference(text);
-    if (!parsed) {
-        return std::nullopt;
-    }
-    const auto path = parsed->encoded_path();
-    if (parsed->has_authority() && !path.empty() && path.front() != '/') {
-        return std::nullopt;
-    }
-    return *parsed;
+URLPort portOf(std::string_view digits) {
+    std::uint64_t number = 0;
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return {result.ec == std::errc() ? std::optional(number) : std::nullopt};
 }
 
 /// An item whose name or value does not decode to text has an empty name, or no value.
@@ -50,36 +40,21 @@ std::vector<URLQueryItem> itemsOfQuery(std::string_view query) {
 } // namespace
 
 std::optional<URLComponents> URLComponents::parse(std::string_view text) {
-    const std::optional<boost::urls::url_view> parsed = parsedReference(text);
-    if (!parsed) {
+    const std::optional<URLReference> url = URLReference::parse(text);
+    if (!url) {
         return std::nullopt;
     }
-    const boost::urls::url_view& url = *parsed;
     URLComponents components;
-    if (url.has_scheme()) {
-        components.scheme = std::string(url.scheme());
-    }
-    if (url.has_authority()) {
-        components.host = percentDecoded(std::string(url.encoded_host()));
-        if (!components.host) {
-            return std::nullopt;
-        }
-        if (const std::string digits(url.port()); !digits.empty()) {
-            std::uint64_t port = 0;
-            if (std::from_chars(digits.data(), digits.data() + digits.size(), port).ec
-                != std::errc()) {
-                return std::nullopt;
-            }
-            components.port = port;
+    components.scheme = url->scheme;
+    if (url->authority) {
+        components.host = percentDecoded(url->authority->host);
+        if (const std::string_view digits = url->authority->port.value_or(""); !digits.empty()) {
+            components.port = portOf(digits);
         }
     }
-    std::optional<std::string> path = percentDecoded(std::string(url.encoded_path()));
-    if (!path) {
-        return std::nullopt;
-    }
-    components.path = std::move(*path);
-    if (url.has_query()) {
-        components.queryItems = itemsOfQuery(std::string(url.encoded_query()));
+    components.path = percentDecoded(url->path);
+    if (url->query) {
+        components.queryItems = itemsOfQuery(*url->query);
     }
     return components;
 }
@@ -94,5 +69,5 @@ std::optional<std::string> URLComponents::getQueryParameter(std::string_view key
 }
 
 bool formsURL(std::string_view text) {
-    return !text.empty() && parsedReference(text).has_value();
+    return !text.empty() && URLReference::parse(text).has_value();
 }

@@ -9,7 +9,7 @@ boost=${QUILLET_BOOST:-1.81}
 build=(
   ca-certificates            # the system's trust, read by the agent
   cmake ninja-build g++ pkg-config
-  "libboost$boost-dev" "libboost-json$boost-dev" "libboost-url$boost-dev"
+  "libboost$boost-dev" "libboost-json$boost-dev"
   libssl-dev libnss3-dev
   libqpdf-dev libxml2-dev libxmlsec1-dev libexpat1-dev # the signing server's documents
   qt6-base-dev libxcb1-dev   # the desktop shell
@@ -22,6 +22,7 @@ demo=(
 tests=(
   libgtest-dev libgmock-dev libbenchmark-dev
   softhsm2 libp11-kit-dev    # smart cards in software
+  "libboost-url$boost-dev"   # another reader of URLs, to compare with
   qpdf                       # makes and checks PDFs
   chromium chromium-driver   # open the signing server's page
   clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here

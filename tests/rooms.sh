@@ -35,7 +35,7 @@ sources() {
 
 project='".*"'
 standard='<[a-z_0-9]+>'
-check 'foundation/' "$standard|<boost/(json|url)[a-z_/]*\.hpp>|$project" $(sources foundation)
+check 'foundation/' "$standard|<boost/json[a-z_/]*\.hpp>|$project" $(sources foundation)
 check 'a portable room' "$standard|$project" $(sources ZqMacClient frameworks) platform/*.h platform/*.cpp
 check 'platform/shared/' "$standard|<(fcntl|strings|sys/(resource|stat)|unistd)\.h>|$project" platform/shared/*.h \
   platform/shared/*.cpp

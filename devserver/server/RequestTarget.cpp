@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/server/RequestTarget.h"
 
-#include <boost/url/encode.hpp>
-#include <boost/url/pct_string_view.hpp>
-#include <boost/url/rfc/unreserved_chars.hpp>
+#include "foundation/PercentEncoding.h"
 
 namespace devserver {
 
@@ -19,7 +17,7 @@ std::optional<std::string> RequestTarget::room() const {
     if (start == std::string_view::npos) {
         return std::nullopt;
     }
-    return percentDecoded(path.substr(start + marker.size()));
+    return percentDecodedBytes(path.substr(start + marker.size()));
 }
 
 std::optional<std::string> RequestTarget::queryValue(std::string_view key) const {
@@ -28,27 +26,13 @@ std::optional<std::string> RequestTarget::queryValue(std::string_view key) const
         const std::size_t end = rest.find('&');
         const std::string_view item = rest.substr(0, end);
         const std::size_t equals = item.find('=');
-        if (equals != std::string_view::npos && percentDecoded(item.substr(0, equals)) == key) {
-            return percentDecoded(item.substr(equals + 1));
+        if (equals != std::string_view::npos
+            && percentDecodedBytes(item.substr(0, equals)) == key) {
+            return percentDecodedBytes(item.substr(equals + 1));
         }
         rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
     }
     return std::nullopt;
-}
-
-std::optional<std::string> percentDecoded(std::string_view text) {
-    const auto encoded = boost::urls::make_pct_string_view({text.data(), text.size()});
-    if (!encoded) {
-        return std::nullopt;
-    }
-    return encoded->decode();
-}
-
-std::string percentEncoded(std::string_view text, bool keepSlashes) {
-    constexpr auto withSlash = boost::urls::unreserved_chars + '/';
-    const boost::core::string_view view(text.data(), text.size());
-    return keepSlashes ? boost::urls::encode(view, withSlash)
-                       : boost::urls::encode(view, boost::urls::unreserved_chars);
 }
 
 } // namespace devserver

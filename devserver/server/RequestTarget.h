@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Request targets of HTTP (RFC 9112, 3.2.1) and their percent-encoding (RFC 3986, 2.1).
+// Request targets of HTTP (RFC 9112, 3.2.1).
 #pragma once
 
 #include <optional>
@@ -22,10 +22,5 @@ struct RequestTarget {
     /// The decoded value of the first query item named `key`.
     std::optional<std::string> queryValue(std::string_view key) const;
 };
-
-std::optional<std::string> percentDecoded(std::string_view text);
-
-/// Everything but unreserved characters is encoded; slashes are kept on request.
-std::string percentEncoded(std::string_view text, bool keepSlashes);
 
 } // namespace devserver

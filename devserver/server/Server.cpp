@@ -2,8 +2,8 @@
 #include "devserver/server/Server.h"
 
 #include "devserver/server/Connection.h"
-#include "devserver/server/RequestTarget.h"
 #include "devserver/server/ServerState.h"
+#include "foundation/PercentEncoding.h"
 
 #include <fstream>
 #include <list>
@@ -170,8 +170,8 @@ std::uint16_t Server::port() const {
 
 std::string Server::link(
     const std::string& room, const std::string& path, const std::string& host) const {
-    return "quillet://" + host + ":" + std::to_string(m_port) + percentEncoded(path, true)
-        + "?roomId=" + percentEncoded(room, false);
+    return "quillet://" + host + ":" + std::to_string(m_port) + percentEncoded(path, "/")
+        + "?roomId=" + percentEncoded(room);
 }
 
 const std::string& Server::authorityPem() const {

@@ -5,6 +5,7 @@
 #include "devserver/session/AgentCommand.h"
 #include "devserver/session/RoomId.h"
 #include "devserver/web/StaticFiles.h"
+#include "foundation/PercentEncoding.h"
 
 #include <algorithm>
 #include <charconv>
@@ -56,8 +57,7 @@ HttpAnswer download(const SignedFile& file) {
     return {200, file.bytes,
         {{"Content-Type", type}, {"Cache-Control", "no-store"},
             {"X-Content-Type-Options", "nosniff"},
-            {"Content-Disposition",
-                "attachment; filename*=UTF-8''" + percentEncoded(file.name, false)}}};
+            {"Content-Disposition", "attachment; filename*=UTF-8''" + percentEncoded(file.name)}}};
 }
 
 DocumentKind kindOf(const std::string& name, const std::string& document) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The terminal pays nothing for the desktop.
+// What the agent loads. The terminal pays nothing for the desktop.
 #include "tests/e2e/SessionTest.h"
 
 using testing::HasSubstr;
@@ -19,4 +19,10 @@ TEST_F(Libraries, NoneOfADesktopIsLoadedWithoutADisplay) {
     for (const char* name : {"quillet-desktop", "libQt6", "libxcb", "libX11", "libdbus"}) {
         EXPECT_THAT(files, Not(HasSubstr(name)));
     }
+}
+
+TEST_F(Libraries, UrlsAreReadByTheProgramItself) {
+    startSession();
+    const std::string maps = contentOf("/proc/" + std::to_string(agent->pid()) + "/maps");
+    EXPECT_THAT(maps, Not(HasSubstr("boost_url")));
 }

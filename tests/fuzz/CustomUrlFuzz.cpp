@@ -4,6 +4,7 @@
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
 #include "foundation/PercentEncoding.h"
+#include "foundation/URLReference.h"
 #include "tests/fuzz/DefinedEnd.h"
 
 #include <algorithm>
@@ -12,13 +13,16 @@ using fuzz::require;
 
 namespace {
 
-constexpr std::uint64_t defaultPort = 443;
+/// Nothing when there is no such port.
+std::optional<std::uint64_t> portOf(const URLComponents& url) {
+    return url.port ? url.port->number : 443;
+}
 
 void requireSession(const platform::WebSocketRequest& request, const URLComponents& url) {
-    const std::string path = url.path + "/room/" + *url.getQueryParameter("roomId");
+    const std::string path = *url.path + "/room/" + *url.getQueryParameter("roomId");
     require(request.secure, "the session is encrypted");
     require(request.host == *url.host, "the session goes to the URL's host");
-    require(request.port == url.port.value_or(defaultPort), "the session goes to the URL's port");
+    require(request.port == portOf(url), "the session goes to the URL's port");
     require(percentDecoded(request.target) == path, "the session goes to the room");
     require(std::all_of(request.target.begin(), request.target.end(),
                 [](char c) { return c > ' ' && c < '\x7F'; }),
@@ -30,9 +34,8 @@ void requireUpdateRequest(const std::string& text, const URLComponents& url) {
     require(request.has_value(), "the update check asks a URL");
     require(request->scheme == "https", "the update check is encrypted");
     require(request->host == url.host, "the update check goes to the URL's host");
-    require(
-        request->port == url.port.value_or(defaultPort), "the update check goes to the URL's port");
-    require(request->path == url.path + "/update/version", "the update check keeps the path");
+    require(portOf(*request) == portOf(url), "the update check goes to the URL's port");
+    require(request->path == *url.path + "/update/version", "the update check keeps the path");
     require(request->getQueryParameter("os") == "macos", "the update check names the system");
 }
 
@@ -43,7 +46,8 @@ void fuzz::target(std::string_view text) {
     const auto components = URLComponents::parse(url);
     const bool isCustomUrl
         = components && components->scheme == "quillet" && components->getQueryParameter("roomId");
-    const bool hasServer = isCustomUrl && components->host;
+    const bool hasServer
+        = isCustomUrl && components->host && portOf(*components) && components->path;
     {
         MemoryPlatform memory;
         ViewController view(memory.userInterface().statusTextView());
@@ -70,6 +74,7 @@ void fuzz::target(std::string_view text) {
     if (!requests.empty()) {
         requireUpdateRequest(requests[0], *components);
     } else if (hasServer) {
-        require(components->host->starts_with('['), "only brackets can make a host unusable");
+        require(components->host->starts_with('[') || !hasOnlyURLCharacters(*components->host),
+            "only brackets and what stands in no URL make a host unusable");
     }
 }

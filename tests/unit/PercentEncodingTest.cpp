@@ -53,6 +53,16 @@ TEST(PercentEncoding, BytesThatAreNotUtf8AreRefused) {
     }
 }
 
+TEST(PercentEncoding, BytesAreDecodedWhateverTheyAre) {
+    EXPECT_EQ(percentDecodedBytes("%FF%00a"), std::string("\xFF\0a", 3));
+    EXPECT_FALSE(percentDecodedBytes("%F"));
+}
+
+TEST(PercentEncoding, EverythingButUnreservedCharactersIsEncodedUnlessKept) {
+    EXPECT_EQ(percentEncoded("a/b c-._~\xC3"), "a%2Fb%20c-._~%C3");
+    EXPECT_EQ(percentEncoded("a/b:c", "/"), "a/b%3Ac");
+}
+
 TEST(PercentEncoding, PathKeepsWhatAPathMayHold) {
     expectKept(percentEncodedPath, std::string(unreservedAndSubDelimiters) + ":@/");
 }

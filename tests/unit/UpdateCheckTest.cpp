@@ -141,6 +141,28 @@ TEST_F(UpdateCheckTest, MissingHostStopsTheProgram) {
     EXPECT_THAT(checking("quillet:?roomId=1"), AbortsAfter(firstLine()));
 }
 
+TEST_F(UpdateCheckTest, PartsThatAreNoTextOrNoNumberStopTheProgramWithoutAnAlert) {
+    for (const char* const url : {"quillet://%FF?roomId=1", "quillet://h/%FF?roomId=1",
+             "quillet://h:18446744073709551616?roomId=1"}) {
+        EXPECT_THAT(checking(url), AbortsAfter(firstLine())) << url;
+    }
+}
+
+TEST_F(UpdateCheckTest, HostWithWhatStandsInNoUrlStopsTheProgramWithoutAnAlert) {
+    for (const char* const host : {"a%20b", "a%22b", "%3Ca%3E", "a%5Cb", "a%0Ab", "a%7Fb"}) {
+        EXPECT_THAT(
+            checking("quillet://" + std::string(host) + "?roomId=1"), AbortsAfter(firstLine()))
+            << host;
+    }
+}
+
+TEST_F(UpdateCheckTest, NamesThatBeginWithAnAddressAreAskedAndOpened) {
+    checking("quillet://10.0.0.1.example.org?roomId=1");
+    EXPECT_THAT(memory.network().requestedUrls,
+        ElementsAre("https://10.0.0.1.example.org:443/update/version?os=macos"));
+    EXPECT_THAT(prompting("https://1.2.3.4a/"), Contains("open: https://1.2.3.4a/"));
+}
+
 TEST_F(UpdateCheckTest, FailedVersionRequestEndsTheProgram) {
     const Events events = checking();
     EXPECT_THAT(events,

@@ -100,14 +100,15 @@ TEST_F(ViewControllerTest, AGoodUrlIsTakenApartSilently) {
         IsEmpty());
     ASSERT_TRUE(url);
     EXPECT_EQ(url->host, "h");
-    EXPECT_EQ(url->port, 8443U);
+    EXPECT_EQ(url->port.value().number, 8443U);
     EXPECT_EQ(url->path, "/p");
     EXPECT_EQ(url->getQueryParameter("roomId"), "r 1");
 }
 
 TEST_F(ViewControllerTest, HostAndPortAreNotCheckedByTheParser) {
     for (const char* const url : {"quillet:?roomId=1", "quillet://?roomId=1", "quillet:p?roomId=1",
-             "quillet://h:99999?roomId=1"}) {
+             "quillet://h:99999?roomId=1", "quillet://h:18446744073709551616?roomId=1",
+             "quillet://%FF?roomId=1", "quillet://h/%FF?roomId=1", "quillet://a%20b?roomId=1"}) {
         EXPECT_THAT(eventsOf([&] { EXPECT_TRUE(controller.parseServerUrl(url)); }), IsEmpty());
     }
 }
@@ -191,6 +192,26 @@ TEST_F(ViewControllerTest, LargestPortIsPassedOn) {
 TEST_F(ViewControllerTest, UrlWithoutHostStopsTheProgramWithoutAnAlert) {
     EXPECT_THAT(connecting("quillet:?roomId=1"), AbortsAfter(Events{}));
     EXPECT_EQ(controller.client(), nullptr);
+}
+
+TEST_F(ViewControllerTest, HostThatIsNoTextIsNoHost) {
+    EXPECT_THAT(connecting("quillet://%FF?roomId=1"), AbortsAfter(Events{}));
+}
+
+TEST_F(ViewControllerTest, PortBeyondSixtyFourBitsStopsTheProgramWithoutAnAlert) {
+    EXPECT_THAT(connecting("quillet://h:18446744073709551616?roomId=1"), AbortsAfter(Events{}));
+}
+
+TEST_F(ViewControllerTest, PathThatIsNoTextStopsTheProgramWithoutAnAlert) {
+    EXPECT_THAT(connecting("quillet://h/%FF?roomId=1"),
+        AbortsAfter(Events{"log: Server: quillet://h:443", "log: Room ID: 1"}));
+}
+
+TEST_F(ViewControllerTest, NamesThatBeginWithAnAddressAreConnectedTo) {
+    for (const std::string host : {"10.0.0.1.example.org", "1.2.3.4a", "1.2.3.4."}) {
+        EXPECT_THAT(connecting("quillet://" + host + "?roomId=1"),
+            testing::Contains("connect: " + host + ":443/room/1"));
+    }
 }
 
 TEST_F(ViewControllerTest, NewSessionReplacesTheOldOneWithoutTellingItToDisconnect) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/net/HttpsGet.h"
 
+#include "foundation/URLReference.h"
+
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/ssl/error.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -12,8 +14,6 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
-#include <boost/url/parse.hpp>
-#include <boost/url/url.hpp>
 
 namespace platform::linux_ {
 
@@ -22,7 +22,6 @@ namespace {
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
-namespace urls = boost::urls;
 
 using boost::system::error_code;
 using Parser = http::response_parser<http::string_body>;
@@ -40,21 +39,29 @@ struct Response {
     std::string body;
 };
 
-Expected<Address> readAddress(const urls::url& url) {
-    if (url.scheme_id() != urls::scheme::https) {
-        return Failure{"the address " + singleLine(url.buffer()) + " is not an https address"};
+Expected<Address> readAddress(const std::string& text) {
+    const auto url = URLReference::parse(text);
+    if (!url || !url->scheme) {
+        return Failure{"the address " + singleLine(text) + " cannot be read"};
     }
-    const auto host = parseHostName(std::string(url.encoded_host()));
+    if (!url->hasScheme("https")) {
+        return Failure{"the address " + singleLine(text) + " is not an https address"};
+    }
+    const URLAuthority authority = url->authority.value_or(URLAuthority{});
+    const auto host = parseHostName(authority.host);
     if (!host) {
         return host.failure();
     }
-    const auto port = parsePort(std::string(url.port()), 443);
+    const auto port = parsePort(authority.port.value_or(""), 443);
     if (!port) {
         return port.failure();
     }
-    std::string target(url.encoded_target());
+    std::string target(url->path);
     if (!target.starts_with('/')) {
         target.insert(0, "/");
+    }
+    if (url->query) {
+        (target += '?') += *url->query;
     }
     return Address{{*host, *port, true}, std::move(target)};
 }
@@ -137,19 +144,18 @@ HttpsAnswer failed(const Failure& failure) {
     return {std::nullopt, std::nullopt, TransportError{failure.text}};
 }
 
-/// Where a Location leads, without its fragment.
-Expected<urls::url> redirected(const urls::url& from, const std::string& location) {
-    const std::string host(from.host());
-    const auto reference = urls::parse_uri_reference(location);
-    urls::url to;
-    if (!reference || !urls::resolve(from, *reference, to)) {
+/// Where a Location leads that was found at a readable address.
+Expected<std::string> redirected(
+    const std::string& from, const std::string& host, const std::string& location) {
+    const auto base = URLReference::parse(from);
+    const auto reference = URLReference::parse(location);
+    if (!base || !reference) {
         return Failure{host + " redirects to an address that cannot be read"};
     }
-    if (to.scheme_id() != urls::scheme::https) {
+    if (reference->scheme && !reference->hasScheme("https")) {
         return Failure{host + " redirects to an address that is not https"};
     }
-    to.remove_fragment();
-    return to;
+    return resolvedURL(*base, *reference);
 }
 
 /// Raises a signal when the time is over.
@@ -176,18 +182,15 @@ private:
 } // namespace
 
 asio::awaitable<HttpsAnswer> httpsGet(
-    Connector& connector, std::string text, std::chrono::milliseconds limit) {
-    const auto parsed = urls::parse_uri(text);
-    if (!parsed) {
-        co_return failed({"the address " + singleLine(text) + " cannot be read"});
-    }
+    Connector& connector, std::string url, std::chrono::milliseconds limit) {
     Deadline deadline(co_await asio::this_coro::executor, limit);
-    urls::url url(*parsed);
+    std::string host;
     for (int redirects = 0; redirects <= httpRedirectLimit; ++redirects) {
         const auto address = readAddress(url);
         if (!address) {
             co_return failed(address.failure());
         }
+        host = address->destination.host.display;
         auto response = co_await getOnce(connector, *address, deadline.signal());
         if (deadline.isOver()) {
             const Destination& peer = address->destination;
@@ -198,16 +201,16 @@ asio::awaitable<HttpsAnswer> httpsGet(
             co_return failed(response.failure());
         }
         if (!isRedirect(*response)) {
-            URLResponse where{std::string(url.buffer()), static_cast<int>(response->status)};
+            URLResponse where{std::move(url), static_cast<int>(response->status)};
             co_return HttpsAnswer{std::move(response->body), std::move(where), std::nullopt};
         }
-        auto next = redirected(url, response->location);
+        auto next = redirected(url, host, response->location);
         if (!next) {
             co_return failed(next.failure());
         }
         url = std::move(*next);
     }
-    co_return failed({std::string(url.host()) + " redirects too often"});
+    co_return failed({host + " redirects too often"});
 }
 
 } // namespace platform::linux_

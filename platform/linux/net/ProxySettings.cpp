@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/net/ProxySettings.h"
 
+#include "foundation/PercentEncoding.h"
+#include "foundation/URLReference.h"
+
+#include <algorithm>
 #include <boost/asio/ip/address.hpp>
 #include <boost/asio/ip/network_v4.hpp>
 #include <boost/asio/ip/network_v6.hpp>
-#include <boost/url/parse.hpp>
-#include <boost/url/url_view.hpp>
 #include <cstdlib>
 #include <openssl/evp.h>
 #include <string_view>
@@ -116,25 +118,35 @@ bool isExcepted(std::string_view list, const HostName& host, std::uint16_t port)
     }
 }
 
+/// Of "USER" or "USER:PASSWORD", each percent-encoded.
+std::string basicAuthorization(std::string_view userInformation) {
+    const auto colon = std::min(userInformation.find(':'), userInformation.size());
+    const auto decoded
+        = [&](std::string_view text) { return percentDecodedBytes(text).value_or(std::string()); };
+    const std::string user = decoded(userInformation.substr(0, colon));
+    userInformation.remove_prefix(std::min(colon + 1, userInformation.size()));
+    return "Basic " + base64(user + ':' + decoded(userInformation));
+}
+
 Expected<std::optional<Proxy>> parseProxy(const std::string& text) {
     const bool hasScheme = text.find("://") != text.npos;
     const std::string address = hasScheme ? text : "http://" + text;
-    const auto url = boost::urls::parse_uri(address);
-    if (!url || lowerCase(url->scheme()) != "http") {
+    const auto url = URLReference::parse(address);
+    if (!url || !url->hasScheme("http") || !url->authority) {
         // The text is not repeated: it may hold a password.
         return Failure{"the variable https_proxy must have the form http://HOST:PORT"};
     }
-    auto host = parseHostName(std::string(url->encoded_host()));
+    auto host = parseHostName(url->authority->host);
     if (!host) {
         return Failure{"the variable https_proxy is wrong: " + host.failure().text};
     }
-    const auto port = parsePort(std::string(url->port()), 80);
+    const auto port = parsePort(url->authority->port.value_or(""), 80);
     if (!port) {
         return Failure{"the variable https_proxy is wrong: " + port.failure().text};
     }
     Proxy proxy{*host, *port, {}};
-    if (url->has_userinfo()) {
-        proxy.authorization = "Basic " + base64(url->user() + ':' + url->password());
+    if (const auto user = url->authority->userInformation) {
+        proxy.authorization = basicAuthorization(*user);
     }
     return std::optional(std::move(proxy));
 }
