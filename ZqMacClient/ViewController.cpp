@@ -98,20 +98,30 @@ std::optional<URLComponents> ViewController::parseServerUrl(const std::string& s
     return components;
 }
 
+std::optional<URLComponents> ViewController::admit(const std::string& serverUrl) {
+    std::optional<URLComponents> components = parseServerUrl(serverUrl);
+    m_gatekeeper = ZqGatekeeper::ofThisComputer();
+    m_gatekeeper.admitServer(serverUrl);
+    return components;
+}
+
 void ViewController::connectToServer(const std::string& serverUrl) {
-    const std::optional<URLComponents> components = parseServerUrl(serverUrl);
+    const std::optional<URLComponents> components = admit(serverUrl);
     const std::optional<std::string> roomId = components->getQueryParameter("roomId");
     const std::string host = hostOf(*components);
     const std::uint64_t port = portOf(*components);
     NSLog("Server: ", *components->scheme, "://", host, ":", std::to_string(port));
     NSLog("Room ID: ", *roomId);
     m_client = std::make_shared<ZqClient>(this);
+    if (m_gatekeeper.policy()) {
+        m_client->setConsent(ZqConsent(m_gatekeeper, ZqGatekeeper::serverOf(host), port, *roomId));
+    }
     m_client->connect(host, port, pathOf(*components) + "/room/" + *roomId, roomId);
 }
 
 void ViewController::checkForUpdates(const std::string& serverUrl) {
     appendText("Checking for application updates...");
-    const std::string baseAddress = restBaseAddress(*parseServerUrl(serverUrl));
+    const std::string baseAddress = restBaseAddress(*admit(serverUrl));
     const std::optional<std::string> latestVersion
         = requestValue(baseAddress + "/update/version?os=macos", "checking for Quillet updates");
     const std::optional<std::string> installedVersion = applicationVersion();
@@ -152,6 +162,7 @@ void ViewController::displayUpgradeNotification(
     if (!formsURL(updateUrl)) {
         fatalError("not a URL: " + updateUrl);
     }
+    m_gatekeeper.admitPage(updateUrl);
     // The agent ends whether or not the page could be opened.
     platform::current().userInterface().openURL(updateUrl);
     platform::exitProcess(EXIT_SUCCESS);

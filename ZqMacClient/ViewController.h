@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ZqMacClient/ZqGatekeeper.h"
 #include "foundation/URLComponents.h"
 #include "platform/UserInterface.h"
 
@@ -45,8 +46,14 @@ public:
     void displayUpgradeNotification(const std::string& latestVersion, const std::string& updateUrl);
 
     const std::shared_ptr<ZqClient>& client() const { return m_client; }
+    /// With the policy that was in force when the last link came.
+    const ZqGatekeeper& gatekeeper() const { return m_gatekeeper; }
 
 private:
+    /// `parseServerUrl`, and what the administrator says about the server.
+    std::optional<URLComponents> admit(const std::string& serverUrl);
+
+    ZqGatekeeper m_gatekeeper;
     std::shared_ptr<ZqClient> m_client;
     platform::NSTextView* m_statusTextView;
 };

@@ -5,6 +5,7 @@
 #include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/ZqError.h"
 #include "ZqMacClient/ZqKeychainAccess.h"
+#include "ZqMacClient/ZqLogPrivacy.h"
 #include "ZqMacClient/ZqNotification.h"
 #include "ZqMacClient/ZqPdfSigner.h"
 #include "ZqMacClient/ZqXmlSigner.h"
@@ -52,7 +53,7 @@ void ZqClient::messageReceived(
     if (!body) {
         fatalError("a message has no body");
     }
-    NSLog("STOMP message received: ", *body);
+    ZqLogPrivacy::addText(LogLine().add("STOMP message received: "), *body).write();
     const auto message = ZqMessage::initWithBody(std::move(*body));
     NSLog("Processing command: ", message->command());
     dispatch(client, *message);
@@ -90,14 +91,10 @@ void ZqClient::send(CRVStompClient* service, const ZqMessage* message) {
     if (message == nullptr) {
         fatalError("there is no message to send");
     }
-    LogLine()
-        .add("Sending message: ")
-        .add(message->command())
-        .add(" ")
-        .addOptional(message->payload())
-        .add(" ")
-        .addOptional(message->requestId())
-        .write();
+    LogLine line;
+    line.add("Sending message: ").add(message->command()).add(" ");
+    ZqLogPrivacy::addPayload(line, message->payload()).add(" ");
+    ZqLogPrivacy::addPayload(line, message->requestId()).write();
     std::optional<std::string> body = message->getBody();
     if (service == nullptr || !m_roomId) {
         fatalError("a message needs a connection and a room to go to");
@@ -117,6 +114,9 @@ void ZqClient::getDiagnostics(CRVStompClient* service) {
 
 void ZqClient::listCertificates(CRVStompClient* service) {
     ZqNotification("Listing certificates", "Quillet").show();
+    if (m_consent) {
+        m_consent->beforeListing();
+    }
     JsonArray certificates;
     for (const ZqCertificate& certificate :
         ZqKeychainAccess().listCertificates(/*withRawValues=*/false)) {

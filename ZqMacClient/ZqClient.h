@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ZqMacClient/ZqConsent.h"
 #include "ZqMacClient/ZqMessage.h"
 #include "frameworks/CRVStompClient/CRVStompClient.h"
 #include "frameworks/CRVStompClient/CRVStompClientDelegate.h"
@@ -29,6 +30,10 @@ public:
     void getDiagnostics(CRVStompClient* service);
     void listCertificates(CRVStompClient* service);
 
+    /// What the server may have; without it, whatever it asks for.
+    void setConsent(ZqConsent consent) { m_consent = std::move(consent); }
+    ZqConsent* consent() { return m_consent ? &*m_consent : nullptr; }
+
     const std::optional<std::string>& roomId() const { return m_roomId; }
     const std::shared_ptr<CRVStompClient>& client() const { return m_client; }
 
@@ -44,6 +49,7 @@ private:
     [[noreturn]] void exitAfter(const std::string& command);
 
     ViewController* m_viewController;
+    std::optional<ZqConsent> m_consent;
     std::optional<std::string> m_roomId;
     std::shared_ptr<CRVStompClient> m_client;
 };

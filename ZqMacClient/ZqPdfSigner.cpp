@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqPdfSigner.h"
 
-#include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/SigningRequest.h"
 #include "ZqMacClient/ZqClient.h"
+#include "ZqMacClient/ZqLogPrivacy.h"
 #include "ZqMacClient/ZqNotification.h"
 #include "foundation/Base64.h"
 #include "platform/Platform.h"
@@ -19,7 +19,7 @@ void ZqPdfSigner::signPdf(
     if (message == nullptr) {
         fatalError("there is no message to take a PDF from");
     }
-    LogLine().add("Signing PDF: ").addOptional(message->payload()).write();
+    ZqLogPrivacy::addPayload(LogLine().add("Signing PDF: "), message->payload()).write();
     const JsonObject& payload = signingPayload(*message);
     const std::string& digest
         = requiredText(payload, "certificateDigest", "Certificate digest missing");
@@ -30,6 +30,10 @@ void ZqPdfSigner::signPdf(
     }
     const std::string& algorithm = signatureAlgorithmOf(payload);
 
+    ZqConsent* const consent = client == nullptr ? nullptr : client->consent();
+    if (consent != nullptr) {
+        consent->beforeSigning(bytesToSign ? BytesView(*bytesToSign) : BytesView(), algorithm);
+    }
     const ZqKeychainAccess keychain;
     const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
     const ZqCertificate& certificate = signingCertificate(certificates, digest);
@@ -40,10 +44,14 @@ void ZqPdfSigner::signPdf(
     if (!bytesToSign) {
         fatalError("\"bytesToSign\" is not Base64");
     }
+    if (consent != nullptr) {
+        consent->beforeSignature(certificate, *bytesToSign);
+    }
     const auto signature = keychain.signData(
         signingDigest(keychain, *bytesToSign, algorithm), certificate.privateKeyRef, algorithm);
     JsonValue signatureText = base64OrNull(signature);
-    LogLine().add("PDF successfully signed: ").addOptionalText(signatureText).write();
+    ZqLogPrivacy::addOptionalText(LogLine().add("PDF successfully signed: "), signatureText)
+        .write();
 
     JsonValue document = base64OrNull(pdfToSign);
     // Tens of megabytes that are needed no more.

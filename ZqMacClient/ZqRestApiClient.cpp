@@ -3,6 +3,7 @@
 
 #include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/ZqError.h"
+#include "ZqMacClient/ZqGatekeeper.h"
 #include "foundation/JsonReader.h"
 #include "foundation/JsonWriter.h"
 #include "platform/Platform.h"
@@ -85,7 +86,10 @@ std::optional<std::string> ZqRestApiClient::getValue(const std::string& actionTe
                   data ? "Optional(" + std::to_string(data->size()) + " bytes)" : "nil",
                   ", response=", printed(response), ", error=", printed(error));
               if (error) {
-                  outcome.error.emplace("Error " + actionText, error->localizedDescription);
+                  const std::string& words = error->localizedDescription;
+                  outcome.error.emplace(ZqGatekeeper::hasRefused(words) ? "Server not allowed"
+                                                                        : "Error " + actionText,
+                      words);
               } else if (!data) {
                   platform::fatalError("a REST request ended without data and without error");
               } else {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqXmlSigner.h"
 
-#include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/SigningRequest.h"
 #include "ZqMacClient/ZqClient.h"
+#include "ZqMacClient/ZqLogPrivacy.h"
 #include "ZqMacClient/ZqNotification.h"
 #include "foundation/Base64.h"
 #include "platform/Platform.h"
@@ -11,7 +11,6 @@
 #include <utility>
 
 using platform::fatalError;
-using platform::NSLog;
 
 void ZqXmlSigner::signXml(
     CRVStompClient* service, ZqClient* client, const ZqMessage* message) const {
@@ -19,18 +18,25 @@ void ZqXmlSigner::signXml(
     if (message == nullptr) {
         fatalError("there is no message to take XML from");
     }
-    LogLine().add("Signing XML document: ").addOptional(message->payload()).write();
+    ZqLogPrivacy::addPayload(LogLine().add("Signing XML document: "), message->payload()).write();
     const JsonObject& payload = signingPayload(*message);
     const std::string& digest
         = requiredText(payload, "certificateDigest", "Certificate digest missing");
     const std::string& signedInfo
         = requiredText(payload, "xmlSignedInfo", "XML signed info missing");
     const std::string& algorithm = signatureAlgorithmOf(payload);
-    NSLog("xmlSignedInfo: ", signedInfo);
+    ZqLogPrivacy::addText(LogLine().add("xmlSignedInfo: "), signedInfo).write();
 
+    ZqConsent* const consent = client == nullptr ? nullptr : client->consent();
+    if (consent != nullptr) {
+        consent->beforeSigning(bytesOf(signedInfo), algorithm);
+    }
     const ZqKeychainAccess keychain;
     const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
     const ZqCertificate& certificate = signingCertificate(certificates, digest);
+    if (consent != nullptr) {
+        consent->beforeSignature(certificate, bytesOf(signedInfo));
+    }
     // Byte for byte as received: no canonicalisation, no trimming.
     const Bytes signedInfoDigest = signingDigest(keychain, bytesOf(signedInfo), algorithm);
     LogLine()
@@ -40,7 +46,8 @@ void ZqXmlSigner::signXml(
     const auto signature
         = keychain.signData(signedInfoDigest, certificate.privateKeyRef, algorithm);
     JsonValue signatureText = base64OrNull(signature);
-    LogLine().add("XML successfully signed: ").addOptionalText(signatureText).write();
+    ZqLogPrivacy::addOptionalText(LogLine().add("XML successfully signed: "), signatureText)
+        .write();
 
     JsonObject answer;
     answer.add("signature", std::move(signatureText));

@@ -26,6 +26,7 @@ tests=(
   qpdf                       # makes and checks PDFs
   chromium chromium-driver   # open the signing server's page
   clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here
+  mount util-linux           # put an administrator's policy in place for one process
   xvfb dbus-daemon libx11-dev libxtst-dev # a display, a session bus, keys and clicks
 )
 analysis=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr)

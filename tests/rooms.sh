@@ -37,7 +37,7 @@ project='".*"'
 standard='<[a-z_0-9]+>'
 check 'foundation/' "$standard|<boost/json[a-z_/]*\.hpp>|$project" $(sources foundation)
 check 'a portable room' "$standard|$project" $(sources ZqMacClient frameworks) platform/*.h platform/*.cpp
-check 'platform/shared/' "$standard|<(fcntl|strings|sys/(resource|stat)|unistd)\.h>|$project" platform/shared/*.h \
+check 'platform/shared/' "$standard|<(arpa/inet|fcntl|strings|sys/(file|resource|stat)|unistd)\.h>|$project" platform/shared/*.h \
   platform/shared/*.cpp
 check 'the frame codec' "$standard|\"frameworks/CRVStompClient/StompFrame\.h\"" \
   frameworks/CRVStompClient/StompFrame.*
@@ -45,7 +45,7 @@ check 'the frame codec' "$standard|\"frameworks/CRVStompClient/StompFrame\.h\"" 
 # desktop folder knows, and of that folder nothing else does: it is opened at run time.
 check 'platform/linux/' "<[a-wyz].*>|$project" $(sources platform/linux | grep -v /desktop/)
 check 'platform/linux/desktop/' \
-  "<.*>|\"platform/(UserInterface|linux/(DesktopShell|MainLoop|WebPage)|linux/desktop/[A-Za-z]+)\.h\"" \
+  "<.*>|\"platform/(Trust|UserInterface|linux/(DesktopShell|MainLoop|WebPage)|linux/desktop/[A-Za-z]+)\.h\"" \
   $(sources platform/linux/desktop)
 check 'what is plain C++ in platform/macos/' \
   "$standard|<(CoreFoundation|Security)/[A-Za-z]+\.h>|<dispatch/dispatch\.h>|$project" \

@@ -4,8 +4,7 @@
 #include "devserver/crypto/Encoding.h"
 #include "devserver/documents/CmsSignature.h"
 #include "devserver/server/Envelope.h"
-
-#include <random>
+#include "devserver/session/Challenge.h"
 
 namespace devserver {
 
@@ -38,13 +37,6 @@ bool hasEqual(const json::value* object, std::string_view key, const json::value
 
 bool isEqual(const json::value* value, const json::value& expected) {
     return value != nullptr && *value == expected;
-}
-
-/// A text that says what it is for, and that is no document's.
-std::string challengeFor(const std::string& digest) {
-    std::random_device random;
-    return "Quillet signing server: which certificate is " + digest + "? Challenge "
-        + std::to_string(random()) + "-" + std::to_string(random());
 }
 
 } // namespace
@@ -132,7 +124,8 @@ StepResult SessionDriver::certificateOf(const std::string& digest, std::string& 
         return {true, "known"};
     }
     Signature signature;
-    StepResult result = signBytes(digest, challengeFor(digest), signature);
+    StepResult result = signBytes(
+        digest, newChallenge("Quillet signing server: which certificate is " + digest), signature);
     certificate = signature.certificate;
     return result;
 }

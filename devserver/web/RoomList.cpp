@@ -129,7 +129,8 @@ HttpAnswer RoomList::openRoom() {
     const std::string link = m_server.link(room->id());
     m_note("room " + room->id() + " was opened");
     return jsonAnswer(201,
-        {{"room", room->id()}, {"link", link}, {"command", agentCommand(m_authorityFile, link)}});
+        {{"room", room->id()}, {"code", roomCode(room->id())}, {"link", link},
+            {"command", agentCommand(m_authorityFile, link)}});
 }
 
 WebAnswer RoomList::answerInRoom(

@@ -180,6 +180,7 @@ async function start() {
     const room = isKept ? kept : await post("/rooms");
     sessionStorage.setItem("room", JSON.stringify(room));
     state.room = room.room;
+    element("code").textContent = room.code;
     element("link").href = room.link;
     element("command").textContent = room.command;
     update();

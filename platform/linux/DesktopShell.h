@@ -34,6 +34,9 @@ class DesktopShell : public UserInterface {
 public:
     virtual MainLoop& mainLoop() = 0;
 
+    /// As `Trust` has it.
+    virtual bool agrees(const NSAlert& question) = 0;
+
     /// Takes the program's name on the session bus, unless it has it, and hands the links that come
     /// there to the host. Without a bus, or when another agent has the name, a log line says so.
     virtual void acceptLinks() = 0;

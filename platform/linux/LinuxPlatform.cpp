@@ -3,9 +3,11 @@
 // the terminal shell.
 #include "BundleInfo.h"
 #include "platform/Platform.h"
+#include "platform/Trust.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
+#include "platform/linux/PolicyFile.h"
 #include "platform/linux/PrivateMemory.h"
 #include "platform/linux/TerminalUserInterface.h"
 #include "platform/linux/net/LinuxNetwork.h"
@@ -52,7 +54,12 @@ std::optional<std::string> linkOfDesktop(const std::vector<std::string>& argumen
                                                             : std::nullopt;
 }
 
-class LinuxPlatform : public Platform {
+/// Whether the program only writes a report, for which it needs no window.
+bool isForTerminal(const std::vector<std::string>& arguments) {
+    return arguments.size() > 1 && arguments[1] == "policy";
+}
+
+class LinuxPlatform : public Platform, public Trust {
 public:
     LinuxPlatform(int argc, char** argv)
         : m_system(argc, argv)
@@ -79,10 +86,22 @@ public:
     Security& security() override { return m_security; }
     Network& network() override { return m_network; }
 
+    ManagedPolicy managedPolicy() override { return readPolicyFile(policyFolder, policyFileName); }
+    std::optional<NetworkHost> hostToConnect(const std::string& host) override {
+        return linux_::LinuxNetwork::hostToConnect(host);
+    }
+    void setConnectionRule(ConnectionRule rule) override {
+        m_network.setConnectionRule(std::move(rule));
+    }
+    bool agrees(const NSAlert& question) override {
+        return m_desktop ? m_desktop->agrees(question) : m_terminal.agrees(question);
+    }
+
 private:
     std::unique_ptr<DesktopShell> openDesktopIfDisplayed() {
         const std::optional<std::string> link = linkOfDesktop(m_system.arguments());
-        auto desktop = isDisplayNamed() ? openDesktopFor(link) : nullptr;
+        const bool hasWindow = isDisplayNamed() && !isForTerminal(m_system.arguments());
+        auto desktop = hasWindow ? openDesktopFor(link) : nullptr;
         if (link) {
             m_application.openURL(*link);
         }

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/TerminalUserInterface.h"
 
+#include "platform/Trust.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/TerminalText.h"
 #include "platform/linux/WebPage.h"
 
 #include <cerrno>
+#include <chrono>
 #include <termios.h>
 #include <unistd.h>
 
@@ -20,9 +22,9 @@ void show(const std::string& text) {
     writeAll(STDOUT_FILENO, text);
 }
 
-/// Fills `line` with a line of standard input without its end; false at the end of input. Takes no
-/// byte beyond the line, which belongs to the next question.
-bool readLine(std::string& line) {
+/// Fills `line` with a line of standard input without its end; false when the input ended first.
+/// Takes no byte beyond the line, which belongs to the next question.
+bool readWholeLine(std::string& line) {
     char c = '\0';
     while (true) {
         const ssize_t count = read(STDIN_FILENO, &c, 1);
@@ -30,13 +32,18 @@ bool readLine(std::string& line) {
             continue;
         }
         if (count <= 0) {
-            return !line.empty();
+            return false;
         }
         if (c == '\n') {
             return true;
         }
         line += c;
     }
+}
+
+/// The same where the last line may lack its end; false at the end of input.
+bool readLine(std::string& line) {
+    return readWholeLine(line) || !line.empty();
 }
 
 /// Turns a terminal's echo off for its own lifetime.
@@ -74,22 +81,49 @@ std::string alertText(const NSAlert& alert) {
     return text;
 }
 
-/// The response to a prompt: "1" is the first button, all else the last.
-int chosenButton(const std::vector<std::string>& buttons) {
+std::string choicesOf(const std::vector<std::string>& buttons) {
     std::string text;
     for (std::size_t i = 0; i < buttons.size(); ++i) {
         text += "  " + std::to_string(i + 1) + ") " + displayable(buttons[i]) + "\n";
     }
-    show(text + "Your choice (1-" + std::to_string(buttons.size()) + "): ");
-    std::string answer;
-    readLine(answer);
-    show("\n");
-    for (std::size_t i = 0; i < buttons.size(); ++i) {
+    return text + "Your choice (1-" + std::to_string(buttons.size()) + "): ";
+}
+
+/// The index that an answer names, counted from 1; that of the last button for all else.
+std::size_t indexOf(const std::string& answer, std::size_t buttons) {
+    for (std::size_t i = 0; i < buttons; ++i) {
         if (answer == std::to_string(i + 1)) {
-            return NSAlertFirstButtonReturn + static_cast<int>(i);
+            return i;
         }
     }
-    return NSAlertFirstButtonReturn + static_cast<int>(buttons.size()) - 1;
+    return buttons - 1;
+}
+
+std::size_t chosenButton(const NSAlert& alert) {
+    show(choicesOf(alert.buttons));
+    std::string answer;
+    readLine(answer);
+    return indexOf(answer, alert.buttons.size());
+}
+
+/// What was typed before the question stood long enough to be read agrees to nothing.
+std::size_t chosenWhenGuarded(const NSAlert& alert) {
+    const auto readableFrom = std::chrono::steady_clock::now() + guardedFor;
+    const std::size_t last = alert.buttons.size() - 1;
+    tcflush(STDIN_FILENO, TCIFLUSH); // of a terminal
+    show(choicesOf(alert.buttons));
+    while (true) {
+        std::string answer;
+        const bool isWhole = readWholeLine(answer);
+        const std::size_t index = indexOf(answer, alert.buttons.size());
+        if (!isWhole || index == last) {
+            return last;
+        }
+        if (std::chrono::steady_clock::now() >= readableFrom) {
+            return index;
+        }
+        show("That was too fast to have read the question. Your choice: ");
+    }
 }
 
 } // namespace
@@ -112,10 +146,21 @@ int TerminalUserInterface::runModal(const NSAlert& alert) {
             readLine(line);
             show("\n");
         } else {
-            response = chosenButton(alert.buttons);
+            response += static_cast<int>(chosenButton(alert));
+            show("\n");
         }
     });
     return response;
+}
+
+bool TerminalUserInterface::agrees(const NSAlert& question) {
+    std::size_t chosen = 0;
+    m_application.runModally([&] {
+        show(alertText(question));
+        chosen = chosenWhenGuarded(question);
+        show("\n");
+    });
+    return chosen == 0;
 }
 
 void TerminalUserInterface::deliverNotification(const NSUserNotification&) {

@@ -15,6 +15,8 @@ public:
 
     NSTextView* statusTextView() override { return &m_statusTextView; }
     int runModal(const NSAlert& alert) override;
+    /// As `Trust` has it.
+    bool agrees(const NSAlert& question);
     void deliverNotification(const NSUserNotification& notification) override;
     bool openURL(const std::string& url) override;
     std::optional<std::string> askForPassword(const std::string& tokenName, bool again) override;

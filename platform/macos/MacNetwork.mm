@@ -9,6 +9,7 @@ namespace {
 
 /// A message is received whole: the largest body of a frame, and room for its head.
 constexpr NSInteger largestMessage = NSInteger{257} << 20;
+constexpr std::uint64_t securePort = 443;
 constexpr NSTimeInterval idleLimit = 365.0 * 24 * 60 * 60; // a session may be silent for hours
 constexpr NSTimeInterval requestLimit = 60; // for one GET with all its redirects
 
@@ -23,6 +24,8 @@ std::optional<std::string> errorOf(NSError* error) {
 @interface QuilletSessionDelegate : NSObject <NSURLSessionWebSocketDelegate> {
 @public
     std::shared_ptr<platform::MessageTaskDelegate> _webSocket; // null for a data task
+    std::function<std::optional<std::string>(NSURL*)> _rule; // of a data task
+    std::optional<std::string> _refusal; // of a redirect
 }
 @end
 
@@ -33,9 +36,12 @@ std::optional<std::string> errorOf(NSError* error) {
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest*))completionHandler {
-    const BOOL isFollowed = !_webSocket
+    const BOOL isSecure = !_webSocket
         && platform::isSecureWebPage(platform::textOfString(request.URL.absoluteString));
-    completionHandler(isFollowed ? request : nil);
+    if (isSecure) {
+        _refusal = _rule(request.URL);
+    }
+    completionHandler(isSecure && !_refusal ? request : nil);
 }
 
 - (void)URLSession:(NSURLSession*)session
@@ -114,10 +120,22 @@ public:
 
     std::unique_ptr<URLSessionDataTask> dataTaskWithURL(
         const std::string& url, DataTaskCompletion completion) override {
-        NSURLSession* const session = sessionOf([[QuilletSessionDelegate alloc] init]);
+        NSURL* const address = urlOf(url);
+        if (const auto words = refusalOf(address)) {
+            return makeDataTask([completion, words] {
+                networkDispatchQueue().post([completion, words] { refuse(completion, *words); });
+            });
+        }
+        QuilletSessionDelegate* const sessionDelegate = [[QuilletSessionDelegate alloc] init];
+        sessionDelegate->_rule = [this](NSURL* target) { return refusalOf(target); };
+        NSURLSession* const session = sessionOf(sessionDelegate);
         NSURLSessionDataTask* const task = [session
-              dataTaskWithURL:urlOf(url)
+              dataTaskWithURL:address
             completionHandler:^(NSData* data, NSURLResponse* response, NSError* error) {
+                if (sessionDelegate->_refusal) {
+                    refuse(completion, *sessionDelegate->_refusal);
+                    return;
+                }
                 const NSInteger status = static_cast<NSHTTPURLResponse*>(response).statusCode;
                 completeDataTask(completion, errorOf(error),
                     data == nil ? std::nullopt : std::optional(contentOf(data)),
@@ -130,6 +148,14 @@ public:
     }
 
 private:
+    std::optional<std::string> refusalOf(NSURL* url) {
+        const std::uint64_t port = url.port == nil ? securePort : url.port.unsignedLongLongValue;
+        return refusal(textOfString(url.host), port);
+    }
+    static void refuse(const DataTaskCompletion& completion, const std::string& words) {
+        completion(std::nullopt, std::nullopt, TransportError{words});
+    }
+
     std::unique_ptr<MessageTask> makeMessageTask(const std::string& url,
         const std::vector<std::string>& subprotocols,
         std::shared_ptr<MessageTaskDelegate> delegate) override {
@@ -149,7 +175,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<Network> makeMacNetwork(Application& application) {
+std::unique_ptr<MessageNetwork> makeMacNetwork(Application& application) {
     return std::make_unique<MacNetwork>(application);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/shared/MessageNetwork.h"
 #include "platform/shared/ModalWork.h"
 
 namespace platform {
@@ -12,13 +13,15 @@ std::unique_ptr<Application> makeMacApplication(
     int argc, char** argv, std::shared_ptr<ModalWork> modalWork);
 /// The window, alerts, notifications and pages of AppKit.
 std::unique_ptr<UserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork);
+/// Asks a question of trust in an alert, as `Trust` has it.
+bool agreesInAlert(ModalWork& modalWork, const NSAlert& question);
 /// The main bundle, the process, the log and the digests.
 std::unique_ptr<System> makeMacSystem();
 /// The user's keychain. A query may hold the keys and constants of platform/Security.h and truth
 /// values; anything else is answered with errSecParam.
 std::unique_ptr<Security> makeMacSecurity();
 /// `NSURLSession`, which follows the user's proxy settings and trust.
-std::unique_ptr<Network> makeMacNetwork(Application& application);
+std::unique_ptr<MessageNetwork> makeMacNetwork(Application& application);
 
 /// libdispatch's main queue: on the main thread, in every mode of its run loop.
 WorkQueue& mainDispatchQueue();

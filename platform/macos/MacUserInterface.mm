@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include "platform/Trust.h"
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
 #include "platform/shared/StatusView.h"
 #include "platform/shared/WebPage.h"
 
 #import <AppKit/AppKit.h>
+#include <chrono>
 
 namespace platform {
 
@@ -38,6 +40,49 @@ namespace {
     return textView;
 }
 
+::NSAlert* platformAlertOf(const NSAlert& alert) {
+    ::NSAlert* const platformAlert = [[::NSAlert alloc] init];
+    [platformAlert setMessageText:stringOfText(alert.messageText)];
+    [platformAlert setInformativeText:stringOfText(alert.informativeText)];
+    [platformAlert setAlertStyle:static_cast<::NSAlertStyle>(alert.alertStyle)];
+    for (const std::string& button : alert.buttons) {
+        [platformAlert addButtonWithTitle:stringOfText(button)];
+    }
+    [[NSApplication sharedApplication] activateIgnoringOtherApps:YES];
+    return platformAlert;
+}
+
+/// Runs an alert whose last button is the answer to Return and Escape, and whose others can be
+/// pressed only after a while.
+NSModalResponse runGuarded(::NSAlert* alert) {
+    NSButton* const last = alert.buttons.lastObject;
+    for (NSButton* button in alert.buttons) {
+        button.keyEquivalent = button == last ? @"\r" : @"";
+        button.enabled = button == last;
+    }
+    NSTimer* const timer =
+        [NSTimer timerWithTimeInterval:std::chrono::duration<double>(guardedFor).count() repeats:NO
+                                 block:^(NSTimer*) {
+                                     for (NSButton* button in alert.buttons) {
+                                         button.enabled = YES;
+                                     }
+                                 }];
+    [[NSRunLoop currentRunLoop] addTimer:timer forMode:NSModalPanelRunLoopMode];
+    constexpr unsigned short escapeKey = 53;
+    const id monitor = [NSEvent addLocalMonitorForEventsMatchingMask:NSEventMaskKeyDown
+                                                             handler:^NSEvent*(NSEvent* event) {
+                                                                 if (event.keyCode != escapeKey) {
+                                                                     return event;
+                                                                 }
+                                                                 [last performClick:nil];
+                                                                 return nil;
+                                                             }];
+    const NSModalResponse response = [alert runModal];
+    [NSEvent removeMonitor:monitor];
+    [timer invalidate];
+    return response;
+}
+
 class MacUserInterface final : public UserInterface {
 public:
     explicit MacUserInterface(std::shared_ptr<ModalWork> modalWork)
@@ -57,14 +102,7 @@ public:
     int runModal(const NSAlert& alert) override {
         NSModalResponse response = 0;
         m_modalWork->run([&] {
-            ::NSAlert* const platformAlert = [[::NSAlert alloc] init];
-            [platformAlert setMessageText:stringOfText(alert.messageText)];
-            [platformAlert setInformativeText:stringOfText(alert.informativeText)];
-            [platformAlert setAlertStyle:static_cast<::NSAlertStyle>(alert.alertStyle)];
-            for (const std::string& button : alert.buttons) {
-                [platformAlert addButtonWithTitle:stringOfText(button)];
-            }
-            [[NSApplication sharedApplication] activateIgnoringOtherApps:YES];
+            ::NSAlert* const platformAlert = platformAlertOf(alert);
             response = [platformAlert runModal];
         });
         return static_cast<int>(response);
@@ -100,6 +138,12 @@ private:
 };
 
 } // namespace
+
+bool agreesInAlert(ModalWork& modalWork, const NSAlert& question) {
+    NSModalResponse response = 0;
+    modalWork.run([&] { response = runGuarded(platformAlertOf(question)); });
+    return response == NSAlertFirstButtonReturn;
+}
 
 std::unique_ptr<UserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork) {
     return std::make_unique<MacUserInterface>(std::move(modalWork));

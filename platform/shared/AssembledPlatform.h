@@ -9,7 +9,7 @@ namespace platform {
 
 /// A platform put together of five answers. The network, which may refer to the application, goes
 /// first.
-class AssembledPlatform final : public Platform {
+class AssembledPlatform : public Platform {
 public:
     AssembledPlatform(std::unique_ptr<Application> application,
         std::unique_ptr<UserInterface> userInterface, std::unique_ptr<System> system,

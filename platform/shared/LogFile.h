@@ -13,7 +13,7 @@ std::string logLine(LogText text);
 /// A descriptor that appends to `path`, closed by the caller; -1 unless that is, or now has become,
 /// a regular file of this user, under this name alone and no link: /tmp is everybody's, and
 /// somebody else's file may wait under the name for what is signed. The file is made its user's
-/// alone.
+/// alone. One of more than 512 MiB is renamed to `path` + ".1" and a new one begun.
 int openOwnLogFile(const std::string& path);
 
 /// Whether `openOwnLogFile` opens `path`. Another user cannot replace the file afterwards in a

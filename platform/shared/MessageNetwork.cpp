@@ -2,6 +2,7 @@
 #include "platform/shared/MessageNetwork.h"
 
 #include "foundation/PercentEncoding.h"
+#include "platform/shared/ComparableHost.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -35,6 +36,29 @@ private:
     const std::shared_ptr<MessageConnection> m_connection;
 };
 
+/// Stands for a connection that is not allowed.
+class RefusedTask final : public MessageTask {
+public:
+    RefusedTask(std::weak_ptr<MessageTaskDelegate> delegate, std::string words)
+        : m_delegate(std::move(delegate))
+        , m_words(std::move(words)) { }
+
+    void resume() override {
+        if (const auto delegate = m_delegate.lock()) {
+            delegate->taskDidEnd(m_words);
+        }
+    }
+    void send(std::string, Sent sent) override { sent(m_words); }
+    void receive(Received received) override { received(std::nullopt, m_words); }
+    std::int64_t countOfBytesReceived() override { return 0; }
+    void cancel() override { resume(); }
+    void invalidate() override { }
+
+private:
+    const std::weak_ptr<MessageTaskDelegate> m_delegate;
+    const std::string m_words;
+};
+
 std::string urlOf(const WebSocketRequest& request) {
     return (request.secure ? "wss://" : "ws://") + percentEncodedHost(request.host) + ":"
         + std::to_string(request.port) + request.target;
@@ -59,7 +83,10 @@ std::shared_ptr<WebSocket> MessageNetwork::openWebSocket(
     const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
     const auto connection
         = std::make_shared<MessageConnection>(m_application, m_queue, std::move(delegate));
-    auto task = makeMessageTask(urlOf(request), request.subprotocols, connection);
+    const auto words = refusal(request.host, request.port);
+    std::unique_ptr<MessageTask> task = words
+        ? std::make_unique<RefusedTask>(connection, *words)
+        : makeMessageTask(urlOf(request), request.subprotocols, connection);
     {
         const std::lock_guard lock(m_open->mutex);
         m_open->connections.insert(connection);
@@ -70,6 +97,19 @@ std::shared_ptr<WebSocket> MessageNetwork::openWebSocket(
         open->changed.notify_all();
     });
     return std::make_shared<MessageWebSocket>(connection);
+}
+
+void MessageNetwork::setConnectionRule(ConnectionRule rule) {
+    const std::lock_guard lock(m_ruleMutex);
+    m_rule = std::move(rule);
+}
+
+std::optional<std::string> MessageNetwork::refusal(const std::string& host, std::uint64_t port) {
+    const std::lock_guard lock(m_ruleMutex);
+    if (!m_rule) {
+        return std::nullopt;
+    }
+    return m_rule(asciiHostToConnect(host).value_or(NetworkHost{host, false, host}), port);
 }
 
 void MessageNetwork::flush(std::chrono::milliseconds limit) {

@@ -78,6 +78,7 @@ TEST_F(PageTest, DocumentsAreSignedByTheAgentOfTheLink) {
     EXPECT_THAT(link(), StartsWith("quillet://localhost:"));
     EXPECT_EQ(browser->text("#command"),
         "SSL_CERT_FILE='" + authority() + "' ZqMacClient '" + link() + "'");
+    EXPECT_THAT(browser->text("#code"), testing::MatchesRegex("[0-9]{6}"));
     EXPECT_FALSE(browser->isEnabled("#sign"));
     picture("waiting");
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/Serve.h"
 #include "devserver/server/Envelope.h"
+#include "devserver/session/RoomId.h"
 #include "tests/devserver/SharedOutput.h"
 #include "tests/devserver/TestAgent.h"
 #include "tests/devserver/WebClient.h"
@@ -136,8 +137,15 @@ TEST_F(WebTest, RoomIsOpenedWithLinkAndCommand) {
     EXPECT_EQ(reply.at("command").as_string(),
         "SSL_CERT_FILE='" + (folder / "authority/authority.pem").string() + "' ZqMacClient '" + link
             + "'");
+    EXPECT_EQ(reply.at("code").as_string(), devserver::roomCode(name));
     EXPECT_EQ(get("/rooms/" + name).status, 200U);
     EXPECT_NE(openRoom(), name);
+}
+
+TEST(RoomCodeTest, ItIsSixDigitsOfTheDigestOfTheName) {
+    EXPECT_EQ(devserver::roomCode(""), "012610");
+    EXPECT_EQ(devserver::roomCode("r1"), "023174");
+    EXPECT_EQ(devserver::roomCode("room5"), "034609");
 }
 
 TEST_F(WebTest, OtherPagesCannotOpenRooms) {

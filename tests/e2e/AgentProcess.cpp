@@ -60,13 +60,62 @@ bool hasLogPrefix(const std::string& line) {
     return true;
 }
 
+/// Root mounts as it is, others in a user namespace where they pass for root.
+std::string userNamespace() {
+    return geteuid() == 0 ? "" : "--map-root-user";
+}
+
 } // namespace
 
 AgentHome::AgentHome() {
+    if (isUnderPolicy() && canSetPolicy()) {
+        setPolicy(R"({"version": 1})");
+    }
     fs::create_directories(m_folder / "home");
     fs::create_directories(m_folder / "bin");
     makeTool("xdg-open");
     makeTool("xdg-mime");
+}
+
+bool AgentHome::isUnderPolicy() {
+    return std::getenv("QUILLET_TEST_POLICY") != nullptr;
+}
+
+bool AgentHome::canSetPolicy() {
+    static const bool can = std::system(("unshare --mount " + userNamespace()
+                                + " mount --make-rprivate / >/dev/null 2>&1")
+                                            .c_str())
+        == 0;
+    return can;
+}
+
+void AgentHome::setPolicy(const std::string& text, const std::string& change) {
+    for (const char* const folder : {"policy/old", "policy/etc"}) {
+        fs::create_directories(m_folder / folder);
+    }
+    writeFile(m_folder / "policy/policy.json", text);
+    writeFile(m_folder / "policy/change", change);
+    m_hasPolicy = true;
+}
+
+/// In a mount namespace of its own, /etc becomes a folder of links to what was there, and the
+/// policy's folder.
+std::vector<std::string> AgentHome::launcher() const {
+    if (!m_hasPolicy) {
+        return {};
+    }
+    constexpr const char* script = "mount --make-rprivate / && mount --rbind /etc $0/old"
+                                   " && rm -rf $0/etc/* && ln -s $0/old/* $0/etc/"
+                                   " && rm -f $0/etc/quillet && mkdir $0/etc/quillet"
+                                   " && cp $0/policy.json $0/etc/quillet/ && cd $0/etc/quillet"
+                                   " && chmod 755 . && chmod 644 policy.json && . $0/change"
+                                   " && mount --bind $0/etc /etc && cd / && exec \"$@\"";
+    std::vector<std::string> words{"/usr/bin/unshare", "--mount"};
+    if (const std::string option = userNamespace(); !option.empty()) {
+        words.push_back(option);
+    }
+    words.insert(words.end(), {"/bin/sh", "-c", script, (m_folder / "policy").string()});
+    return words;
 }
 
 void AgentHome::run(const std::string& command) const {
@@ -153,7 +202,8 @@ AgentProcess::AgentProcess(const AgentHome& home, const std::vector<std::string>
     const std::map<std::string, std::string>& furtherEnvironment, const std::string& program)
     : m_errorFile(home.path() / ("errors-" + std::to_string(std::rand())))
     , m_logStart(sizeOrZero(logFile)) {
-    std::vector<std::string> words{program};
+    std::vector<std::string> words = home.launcher();
+    words.push_back(program);
     words.insert(words.end(), arguments.begin(), arguments.end());
     auto variables = home.environment();
     for (const auto& [name, value] : furtherEnvironment) {
@@ -171,7 +221,7 @@ AgentProcess::AgentProcess(const AgentHome& home, const std::vector<std::string>
     posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
     posix_spawn_file_actions_addopen(
         &actions, STDERR_FILENO, m_errorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    const int result = posix_spawn(&m_pid, program.c_str(), &actions, nullptr,
+    const int result = posix_spawn(&m_pid, words.front().c_str(), &actions, nullptr,
         pointersTo(words).data(), pointersTo(settings).data());
     posix_spawn_file_actions_destroy(&actions);
     close(input[0]);
@@ -306,6 +356,9 @@ std::vector<std::string> AgentProcess::log() const {
     std::vector<std::string> lines = rawLog();
     for (std::string& line : lines) {
         line.erase(0, line.find("] ") + 2);
+    }
+    if (AgentHome::isUnderPolicy()) {
+        std::erase_if(lines, [](const std::string& line) { return line.starts_with("Policy: "); });
     }
     return lines;
 }

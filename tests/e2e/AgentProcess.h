@@ -45,11 +45,22 @@ public:
 
     std::map<std::string, std::string> environment() const;
 
+    /// Whether the tests run with the policy that rules nothing, whose log lines `log` leaves out.
+    static bool isUnderPolicy();
+    /// Whether this user may mount for a process of its own, and so put a policy in its place.
+    static bool canSetPolicy();
+    /// The agents that are started from now on find this file where an administrator would put it.
+    /// `change` is a shell command that is run in its folder, as root there.
+    void setPolicy(const std::string& text, const std::string& change = "true");
+    /// What stands before the agent's path for that; nothing without a policy.
+    std::vector<std::string> launcher() const;
+
 private:
     void run(const std::string& command) const;
     void makeSelfSigned(const std::string& keyOptions) const;
 
     TemporaryFolder m_folder;
+    bool m_hasPolicy = false;
 };
 
 /// Variables with which the loader notes what a process loads, for `loadedFiles`: nobody may look

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Not tests: pictures of the windows for the documentation, in the folder QUILLET_SCREENSHOTS.
 #include "tests/linux-desktop/DesktopTest.h"
+#include "tests/support/SigningContent.h"
 
 #include <QImage>
 #include <cstdlib>
@@ -69,4 +70,31 @@ TEST_F(Screenshots, PasswordPrompt) {
     dialog = display.waitForDialog().value_or(0);
     display.type("Correct7");
     save(dialog, "password-prompt");
+}
+
+TEST_F(Screenshots, ConsentForASession) {
+    home.makeIdentities(1);
+    home.setPolicy(R"({"version":1,"consent":"session"})");
+    startSessionOnDesktop();
+    session->sendCommand("LIST_CERTIFICATES");
+    dialogText();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // until both buttons can be used
+    save(dialog, "consent-session");
+}
+
+TEST_F(Screenshots, ConsentForASignature) {
+    home.makeIdentities(1);
+    const json::object request = [this] {
+        startSessionOnDesktop();
+        json::object payload = pdfRequest(signedAttributes());
+        session->sendCommand("TERMINATE_CLIENT");
+        expectEnd({0, 0});
+        return payload;
+    }();
+    home.setPolicy(R"({"version":1,"consent":"signature"})");
+    startSessionOnDesktop();
+    session->sendCommand("SIGN_PDF", request);
+    dialogText();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    save(dialog, "consent-signature");
 }

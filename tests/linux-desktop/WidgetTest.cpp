@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The desktop shell's own classes, inside the test's process and on Qt's display without a screen.
+#include "platform/Trust.h"
 #include "platform/linux/desktop/AlertDialog.h"
 #include "platform/linux/desktop/BusNotifications.h"
 #include "platform/linux/desktop/PasswordDialog.h"
@@ -14,6 +15,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTimer>
+#include <chrono>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -63,6 +65,28 @@ TEST_F(Widgets, StatusViewShowsTextAsItStands) {
     EXPECT_EQ(textOf(window),
         "<b>bold</b> &amp;\na\xEF\xBF\xBD"
         "b\xEF\xBF\xBD\n");
+}
+
+TEST_F(Widgets, AQuestionOfTrustIsRefusedByDefaultAndAgreedToOnlyAfterAWhile) {
+    const NSAlert alert{"m", "d", NSAlertStyle::warning, {"Allow", "Refuse"}};
+    AlertDialog dialog(alert, nullptr);
+    dialog.guard();
+    const auto buttons = dialog.findChildren<QPushButton*>();
+    ASSERT_EQ(buttons.size(), 2);
+    EXPECT_FALSE(buttons[0]->isEnabled());
+    EXPECT_FALSE(buttons[0]->isDefault());
+    EXPECT_FALSE(buttons[0]->autoDefault());
+    EXPECT_TRUE(buttons[1]->isEnabled());
+    EXPECT_TRUE(buttons[1]->isDefault());
+    EXPECT_EQ(dialog.focusWidget(), buttons[1]);
+    const auto begun = std::chrono::steady_clock::now();
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, [&] {
+        buttons[0]->click(); // does nothing while it is not enabled
+    });
+    watch.start(10);
+    EXPECT_EQ(dialog.run(), NSAlertFirstButtonReturn);
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, guardedFor);
 }
 
 TEST_F(Widgets, EveryTextOfADialogIsPlain) {

@@ -53,6 +53,37 @@ TEST_F(LogFileTest, WhatIsWrittenIsAppended) {
         "earlier\nof another process\nlater\n");
 }
 
+TEST_F(LogFileTest, ALogOfMoreThan512MiBIsPutAside) {
+    namespace fs = std::filesystem;
+    constexpr std::uintmax_t limit = std::uintmax_t{512} << 20;
+    std::ofstream(path("log")) << "first";
+    fs::resize_file(path("log"), limit); // a sparse file
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    EXPECT_FALSE(fs::exists(path("log.1")));
+    fs::resize_file(path("log"), limit + 1);
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    EXPECT_EQ(fs::file_size(path("log")), 0U);
+    EXPECT_EQ(fs::file_size(path("log.1")), limit + 1);
+
+    std::ofstream(path("log")) << "second";
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    EXPECT_EQ(fs::file_size(path("log")), 6U);
+    fs::resize_file(path("log"), limit + 2);
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    EXPECT_EQ(fs::file_size(path("log.1")), limit + 2);
+    EXPECT_FALSE(fs::exists(path("log.1.1")));
+}
+
+TEST_F(LogFileTest, ALogThatCannotBePutAsideIsGoneOnWith) {
+    namespace fs = std::filesystem;
+    constexpr std::uintmax_t size = (std::uintmax_t{512} << 20) + 1;
+    std::ofstream(path("log")) << "";
+    fs::resize_file(path("log"), size);
+    fs::create_directories(path("log.1") + "/folder");
+    EXPECT_TRUE(isOwnLogFile(path("log")));
+    EXPECT_EQ(fs::file_size(path("log")), size);
+}
+
 TEST_F(LogFileTest, LinksPipesAndFoldersAreRefused) {
     std::ofstream(path("target")) << "";
     std::filesystem::create_symlink(path("target"), path("link"));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/platform-shared/MessageNetworkTest.h"
 
+#include "platform/shared/ComparableHost.h"
+
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
@@ -225,4 +227,28 @@ TEST_F(MessageNetworkTest, FlushDoesNotWaitWithoutEnd) {
     m_queue.run();
     EXPECT_FALSE(hasEnded());
     EXPECT_EQ(task().count("cancel"), 1);
+}
+
+TEST_F(MessageNetworkTest, AConnectionThatTheRuleRefusesIsNotMade) {
+    m_network.setConnectionRule([](const platform::NetworkHost& host, std::uint64_t port) {
+        return host.name == "host" ? std::nullopt : std::optional(host.authority(port) + " no");
+    });
+    m_socket = m_network.openWebSocket({"[0::1]", 8443, "/", true, {}}, m_delegate);
+    m_socket->send({"text"});
+    runAll();
+    EXPECT_TRUE(m_network.records.empty());
+    EXPECT_FALSE(m_delegate->opened);
+    EXPECT_EQ(m_delegate->reasons, Texts{"[::1]:8443 no"});
+    m_network.flush(seconds(10));
+    openAndAccept();
+}
+
+TEST_F(MessageNetworkTest, AnInternationalNameIsNoHostForItsSystemTellsNotWhereItLeads) {
+    EXPECT_EQ(platform::asciiHostToConnect("SIGN.example.org.")->name, "sign.example.org");
+    EXPECT_EQ(platform::asciiHostToConnect("[0::1]")->name, "::1");
+    EXPECT_FALSE(platform::asciiHostToConnect("b\xC3\xBC"
+                                              "cher.example"));
+    for (const char* const host : {"", "a b", "a/b", "[name]", "a%", "%FF", "[192.0.2.7.1]"}) {
+        EXPECT_FALSE(platform::asciiHostToConnect(host)) << host;
+    }
 }

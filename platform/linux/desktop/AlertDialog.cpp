@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/desktop/AlertDialog.h"
 
+#include "platform/Trust.h"
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QApplication>
@@ -11,6 +12,7 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QStyle>
+#include <QTimer>
 
 namespace platform {
 
@@ -99,6 +101,19 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
     all->addLayout(buttons);
     all->setSizeConstraint(QLayout::SetFixedSize);
     findChild<QPushButton*>()->setFocus(); // the first one
+}
+
+void AlertDialog::guard() {
+    QList<QPushButton*> buttons = findChildren<QPushButton*>();
+    QPushButton* const last = buttons.takeLast();
+    for (QPushButton* button : buttons) {
+        button->setDefault(false);
+        button->setAutoDefault(false);
+        button->setEnabled(false);
+        QTimer::singleShot(guardedFor, button, [button] { button->setEnabled(true); });
+    }
+    last->setDefault(true);
+    last->setFocus();
 }
 
 int AlertDialog::run() {

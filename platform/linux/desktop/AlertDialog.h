@@ -13,6 +13,10 @@ class AlertDialog final : public QDialog {
 public:
     AlertDialog(const NSAlert& alert, QWidget* parent);
 
+    /// Makes it a question of trust: the last button is the default one, and the others can be
+    /// pressed only when `run` has lasted for `guardedFor`, and never by Enter.
+    void guard();
+
     /// Blocks until the user answers; returns the response. Dismissing is answering with the last
     /// button.
     int run();

@@ -88,6 +88,16 @@ int QtDesktop::runModal(const NSAlert& alert) {
     return response;
 }
 
+bool QtDesktop::agrees(const NSAlert& question) {
+    int response = 0;
+    m_host.runModally([&] {
+        AlertDialog dialog(question, &m_windows->window);
+        dialog.guard();
+        response = dialog.run();
+    });
+    return response == NSAlertFirstButtonReturn;
+}
+
 void QtDesktop::deliverNotification(const NSUserNotification& notification) {
     showOnDesktop(notification, m_identifier);
 }

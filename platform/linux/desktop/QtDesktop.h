@@ -25,6 +25,7 @@ public:
     void show();
 
     MainLoop& mainLoop() override { return m_loop; }
+    bool agrees(const NSAlert& question) override;
     void acceptLinks() override;
 
     NSTextView* statusTextView() override;

@@ -2,6 +2,7 @@
 #include "platform/linux/net/Connector.h"
 
 #include "platform/linux/net/AddressRace.h"
+#include "platform/linux/net/HostComparison.h"
 #include "platform/linux/net/NameLookup.h"
 
 #include <boost/asio/redirect_error.hpp>
@@ -70,12 +71,27 @@ std::string proxyRefusal(
 
 } // namespace
 
+void Connector::setRule(ConnectionRule rule) {
+    const std::lock_guard lock(m_ruleMutex);
+    m_rule = std::move(rule);
+}
+
+std::optional<Failure> Connector::refusal(const Destination& destination) {
+    const std::lock_guard lock(m_ruleMutex);
+    const auto words
+        = m_rule ? m_rule(networkHost(destination.host), destination.port) : std::nullopt;
+    return words ? std::optional(Failure{*words}) : std::nullopt;
+}
+
 Peer Connector::peerFor(const Destination& destination) const {
     return {destination.host.display, destination.port, m_settings.stallLimit};
 }
 
 asio::awaitable<Expected<ClientStream>> Connector::connect(
     Destination destination, AbortSignal& abort) {
+    if (auto refused = refusal(destination)) {
+        co_return *std::move(refused);
+    }
     std::optional<Proxy> proxy;
     if (destination.secure) {
         auto found = proxyFor(m_settings.proxies, destination.host, destination.port);

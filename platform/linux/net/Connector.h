@@ -2,6 +2,7 @@
 // Makes every connection: name lookup, TCP, proxy, TLS.
 #pragma once
 
+#include "platform/Trust.h"
 #include "platform/linux/net/ClientStream.h"
 #include "platform/linux/net/Expected.h"
 #include "platform/linux/net/IoThread.h"
@@ -13,6 +14,7 @@
 #include <boost/asio/ssl/context.hpp>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -44,6 +46,9 @@ public:
     virtual boost::asio::awaitable<Expected<ClientStream>> connect(
         Destination destination, AbortSignal& abort);
 
+    /// From any thread; counts for the connections that are begun afterwards.
+    void setRule(ConnectionRule rule);
+
     const Settings& settings() const { return m_settings; }
     Peer peerFor(const Destination& destination) const;
 
@@ -57,10 +62,13 @@ private:
     boost::asio::awaitable<Expected<ClientStream>> startTls(
         TcpStream tcp, Destination destination, AbortSignal& abort);
     Expected<boost::asio::ssl::context*> tlsContext();
+    std::optional<Failure> refusal(const Destination& destination);
 
     std::shared_ptr<IoGate> m_gate;
     Settings m_settings;
     std::optional<boost::asio::ssl::context> m_tlsContext;
+    std::mutex m_ruleMutex;
+    ConnectionRule m_rule;
 };
 
 } // namespace platform::linux_

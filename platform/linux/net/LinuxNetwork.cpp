@@ -3,6 +3,7 @@
 
 #include "platform/linux/net/CompletionQueue.h"
 #include "platform/linux/net/Connector.h"
+#include "platform/linux/net/HostComparison.h"
 #include "platform/linux/net/HttpsGet.h"
 #include "platform/linux/net/IoThread.h"
 #include "platform/linux/net/SocketChannel.h"
@@ -54,6 +55,7 @@ public:
     void get(const std::string& url, DataTaskCompletion completion);
     std::shared_ptr<WebSocket> open(
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate);
+    void setRule(ConnectionRule rule) { m_connector.setRule(std::move(rule)); }
     void flush(std::chrono::milliseconds limit);
 
 private:
@@ -198,6 +200,15 @@ std::unique_ptr<URLSessionDataTask> LinuxNetwork::dataTaskWithURL(
 std::shared_ptr<WebSocket> LinuxNetwork::openWebSocket(
     const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
     return m_impl->open(request, std::move(delegate));
+}
+
+std::optional<NetworkHost> LinuxNetwork::hostToConnect(const std::string& host) {
+    const auto name = parseHostName(host);
+    return name ? std::optional(networkHost(*name)) : std::nullopt;
+}
+
+void LinuxNetwork::setConnectionRule(ConnectionRule rule) {
+    m_impl->setRule(std::move(rule));
 }
 
 void LinuxNetwork::flush(std::chrono::milliseconds limit) {

@@ -4,6 +4,7 @@
 
 #include "platform/Application.h"
 #include "platform/Network.h"
+#include "platform/Trust.h"
 
 #include <chrono>
 #include <memory>
@@ -39,6 +40,10 @@ public:
     std::shared_ptr<WebSocket> openWebSocket(
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) override;
     void flush(std::chrono::milliseconds limit) override;
+
+    /// As `Trust` has them.
+    static std::optional<NetworkHost> hostToConnect(const std::string& host);
+    void setConnectionRule(ConnectionRule rule);
 
 private:
     class Impl;

@@ -99,6 +99,18 @@ enum NSAlertStyle : NSUInteger {
 };
 
 @interface NSButton : NSView
+@property (copy) NSString* keyEquivalent;
+@property (getter=isEnabled) BOOL enabled;
+- (void)performClick:(nullable id)sender;
+@end
+
+extern NSRunLoopMode const NSModalPanelRunLoopMode;
+enum NSEventMask : unsigned long long { NSEventMaskKeyDown = 1 << 10 };
+@interface NSEvent : NSObject
+@property (readonly) unsigned short keyCode;
++ (nullable id)addLocalMonitorForEventsMatchingMask:(NSEventMask)mask
+                                            handler:(NSEvent* _Nullable (^)(NSEvent* event))block;
++ (void)removeMonitor:(id)eventMonitor;
 @end
 
 @interface NSAlert : NSObject
@@ -106,6 +118,7 @@ enum NSAlertStyle : NSUInteger {
 @property (copy) NSString* informativeText;
 @property NSAlertStyle alertStyle;
 - (NSButton*)addButtonWithTitle:(NSString*)title;
+@property (readonly, copy) NSArray<NSButton*>* buttons;
 - (NSModalResponse)runModal;
 @end
 

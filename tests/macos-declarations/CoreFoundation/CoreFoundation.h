@@ -44,6 +44,7 @@ typedef const struct __CFBoolean* CFBooleanRef;
 typedef struct QUILLET_BRIDGED(NSError) __CFError* CFErrorRef;
 typedef struct __CFRunLoop* CFRunLoopRef;
 using CFRunLoopMode = CFStringRef;
+using CFPropertyListRef = CFTypeRef;
 
 struct CFRange {
     CFIndex location;
@@ -74,6 +75,10 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
     UInt8 lossByte, Boolean isExternalRepresentation, UInt8* QUILLET_NULLABLE buffer,
     CFIndex maxBufferLength, CFIndex* QUILLET_NULLABLE usedBufferLength);
 
+CFStringRef QUILLET_NULLABLE CFStringCreateWithBytes(CFAllocatorRef QUILLET_NULLABLE allocator,
+    const UInt8* bytes, CFIndex numBytes, CFStringEncoding encoding,
+    Boolean isExternalRepresentation);
+
 CFTypeID CFDataGetTypeID(void);
 CFDataRef QUILLET_NULLABLE CFDataCreate(
     CFAllocatorRef QUILLET_NULLABLE allocator, const UInt8* QUILLET_NULLABLE bytes, CFIndex length);
@@ -99,6 +104,10 @@ CFTypeID CFBooleanGetTypeID(void);
 Boolean CFBooleanGetValue(CFBooleanRef boolean);
 CFTypeID CFNumberGetTypeID(void);
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
+
+CFPropertyListRef QUILLET_NULLABLE CFPreferencesCopyAppValue(
+    CFStringRef key, CFStringRef applicationID);
+Boolean CFPreferencesAppValueIsForced(CFStringRef key, CFStringRef applicationID);
 
 CFRunLoopRef CFRunLoopGetMain(void);
 void CFRunLoopWakeUp(CFRunLoopRef runLoop);

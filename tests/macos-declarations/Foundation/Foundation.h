@@ -47,7 +47,12 @@ extern "C" Class _Nullable NSClassFromString(NSString* name);
 @property (readonly) const void* _Nullable bytes;
 @end
 
+@interface NSNumber : NSObject
+@property (readonly) unsigned long long unsignedLongLongValue;
+@end
+
 @interface NSArray<__covariant ObjectType> : NSObject <NSFastEnumeration>
+@property (nullable, readonly) ObjectType lastObject;
 @end
 
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>
@@ -65,6 +70,21 @@ extern "C" Class _Nullable NSClassFromString(NSString* name);
 @interface NSURL : NSObject
 + (nullable instancetype)URLWithString:(NSString*)string;
 @property (nullable, readonly, copy) NSString* absoluteString;
+@property (nullable, readonly, copy) NSString* host;
+@property (nullable, readonly, copy) NSNumber* port;
+@end
+
+@interface NSTimer : NSObject
++ (NSTimer*)timerWithTimeInterval:(NSTimeInterval)interval
+                          repeats:(BOOL)repeats
+                            block:(void (^)(NSTimer* timer))block;
+- (void)invalidate;
+@end
+
+using NSRunLoopMode = NSString*;
+@interface NSRunLoop : NSObject
+@property (class, readonly, strong) NSRunLoop* currentRunLoop;
+- (void)addTimer:(NSTimer*)timer forMode:(NSRunLoopMode)mode;
 @end
 
 @interface NSBundle : NSObject

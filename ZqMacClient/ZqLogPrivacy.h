@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ZqMacClient/DebugDescription.h"
+
+#include <string>
+#include <string_view>
+
+/// How documents, signatures and payloads appear in log lines: as they are, or, where an
+/// administrator wants the log redacted, as their size and SHA-256.
+class ZqLogPrivacy {
+public:
+    static void setRedacted(bool isRedacted);
+
+    /// A whole text, not quoted.
+    static LogLine& addText(LogLine& line, std::string_view text);
+    /// In redacted lines the names of members remain, and of their values those without content.
+    static LogLine& addPayload(LogLine& line, const std::optional<JsonValue>& payload);
+    /// A text in quotes, or nil for any other value.
+    static LogLine& addOptionalText(LogLine& line, const JsonValue& value);
+
+    /// "<5 bytes, SHA-256 2cf2...>"
+    static std::string summary(std::string_view text);
+};
