@@ -10,7 +10,7 @@ build=(
   ca-certificates            # the system's trust, read by the agent
   cmake ninja-build g++ pkg-config
   "libboost$boost-dev" "libboost-json$boost-dev"
-  libssl-dev libnss3-dev
+  libssl-dev libnss3-dev libp11-kit-dev
   libqpdf-dev libxml2-dev libxmlsec1-dev libexpat1-dev # the signing server's documents
   qt6-base-dev libxcb1-dev   # the desktop shell
   qt6-qpa-plugins fonts-dejavu-core xdg-utils libglib2.0-bin # what it runs on; gio is xdg-open's hand
@@ -21,7 +21,7 @@ demo=(
 )
 tests=(
   libgtest-dev libgmock-dev libbenchmark-dev
-  softhsm2 libp11-kit-dev    # smart cards in software
+  softhsm2                   # smart cards in software
   "libboost-url$boost-dev"   # another reader of URLs, to compare with
   qpdf                       # makes and checks PDFs
   chromium chromium-driver   # open the signing server's page

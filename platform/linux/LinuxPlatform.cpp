@@ -9,6 +9,7 @@
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/PolicyFile.h"
 #include "platform/linux/PrivateMemory.h"
+#include "platform/linux/SideWork.h"
 #include "platform/linux/TerminalUserInterface.h"
 #include "platform/linux/net/LinuxNetwork.h"
 #include "platform/linux/security/NssSecurity.h"
@@ -42,6 +43,27 @@ private:
     LinuxSystem& m_system;
 };
 
+/// "identities [--unlock]": prints what the keychain finds, instead of running.
+constexpr const char* identitiesArgument = "identities";
+constexpr const char* unlockOption = "--unlock";
+
+bool wantsIdentities(const std::vector<std::string>& arguments) {
+    return arguments.size() > 1 && arguments[1] == identitiesArgument;
+}
+
+class AgentApplication final : public LinuxApplication {
+public:
+    /// What is done in the place of a run.
+    void setCommand(std::function<int()> command) { m_command = std::move(command); }
+
+    int run(NSApplicationDelegate& delegate) override {
+        return m_command ? m_command() : LinuxApplication::run(delegate);
+    }
+
+private:
+    std::function<int()> m_command;
+};
+
 /// Whether the user started the program for one link, so that it is not the one that others go to.
 bool hasLink(const std::vector<std::string>& arguments) {
     return arguments.size() > 1 && arguments[1].starts_with(std::string(urlScheme) + "://");
@@ -66,9 +88,13 @@ public:
         , m_host(m_application, m_system)
         , m_terminal(m_application)
         , m_desktop(openDesktopIfDisplayed())
-        , m_security(userInterface())
+        , m_sideWork(m_application, [this](const std::string& line) { show(line); })
+        , m_security(userInterface(), KeychainSources::ofUser(), keychainHost())
         , m_network(m_application, {.userAgent = userAgent()}) {
         m_application.setNetwork(&m_network);
+        if (wantsIdentities(m_system.arguments())) {
+            m_application.setCommand([this] { return printIdentities(); });
+        }
         if (m_desktop) {
             m_application.setMainLoop(&m_desktop->mainLoop());
         }
@@ -99,6 +125,9 @@ public:
 
 private:
     std::unique_ptr<DesktopShell> openDesktopIfDisplayed() {
+        if (wantsIdentities(m_system.arguments())) {
+            return nullptr;
+        }
         const std::optional<std::string> link = linkOfDesktop(m_system.arguments());
         const bool hasWindow = isDisplayNamed() && !isForTerminal(m_system.arguments());
         auto desktop = hasWindow ? openDesktopFor(link) : nullptr;
@@ -124,11 +153,36 @@ private:
         return desktop;
     }
 
-    LinuxApplication m_application;
+    KeychainHost keychainHost() {
+        return {.log = [this](const std::string& line) { m_host.log(line); },
+            .notice
+            = [this](const std::string& line) { m_application.runModally([&] { show(line); }); },
+            .aside = [this](const std::string& waitingFor,
+                         const std::function<void()>& work) { m_sideWork.run(waitingFor, work); }};
+    }
+
+    int printIdentities() {
+        const std::vector<std::string> arguments = m_system.arguments();
+        const bool unlock = arguments.size() > 2 && arguments[2] == unlockOption;
+        m_security.SecKeychainSetUserInteractionAllowed(unlock);
+        m_terminal.statusTextView()->textStorage()->append(m_security.report(unlock));
+        return EXIT_SUCCESS;
+    }
+
+    void show(const std::string& line) {
+        NSTextView* view = userInterface().statusTextView();
+        NSTextStorage* text = view == nullptr ? nullptr : view->textStorage();
+        if (text != nullptr) {
+            text->append(line + "\n");
+        }
+    }
+
+    AgentApplication m_application;
     LinuxSystem m_system;
     AgentHost m_host;
     TerminalUserInterface m_terminal;
     std::unique_ptr<DesktopShell> m_desktop;
+    SideWork m_sideWork;
     NssSecurity m_security;
     linux_::LinuxNetwork m_network;
 };

@@ -26,8 +26,8 @@ AgentProcess& SessionTest::startAgent() {
 }
 
 AgentProcess& SessionTest::startAgent(const std::vector<std::string>& arguments) {
-    agent = std::make_unique<AgentProcess>(home, arguments,
-        std::map<std::string, std::string>{{"SSL_CERT_FILE", (home.path() / "ca.pem").string()}});
+    environment["SSL_CERT_FILE"] = (home.path() / "ca.pem").string();
+    agent = std::make_unique<AgentProcess>(home, arguments, environment);
     return *agent;
 }
 

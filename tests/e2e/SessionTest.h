@@ -45,6 +45,7 @@ protected:
     void expectFatalError(const std::string& logged);
     bool logHas(const std::string& line) const;
 
+    std::map<std::string, std::string> environment; ///< of the agent, beside its home's
     AgentHome home;
     devserver::Server server;
     std::unique_ptr<AgentProcess> agent;

@@ -50,9 +50,14 @@ class ScriptedUserInterface final : public platform::UserInterface {
 public:
     std::vector<std::string> passwords;
     std::vector<std::string> questions; ///< the token's name, with " again" after a wrong answer
+    std::vector<std::string> alerts; ///< their messages
+    int response = platform::NSAlertFirstButtonReturn; ///< to each alert
 
     platform::NSTextView* statusTextView() override { return nullptr; }
-    int runModal(const platform::NSAlert&) override { return platform::NSAlertFirstButtonReturn; }
+    int runModal(const platform::NSAlert& alert) override {
+        alerts.push_back(alert.messageText);
+        return response;
+    }
     void deliverNotification(const platform::NSUserNotification&) override { }
     bool openURL(const std::string&) override { return false; }
     std::optional<std::string> askForPassword(const std::string& tokenName, bool again) override;

@@ -65,7 +65,7 @@ SoftTokens::Stored SoftTokens::store(
     writeFile(certificateFile, std::string(certificate.begin(), certificate.end()));
     std::vector<std::string> command = {MAKE_TOKEN, module(), "add", label, pin, id};
     if (objects.key) {
-        command.push_back("key=" + keyFile);
+        command.push_back((objects.alwaysAuthenticates ? "careful-key=" : "key=") + keyFile);
     }
     if (objects.publicKey) {
         command.push_back("public=" + keyFile);

@@ -27,6 +27,7 @@ public:
         bool publicKey = true;
         bool certificate = true;
         bool isCertificatePrivate = false;
+        bool alwaysAuthenticates = false; ///< the key wants a PIN for each use
     };
     /// Builds the certificate and stores it under an identifier of its own, which is returned with
     /// it.

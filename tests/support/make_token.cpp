@@ -2,6 +2,7 @@
 // make_token MODULE init LABEL PIN           a new token in the first slot that has none
 // make_token MODULE add LABEL PIN ID OBJECT...   objects under CKA_ID `ID`:
 //     key=FILE, public=FILE       from a private key in PEM; RSA or a P-256 curve
+//     careful-key=FILE            the key, which wants a PIN for each use
 //     certificate=FILE            the bytes of the file, whatever they are
 //     private-certificate=FILE    the same, seen only by who has logged in
 // make_token MODULE remove LABEL PIN ID CLASS    key, public or certificate
@@ -180,6 +181,11 @@ Template certificateTemplate(const Text& path, bool isPrivate) {
 Template templateOf(const Text& kind, const Text& path) {
     if (kind == "key" || kind == "public") {
         return keyTemplate(readKey(path).get(), kind == "key");
+    }
+    if (kind == "careful-key") {
+        Template object = keyTemplate(readKey(path).get(), true);
+        object.addFlag(CKA_ALWAYS_AUTHENTICATE, true);
+        return object;
     }
     return certificateTemplate(path, kind == "private-certificate");
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/NssDatabase.h"
 
+#include "platform/linux/security/FirefoxProfiles.h"
 #include "platform/linux/security/NssHandles.h"
 #include "platform/linux/security/PasswordPrompt.h"
 
@@ -32,7 +33,8 @@ char* answerPassword(PK11SlotInfo* slot, PRBool again, void* prompt) {
 }
 
 constexpr PRUint32 openFlags = NSS_INIT_READONLY // never written, so never locked for others
-    | NSS_INIT_NOROOTINIT; // whom to trust is not this program's question
+    | NSS_INIT_NOROOTINIT // whom to trust is not this program's question
+    | NSS_INIT_NOMODDB; // modules are tried before they are loaded
 
 std::optional<NssDatabase::OpenFailure> filesFailure(const std::string& directory) {
     for (const char* file : {"/cert9.db", "/key4.db"}) {
@@ -49,36 +51,136 @@ std::optional<NssDatabase::OpenFailure> filesFailure(const std::string& director
     return std::nullopt;
 }
 
+/// NSS's own slot without a database.
+bool isForComputingAlone(PK11SlotInfo* slot) {
+    const nss::SlotHandle computing(PK11_GetInternalSlot());
+    return slot == computing.get() && !PK11_IsInternalKeySlot(slot);
+}
+
+NSSInitContext* openContext(const std::string& directory) {
+    const std::string address = "sql:" + directory;
+    return NSS_InitContext(address.c_str(), "", "", SECMOD_DB, nullptr, openFlags);
+}
+
+NSSInitContext* openContextWithoutDatabase() {
+    return NSS_InitContext(
+        "", "", "", "", nullptr, openFlags | NSS_INIT_NOCERTDB | NSS_INIT_FORCEOPEN);
+}
+
 } // namespace
 
-struct NssDatabase::Context {
-    nss::ContextHandle handle;
+std::string NssDatabase::openFailureText(OpenFailure failure, const std::string& directory) {
+    switch (failure) {
+    case OpenFailure::missing:
+        return "There is no certificate database in " + directory + ".";
+    case OpenFailure::notPermitted:
+        return "The certificate database in " + directory + " may not be read.";
+    case OpenFailure::damaged:
+        break;
+    }
+    return "The certificate database in " + directory + " is damaged.";
+}
+
+/// A slot of NSS's own module that was opened beside the first.
+struct CloseDatabase {
+    void operator()(PK11SlotInfo* slot) const {
+        SECMOD_CloseUserDB(slot);
+        PK11_FreeSlot(slot);
+    }
 };
 
-NssDatabase::NssDatabase(std::unique_ptr<Context> context, PasswordPrompt& prompt)
-    : m_context(std::move(context))
+struct NssDatabase::Handles {
+    nss::ContextHandle context;
+    std::vector<nss::ModuleHandle> modules;
+    std::vector<std::unique_ptr<PK11SlotInfo, CloseDatabase>> databases;
+};
+
+NssDatabase::NssDatabase(std::unique_ptr<Handles> handles, PasswordPrompt& prompt)
+    : m_handles(std::move(handles))
     , m_prompt(prompt) {
     PK11_SetPasswordFunc(answerPassword);
 }
 
 NssDatabase::~NssDatabase() = default;
 
-std::variant<std::unique_ptr<NssDatabase>, NssDatabase::OpenFailure> NssDatabase::open(
-    const std::string& directory, PasswordPrompt& prompt) {
-    if (const auto failure = filesFailure(directory)) {
-        return *failure;
+std::unique_ptr<NssDatabase> NssDatabase::open(
+    const KeychainSources& sources, PasswordPrompt& prompt, const Log& log) {
+    std::optional<OpenFailure> failure = filesFailure(sources.database);
+    const auto profiles = sources.home.empty() ? std::vector<std::filesystem::path>()
+                                               : firefoxProfiles(sources.home);
+    std::vector<CardModule> listed = modulesListedIn(sources.database);
+    for (const std::filesystem::path& profile : profiles) {
+        const auto further = modulesListedIn(profile);
+        listed.insert(listed.end(), further.begin(), further.end());
     }
-    const std::string address = "sql:" + directory;
-    nss::ContextHandle handle(
-        NSS_InitContext(address.c_str(), "", "", SECMOD_DB, nullptr, openFlags));
-    if (!handle) {
-        return OpenFailure::damaged;
+    ModuleTrial trial(std::move(listed), sources.configuredModules); // goes on while NSS begins
+
+    nss::ContextHandle context(failure ? nullptr : openContext(sources.database));
+    if (!context) {
+        failure = failure.value_or(OpenFailure::damaged);
+        context.reset(openContextWithoutDatabase());
     }
-    auto context = std::unique_ptr<Context>(new Context{std::move(handle)});
-    return std::unique_ptr<NssDatabase>(new NssDatabase(std::move(context), prompt));
+    if (!context) {
+        return nullptr;
+    }
+    auto handles = std::unique_ptr<Handles>(new Handles{std::move(context), {}, {}});
+    std::unique_ptr<NssDatabase> database(new NssDatabase(std::move(handles), prompt));
+    database->m_failure = failure;
+    for (const std::filesystem::path& profile : profiles) {
+        database->openProfile(profile, log);
+    }
+    for (CardModule& module : trial.modules()) {
+        database->load(std::move(module), log);
+    }
+    return database;
+}
+
+void NssDatabase::openProfile(const std::string& path, const Log& log) {
+    const std::string name
+        = m_profiles.empty() ? "Firefox" : "Firefox " + std::to_string(m_profiles.size() + 1);
+    const std::string parameters = "configdir=" + nss::quoted("sql:" + path)
+        + " tokenDescription=" + nss::quoted(name) + " flags=readOnly";
+    PK11SlotInfo* slot = filesFailure(path) ? nullptr : SECMOD_OpenUserDB(parameters.c_str());
+    if (slot == nullptr) {
+        log("Firefox's certificates in " + path + " cannot be opened.");
+    } else {
+        m_handles->databases.emplace_back(slot);
+    }
+    m_profiles.push_back({path, slot != nullptr});
+}
+
+void NssDatabase::load(CardModule module, const Log& log) {
+    if (module.problem.empty()) {
+        nss::ModuleHandle loaded(
+            SECMOD_LoadUserModule(module.specification.data(), nullptr, PR_FALSE));
+        if (loaded && loaded->loaded) {
+            m_handles->modules.push_back(std::move(loaded));
+        } else {
+            module.problem = "NSS cannot load it";
+        }
+    }
+    if (!module.problem.empty()) {
+        log("PKCS #11 module " + module.name + " (" + module.library
+            + ") is left out: " + module.problem + ".");
+    }
+    m_modules.push_back(std::move(module));
+}
+
+bool NssDatabase::hasModules() const {
+    return !m_handles->modules.empty();
+}
+
+bool NssDatabase::holdsMore() {
+    const auto present = tokens();
+    return !m_handles->databases.empty()
+        || std::any_of(present.begin(), present.end(),
+            [](const auto& token) { return token->isCard() && token->isPrepared(); });
 }
 
 std::vector<std::shared_ptr<NssToken>> NssDatabase::tokens() {
+    for (const nss::ModuleHandle& module : m_handles->modules) {
+        SECMOD_UpdateSlotList(module.get()); // readers come and go
+    }
     const nss::SlotListHandle slots(
         PK11_GetAllTokens(CKM_INVALID_MECHANISM, PR_FALSE, PR_FALSE, &m_prompt));
     std::vector<std::shared_ptr<NssToken>> present;
@@ -87,6 +189,9 @@ std::vector<std::shared_ptr<NssToken>> NssDatabase::tokens() {
     }
     for (PK11SlotListElement* element = slots->head; element != nullptr; element = element->next) {
         PK11SlotInfo* slot = element->slot;
+        if (isForComputingAlone(slot)) {
+            continue;
+        }
         auto known = std::find_if(m_tokens.begin(), m_tokens.end(),
             [slot](const auto& token) { return token->isIn(slot); });
         if (known == m_tokens.end()) {

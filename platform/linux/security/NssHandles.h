@@ -10,7 +10,9 @@
 #include <memory>
 #include <nss.h>
 #include <pk11pub.h>
+#include <secmod.h>
 #include <secport.h>
+#include <string>
 
 namespace platform::nss {
 
@@ -18,6 +20,7 @@ using ContextHandle = Handle<NSSInitContext, NSS_ShutdownContext>;
 using SlotHandle = Handle<PK11SlotInfo, PK11_FreeSlot>;
 using SlotListHandle = Handle<PK11SlotList, PK11_FreeSlotList>;
 using PrivateKeyHandle = Handle<SECKEYPrivateKey, SECKEY_DestroyPrivateKey>;
+using ModuleHandle = Handle<SECMODModule, SECMOD_DestroyModule>;
 /// The head of a list: frees all of it.
 using ObjectListHandle = Handle<PK11GenericObject, PK11_DestroyGenericObjects>;
 
@@ -30,6 +33,18 @@ using ArenaHandle = std::unique_ptr<PLArenaPool, ReleaseArena>;
 inline SECItem itemOf(BytesView bytes) {
     return {siBuffer, const_cast<unsigned char*>(bytes.data()),
         static_cast<unsigned int>(bytes.size())};
+}
+
+/// A parameter's value in double quotes.
+inline std::string quoted(const std::string& value) {
+    std::string text = "\"";
+    for (const char c : value) {
+        if (c == '"' || c == '\\') {
+            text += '\\';
+        }
+        text += c;
+    }
+    return text + "\"";
 }
 
 inline PinState pinState(PK11SlotInfo* slot) {

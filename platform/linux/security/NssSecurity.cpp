@@ -3,13 +3,11 @@
 
 #include "platform/linux/security/DigestInfo.h"
 #include "platform/linux/security/KeychainEntry.h"
+#include "platform/linux/security/KeychainReport.h"
 #include "platform/linux/security/NssDatabase.h"
 #include "platform/linux/security/X509Values.h"
 
-#include <cstdlib>
 #include <map>
-#include <pwd.h>
-#include <unistd.h>
 #include <vector>
 
 namespace platform {
@@ -85,6 +83,18 @@ std::vector<KeychainEntryRef> identitiesOn(const std::vector<std::shared_ptr<Nss
     return entries;
 }
 
+OSStatus statusOf(NssDatabase::OpenFailure failure) {
+    switch (failure) {
+    case NssDatabase::OpenFailure::missing:
+        return errSecNoDefaultKeychain;
+    case NssDatabase::OpenFailure::notPermitted:
+        return errSecNotAvailable;
+    case NssDatabase::OpenFailure::damaged:
+        break;
+    }
+    return errSecInvalidKeychain;
+}
+
 OSStatus statusOfNothing(PasswordPrompt::Outcome outcome) {
     switch (outcome) {
     case PasswordPrompt::Outcome::cancelled:
@@ -100,18 +110,11 @@ OSStatus statusOfNothing(PasswordPrompt::Outcome outcome) {
 
 } // namespace
 
-std::string defaultDatabaseDirectory() {
-    const char* home = std::getenv("HOME");
-    if (home == nullptr || *home == '\0') {
-        const passwd* account = getpwuid(getuid());
-        home = account == nullptr ? "" : account->pw_dir;
-    }
-    return std::string(home) + "/.pki/nssdb";
-}
-
-NssSecurity::NssSecurity(UserInterface& userInterface, std::string databaseDirectory)
-    : m_directory(std::move(databaseDirectory))
+NssSecurity::NssSecurity(UserInterface& userInterface, KeychainSources sources, KeychainHost host)
+    : m_sources(std::move(sources))
+    , m_host(std::move(host))
     , m_prompt(userInterface) {
+    m_prompt.setNotice(m_host.notice);
 }
 
 NssSecurity::~NssSecurity() = default;
@@ -120,19 +123,47 @@ OSStatus NssSecurity::open() {
     if (m_database) {
         return errSecSuccess;
     }
-    auto opened = NssDatabase::open(m_directory, m_prompt);
-    if (const auto* failure = std::get_if<NssDatabase::OpenFailure>(&opened)) {
-        switch (*failure) {
-        case NssDatabase::OpenFailure::missing:
-            return errSecNoDefaultKeychain;
-        case NssDatabase::OpenFailure::notPermitted:
-            return errSecNotAvailable;
-        case NssDatabase::OpenFailure::damaged:
-            return errSecInvalidKeychain;
-        }
+    OSStatus status = errSecSuccess;
+    aside("the keychain", [&] { status = openSources(); });
+    return status;
+}
+
+OSStatus NssSecurity::openSources() {
+    auto database
+        = NssDatabase::open(m_sources, m_prompt, [this](const std::string& line) { log(line); });
+    if (!database) {
+        return errSecNotAvailable;
     }
-    m_database = std::get<std::unique_ptr<NssDatabase>>(std::move(opened));
+    if (const auto& failure = database->failure()) {
+        if (!database->holdsMore()) {
+            return statusOf(*failure);
+        }
+        log(NssDatabase::openFailureText(*failure, m_sources.database));
+    }
+    m_database = std::move(database);
     return errSecSuccess;
+}
+
+std::string NssSecurity::report(bool unlock) {
+    const auto database
+        = m_database ? nullptr : NssDatabase::open(m_sources, m_prompt, [](const std::string&) {});
+    NssDatabase* opened = m_database ? m_database.get() : database.get();
+    return opened == nullptr ? "NSS does not begin.\n"
+                             : keychainReport(m_sources.database, *opened, unlock);
+}
+
+void NssSecurity::aside(const std::string& waitingFor, const std::function<void()>& work) const {
+    if (m_host.aside) {
+        m_host.aside(waitingFor, work);
+    } else {
+        work();
+    }
+}
+
+void NssSecurity::log(const std::string& line) const {
+    if (m_host.log) {
+        m_host.log(line);
+    }
 }
 
 OSStatus NssSecurity::SecKeychainCopyDefault() {
@@ -148,8 +179,15 @@ SecResult<PropertyArray> NssSecurity::SecItemCopyMatching(const PropertyDictiona
         return {status, std::nullopt};
     }
     m_prompt.begin();
+    std::vector<KeychainEntryRef> entries;
+    const auto list = [&] { entries = identitiesOn(m_database->tokens()); };
+    if (m_database->hasModules()) {
+        aside("a smart card", list);
+    } else {
+        list();
+    }
     PropertyArray items;
-    for (KeychainEntryRef& entry : identitiesOn(m_database->tokens())) {
+    for (KeychainEntryRef& entry : entries) {
         items.push_back(itemOf(std::move(entry), *wanted));
     }
     if (items.empty()) {
@@ -214,20 +252,45 @@ SecSignature NssSecurity::SecKeyCreateSignature(
     if (!token) {
         return {std::nullopt, "The keychain of this private key is closed."};
     }
-    return token->sign(entry->keyId(), std::get<Bytes>(input), (publicKey.bits + 7) / 8);
+    SecSignature signature;
+    const auto sign = [&] {
+        signature = token->sign(entry->keyId(), std::get<Bytes>(input), (publicKey.bits + 7) / 8);
+    };
+    if (token->isCard()) {
+        aside(token->name(), sign);
+    } else {
+        sign();
+    }
+    return signature;
+}
+
+std::string NssSecurity::whereNothingIs() const {
+    std::string text = "The certificate database in " + m_sources.database
+        + " holds no certificate with a private key.";
+    if (m_database) {
+        for (const NssDatabase::Profile& profile : m_database->profiles()) {
+            text += "\nNor does Firefox's profile in " + profile.path + ".";
+        }
+        for (const std::shared_ptr<NssToken>& token : m_database->tokens()) {
+            if (token->isCard() && token->isPrepared()) {
+                text += "\nNor does the card " + token->name() + ".";
+            }
+        }
+    }
+    return text;
 }
 
 std::optional<std::string> NssSecurity::SecCopyErrorMessageString(OSStatus status) {
     switch (status) {
     case errSecNoDefaultKeychain:
-        return "There is no certificate database in " + m_directory + ".";
+        return NssDatabase::openFailureText(NssDatabase::OpenFailure::missing, m_sources.database);
     case errSecNotAvailable:
-        return "The certificate database in " + m_directory + " may not be read.";
+        return NssDatabase::openFailureText(
+            NssDatabase::OpenFailure::notPermitted, m_sources.database);
     case errSecInvalidKeychain:
-        return "The certificate database in " + m_directory + " is damaged.";
+        return NssDatabase::openFailureText(NssDatabase::OpenFailure::damaged, m_sources.database);
     case errSecItemNotFound:
-        return "The certificate database in " + m_directory
-            + " holds no certificate with a private key.";
+        return whereNothingIs();
     case errSecUserCanceled:
         return "The password of the certificates was not given.";
     case errSecAuthFailed:

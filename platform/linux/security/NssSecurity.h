@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The keychain of Linux: the user's NSS database, smart cards of its module list included.
+// The keychain of Linux: the user's NSS database, the profiles of browsers, smart cards.
 #pragma once
 
 #include "platform/Security.h"
+#include "platform/linux/security/KeychainSources.h"
 #include "platform/linux/security/PasswordPrompt.h"
 
 #include <memory>
@@ -19,30 +20,31 @@ inline constexpr OSStatus errSecInvalidKeychain = -25295;
 inline constexpr OSStatus errSecInvalidItemRef = -25304;
 inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
 
-/// $HOME/.pki/nssdb, the home folder falling back to that of the account.
-std::string defaultDatabaseDirectory();
-
-/// The database is opened for reading at first need and stays open for this object's life.
+/// The sources are opened for reading at first need and stays open for this object's life.
 /// References that outlive it still tell what they are, but sign nothing.
 class NssSecurity final : public Security {
 public:
     /// `userInterface` outlives this object; it is asked for the passwords of locked tokens, once
     /// that is allowed.
-    explicit NssSecurity(
-        UserInterface& userInterface, std::string databaseDirectory = defaultDatabaseDirectory());
+    explicit NssSecurity(UserInterface& userInterface,
+        KeychainSources sources = KeychainSources::ofUser(), KeychainHost host = {});
+    /// One database alone, and the modules of its list.
+    NssSecurity(UserInterface& userInterface, std::string databaseDirectory)
+        : NssSecurity(userInterface, KeychainSources{std::move(databaseDirectory), "", false}) { }
     ~NssSecurity() override;
 
-    /// errSecNoDefaultKeychain without a database, errSecNotAvailable when it may not be read,
+    /// When nothing can be opened, it is the user's database that tells why:
+    /// errSecNoDefaultKeychain without one, errSecNotAvailable when it may not be read,
     /// errSecInvalidKeychain when it is damaged.
     OSStatus SecKeychainCopyDefault() override;
 
     /// Understands identities ("class" = "idnt") without limit ("m_Limit" = "m_LimitAll") as data
     /// ("r_Data"), references ("r_Ref"), or dictionaries of both; errSecParam for anything else.
-    /// Order: the database before further tokens, the certificates of a token in the token's order.
-    /// A certificate that is on two tokens gives one identity. A certificate that cannot be read is
-    /// listed, and has neither serial number nor values.
-    /// Without any identity errSecItemNotFound; errSecUserCanceled, errSecAuthFailed or
-    /// errSecInteractionNotAllowed when a locked token may hide some.
+    /// Order: databases before the tokens of modules, the certificates of a token in the token's
+    /// order. A certificate that is on two tokens gives one identity. A certificate that cannot be
+    /// read is listed, and has neither serial number nor values. Without any identity
+    /// errSecItemNotFound; errSecUserCanceled, errSecAuthFailed or errSecInteractionNotAllowed when
+    /// a locked token may hide some.
     SecResult<PropertyArray> SecItemCopyMatching(const PropertyDictionary& query) override;
 
     /// Costs nothing and asks for nothing: the token's key is looked up when it signs.
@@ -65,10 +67,18 @@ public:
     /// Not allowed until this is called with true.
     OSStatus SecKeychainSetUserInteractionAllowed(bool allowed) override;
 
+    /// What there is, in words for whoever helps a user. `unlock` allows to ask for passwords.
+    std::string report(bool unlock);
+
 private:
     OSStatus open();
+    OSStatus openSources();
+    void aside(const std::string& waitingFor, const std::function<void()>& work) const;
+    void log(const std::string& line) const;
+    std::string whereNothingIs() const;
 
-    std::string m_directory;
+    KeychainSources m_sources;
+    KeychainHost m_host;
     PasswordPrompt m_prompt;
     std::unique_ptr<NssDatabase> m_database; // declared last: closed first
 };
