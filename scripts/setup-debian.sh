@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Installs what a task needs on Debian 12; does nothing when all is there.
-#   setup-debian.sh [build | demo | tests | analysis | screenshots]    tests unless told otherwise
+#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots]    tests unless told otherwise
 #   QUILLET_BOOST=1.83    another version of Boost, for systems that do not have 1.81
 set -euo pipefail
 
@@ -24,11 +24,13 @@ tests=(
   softhsm2                   # smart cards in software
   "libboost-url$boost-dev"   # another reader of URLs, to compare with
   qpdf                       # makes and checks PDFs
+  nodejs node-ws             # run the sample server
   chromium chromium-driver   # open the signing server's page
   clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here
   mount util-linux           # put an administrator's policy in place for one process
   xvfb dbus-daemon libx11-dev libxtst-dev # a display, a session bus, keys and clicks
 )
+corpus=(default-jdk-headless) # its validator of XML signatures; half a gigabyte
 analysis=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr)
 screenshots=(openbox)
 
@@ -36,10 +38,11 @@ case "${1:-tests}" in
   build) packages=("${build[@]}") ;;
   demo) packages=("${build[@]}" "${demo[@]}") ;;
   tests) packages=("${build[@]}" "${demo[@]}" "${tests[@]}") ;;
+  corpus) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${corpus[@]}") ;;
   analysis) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${analysis[@]}") ;;
   screenshots) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${screenshots[@]}") ;;
   *)
-    echo "usage: $0 [build | demo | tests | analysis | screenshots]" >&2
+    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots]" >&2
     exit 2
     ;;
 esac

@@ -3,10 +3,13 @@
 
 #include "devserver/crypto/Certificates.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -79,6 +82,27 @@ bool store(const std::string& path, const std::string& text) {
     return true;
 }
 
+/// Held by one process at a time; where it cannot be had, nothing can be kept either.
+class FolderLock {
+public:
+    explicit FolderLock(const std::string& folder) {
+        std::error_code code;
+        std::filesystem::create_directories(folder, code);
+        m_descriptor = open((folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        while (m_descriptor >= 0 && flock(m_descriptor, LOCK_EX) != 0 && errno == EINTR) { }
+    }
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+    ~FolderLock() {
+        if (m_descriptor >= 0) {
+            close(m_descriptor);
+        }
+    }
+
+private:
+    int m_descriptor = -1;
+};
+
 bool store(const Authority& authority, const std::string& folder) {
     std::error_code code;
     std::filesystem::create_directories(folder, code);
@@ -101,6 +125,7 @@ std::optional<CertificateAuthority> CertificateAuthority::make(
 
 std::optional<CertificateAuthority> CertificateAuthority::kept(
     const std::string& folder, const CertificateOptions& options, std::string& error) {
+    const FolderLock lock(folder); // of processes that start together, one makes it
     Authority authority = storedAuthority(folder);
     if (!authority.certificate) {
         authority = newAuthority(true);

@@ -22,6 +22,10 @@ public:
 
     /// Writes an object; where its `text` begins in what is appended.
     std::size_t addObject(PdfReference reference, std::string_view text);
+    /// Lists an object that stands where it stood.
+    void list(PdfReference reference, std::size_t offset) {
+        m_places[reference.number] = {offset, reference.generation, false};
+    }
     /// Puts an object (of generation 0) into an object stream, which is written at the end.
     void addToStream(int number, std::string_view text);
 

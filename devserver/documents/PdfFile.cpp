@@ -214,6 +214,10 @@ bool PdfFile::hasCrossReferenceStream() const {
     return !isTableAt(m_impl->extent.bytes, m_impl->crossReference);
 }
 
+bool PdfFile::hasMendedTables() const {
+    return m_impl->mended && !hasCrossReferenceStream();
+}
+
 std::string_view PdfFile::trailer() const {
     return m_impl->trailer;
 }

@@ -39,6 +39,8 @@ public:
     /// The newest cross-reference section: where it begins, its kind, the text of its trailer.
     std::size_t crossReference() const;
     bool hasCrossReferenceStream() const;
+    /// Whether tables were read otherwise than they stand.
+    bool hasMendedTables() const;
     std::string_view trailer() const;
 
     /// The text of an object that is there and no stream. Throws when it cannot be read as it is.

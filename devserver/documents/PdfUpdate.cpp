@@ -204,10 +204,21 @@ private:
         const bool hasBreak = end > 0 && m_pdf[end - 1] == '\n';
         PdfAppendix appendix(end - m_file.origin());
         appendix.text() = hasBreak ? "" : "\n";
+        if (m_file.hasMendedTables()) { // strict readers find everything again
+            for (const auto& [reference, place] : m_file.places()) {
+                if (place.stream == 0) {
+                    appendix.list(reference, static_cast<std::size_t>(place.offset));
+                }
+            }
+        }
         for (const auto& [reference, text] : m_texts) {
             const bool isNew = m_isNew.count(reference) > 0;
             // In an encrypted document the texts of an object stream are encrypted as a whole.
             if (!isNew && m_file.isEncrypted() && m_file.places().at(reference).stream != 0) {
+                if (!m_file.hasCrossReferenceStream()) { // a table cannot list it
+                    throw PdfRefusal{"the PDF is encrypted, and for old readers and new ones at "
+                                     "once; so it cannot be signed here"};
+                }
                 appendix.addToStream(reference.number, text);
             } else {
                 appendix.addObject(reference, text);

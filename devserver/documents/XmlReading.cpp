@@ -200,6 +200,7 @@ private:
             checkName(list.back().name.local);
         }
         checkName(name.local);
+        m_result.mostAttributes = std::max(m_result.mostAttributes, list.size());
         if (m_depth == 1) {
             startRoot(list);
         } else if (m_depth == 2 && !m_hasPlace && !m_options.after.empty()) {

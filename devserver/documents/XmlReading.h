@@ -25,6 +25,7 @@ struct XmlReading {
                           // `position`
     std::string id; // the value of the root's `idAttribute`
     bool isSigned = false; // a Signature stands somewhere
+    std::size_t mostAttributes = 0; // of one element
     std::size_t unit = 1; // bytes of an ASCII character
     bool isBigEndian = false;
 

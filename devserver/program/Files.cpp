@@ -117,7 +117,7 @@ std::optional<std::string> readFile(const std::string& path, std::string& error)
         return std::nullopt;
     }
     if (size > largestDocument) {
-        error = path + " cannot be signed: " + tooLargeText();
+        error = path + " cannot be signed: " + tooLargeText(largestDocument);
         return std::nullopt;
     }
     std::string bytes(size, '\0');

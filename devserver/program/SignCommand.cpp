@@ -93,7 +93,7 @@ public:
         }
         for (std::size_t i = 0; result.ok && i < m_options.tasks.size(); ++i) {
             const std::string name = std::filesystem::path(m_options.tasks[i].in).filename();
-            result = step("sign " + name, [this, i] { return sign(i); });
+            result = step("sign " + shownText(name), [this, i] { return sign(i); });
         }
         if (result.ok) {
             result = step("agent is told to end", [this] { return m_driver->terminate(); });

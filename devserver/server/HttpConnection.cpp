@@ -71,18 +71,24 @@ private:
                     self->handle(self->m_parser->release());
                 } else if (error == http::error::body_limit) {
                     self->refuseBody();
+                } else if (error == http::error::header_limit) {
+                    self->refuse(errorAnswer(431, "The headers are too large"));
                 }
             });
     }
 
-    /// What is still coming is read away: closing before would reset the connection, and the client
-    /// would not see the answer.
     void refuseBody() {
         const std::shared_ptr<WebHandler> handler = m_server->webHandler();
+        refuse(handler ? handler->tooLarge() : errorAnswer(413, "The body is too large"));
+    }
+
+    /// What is still coming is read away: closing before would reset the connection, and the client
+    /// would not see the answer.
+    void refuse(HttpAnswer why) {
         HttpRequest request(m_parser->get().base());
         request.keep_alive(false);
         m_isRefusing = true;
-        answer(request, handler ? handler->tooLarge() : errorAnswer(413, "The body is too large"));
+        answer(request, std::move(why));
     }
 
     void readAway() {
@@ -117,9 +123,16 @@ private:
     }
 
     void answerFreely(HttpRequest request, const RecordedRequest& record) {
-        WebAnswer free = m_server->answerTo(record, std::move(request.body()));
+        const bool isHead = request.method() == http::verb::head;
+        RecordedRequest asked = record;
+        asked.method = isHead ? "GET" : record.method;
+        WebAnswer free = m_server->answerTo(asked, std::move(request.body()));
         if (auto* plain = std::get_if<HttpAnswer>(&free)) {
             answer(request, std::move(*plain));
+            return;
+        }
+        if (isHead) {
+            answer(request, {200, "", {{"Content-Type", "text/event-stream"}}});
             return;
         }
         TlsStream stream = std::move(*m_stream);
@@ -138,6 +151,9 @@ private:
         m_response.keep_alive(request.keep_alive());
         m_response.body() = std::move(answer.body);
         m_response.prepare_payload();
+        if (request.method() == http::verb::head) {
+            m_response.body().clear(); // its length is told
+        }
         lowest().expires_after(silenceLimit);
         http::async_write(
             *m_stream, m_response, [self = shared_from_this()](error_code error, std::size_t) {

@@ -60,13 +60,14 @@ StepResult signXml(SessionDriver& driver, DocumentOrder order, std::string& sign
 
 } // namespace
 
-std::string tooLargeText() {
-    return "the file is larger than " + std::to_string(largestDocument >> 20) + " MiB";
+std::string tooLargeText(std::size_t limit) {
+    return "the file is larger than " + std::to_string(limit >> 20) + " MiB";
 }
 
 std::optional<DocumentRefusal> refusalOf(DocumentOrder& order) {
-    if (order.document.size() > largestDocument) {
-        return DocumentRefusal{tooLargeText()};
+    const std::size_t limit = order.isSent ? largestSent : largestDocument;
+    if (order.document.size() > limit) {
+        return DocumentRefusal{tooLargeText(limit)};
     }
     if (order.kind == DocumentKind::xml) {
         std::string error;

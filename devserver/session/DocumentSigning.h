@@ -15,10 +15,12 @@ namespace devserver {
 
 enum class DocumentKind { pdf, xml };
 
-/// The largest document that is signed, in bytes.
-inline constexpr std::size_t largestDocument = std::size_t{100} << 20;
+/// The largest document that is signed, in bytes, and the largest that is sent: from a page, or to
+/// the agent.
+inline constexpr std::size_t largestDocument = std::size_t{512} << 20;
+inline constexpr std::size_t largestSent = std::size_t{100} << 20;
 /// "larger than 100 MiB", as a sentence.
-std::string tooLargeText();
+std::string tooLargeText(std::size_t limit);
 
 /// A document, and how it is to be signed.
 struct DocumentOrder {

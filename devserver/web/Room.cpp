@@ -19,6 +19,15 @@ constexpr std::chrono::milliseconds noLimit = 24h; // a wait that the agent's le
 constexpr std::chrono::milliseconds lookAfter = 100ms; // whether an idle agent has left
 constexpr std::size_t wholeMessage = std::size_t{16} << 10; // bytes of a message shown unfolded
 constexpr std::size_t keptFiles = 5;
+constexpr std::chrono::milliseconds graceOfEnd = 3s; // for an agent to leave when it is told to
+constexpr std::chrono::milliseconds graceOfJoin = 2s; // for the one before to have left
+
+/// Until the agent has left; one that hangs is cut off.
+void seeOut(AgentSession& agent) {
+    if (!agent.waitForClose(graceOfEnd)) {
+        agent.closeAbruptly();
+    }
+}
 
 std::string signedName(const std::string& name) {
     const std::size_t dot = name.rfind('.');
@@ -43,21 +52,28 @@ void Room::end() {
     if (!m_thread.joinable()) {
         return;
     }
+    std::shared_ptr<AgentSession> agent;
     {
         const std::lock_guard lock(m_mutex);
         m_isEnding = true;
-        if (m_agent) {
-            m_agent->sendCommand("TERMINATE_CLIENT");
-            m_agent->close();
-        }
+        agent = m_agent;
         m_changed.notify_all();
     }
+    if (agent) {
+        agent->sendCommand("TERMINATE_CLIENT");
+        agent->close();
+        seeOut(*agent);
+    }
     m_thread.join();
+    if (m_ending.joinable()) {
+        m_ending.join();
+    }
     m_feed->end();
 }
 
 bool Room::join(std::shared_ptr<AgentSession> agent) {
-    const std::lock_guard lock(m_mutex);
+    std::unique_lock lock(m_mutex);
+    m_changed.wait_for(lock, graceOfJoin, [&] { return !m_agent || m_isEnding; });
     if (m_agent || m_isEnding) {
         return false;
     }
@@ -67,8 +83,8 @@ bool Room::join(std::shared_ptr<AgentSession> agent) {
 }
 
 std::optional<std::string> Room::sign(SigningOrder order) {
-    return post(
-        [this, order = std::move(order)](SessionDriver& driver) { carryOut(driver, order); });
+    const auto kept = std::make_shared<SigningOrder>(std::move(order)); // which may be large
+    return post([this, kept](SessionDriver& driver) { carryOut(driver, std::move(*kept)); });
 }
 
 std::optional<std::string> Room::listAgain() {
@@ -97,6 +113,13 @@ std::optional<std::string> Room::endSession() {
     const std::string envelope = envelopeText("TERMINATE_CLIENT", std::nullopt, std::nullopt);
     sent(envelope);
     m_agent->sendEnvelope(envelope);
+    if (m_endingAgent != m_agent.get()) {
+        if (m_ending.joinable()) {
+            m_ending.join(); // the agent that it waited for has left
+        }
+        m_endingAgent = m_agent.get();
+        m_ending = std::thread([agent = m_agent] { seeOut(*agent); });
+    }
     return std::nullopt;
 }
 
@@ -151,6 +174,8 @@ void Room::run() {
         const std::optional<CloseInfo> end = agent->waitForClose(0ms);
         const std::lock_guard lock(m_mutex);
         m_agent.reset();
+        m_endingAgent = nullptr;
+        m_changed.notify_all();
         if (m_work) {
             m_work = nullptr;
             tellProblem("The agent left before it was asked to sign.");
@@ -218,17 +243,20 @@ bool Room::list(SessionDriver& driver) {
     return true;
 }
 
-void Room::carryOut(SessionDriver& driver, const SigningOrder& order) {
+void Room::carryOut(SessionDriver& driver, SigningOrder order) {
     m_note("signing " + order.name);
     m_feed->add("progress", json::object{{"text", "Signing " + order.name}});
+    if (isRefused(order)) {
+        return;
+    }
     auto file = std::make_shared<SignedFile>();
-    const StepResult result = signDocument(driver, order.document, file->bytes);
+    file->name = signedName(order.name);
+    file->kind = order.document.kind;
+    const StepResult result = signDocument(driver, std::move(order.document), file->bytes);
     if (!result.ok) {
         tellProblem(order.name + " was not signed: " + result.text);
         return;
     }
-    file->name = signedName(order.name);
-    file->kind = order.document.kind;
     m_note(order.name + " is signed: " + result.text);
     json::object told{{"name", file->name}, {"size", file->bytes.size()}};
     const std::lock_guard lock(m_mutex);
@@ -238,6 +266,19 @@ void Room::carryOut(SessionDriver& driver, const SigningOrder& order) {
     }
     told["number"] = ++m_lastFile;
     m_feed->add("signed", told);
+}
+
+/// Tells why a document cannot be signed, if so.
+bool Room::isRefused(SigningOrder& order) {
+    const std::optional<DocumentRefusal> refusal = refusalOf(order.document);
+    if (!refusal) {
+        return false;
+    }
+    tellProblem(order.name + " was not signed: " + refusal->reason);
+    if (refusal->canBeRepaired) {
+        m_feed->add("damaged", json::object{{"name", order.name}});
+    }
+    return true;
 }
 
 } // namespace devserver

@@ -30,7 +30,8 @@ struct SignedFile {
 };
 
 /// Used from any thread; nothing blocks but the end. What happens is told by the feed: "agent",
-/// "diagnostics", "certificates", "message", "progress", "signed" and "problem".
+/// "diagnostics", "certificates", "message", "progress", "signed", "damaged" (a PDF that can be
+/// signed once it is written anew) and "problem".
 class Room final : private MessageObserver {
 public:
     /// `note` gets a line for each thing of interest, and each message folded.
@@ -47,12 +48,13 @@ public:
     const std::string& id() const { return m_id; }
     const std::shared_ptr<EventFeed>& feed() const { return m_feed; }
 
-    /// False when another agent is in the room.
+    /// False when another agent is in the room. One that is about to leave is waited for, a little:
+    /// an agent that takes the same link again drops its old connection for the new one.
     bool join(std::shared_ptr<AgentSession> agent);
     /// Why it cannot be done now; nothing when it is under way.
     std::optional<std::string> sign(SigningOrder order);
     std::optional<std::string> listAgain();
-    /// Has the agent end.
+    /// Has the agent end; its connection is cut when it does not, after a little.
     std::optional<std::string> endSession();
     /// Lets nobody in any more, if nobody is in; whether it is so.
     bool closeWhenEmpty();
@@ -69,7 +71,8 @@ private:
     void serve(const std::shared_ptr<AgentSession>& agent);
     bool begin(SessionDriver& driver);
     bool list(SessionDriver& driver);
-    void carryOut(SessionDriver& driver, const SigningOrder& order);
+    void carryOut(SessionDriver& driver, SigningOrder order);
+    bool isRefused(SigningOrder& order);
     std::optional<std::string> post(std::function<void(SessionDriver&)> work);
     void tellMessage(const char* direction, std::string_view envelope);
 
@@ -85,6 +88,8 @@ private:
     std::deque<std::shared_ptr<const SignedFile>> m_files;
     std::size_t m_lastFile = 0;
     bool m_isEnding = false;
+    std::thread m_ending; // waits until an agent that was told to end has left
+    const AgentSession* m_endingAgent = nullptr; // which it waits for
     std::thread m_thread; // the last member: it uses all others
 };
 

@@ -111,7 +111,7 @@ WebAnswer RoomList::answer(const RecordedRequest& request, std::string body) {
 }
 
 HttpAnswer RoomList::tooLarge() const {
-    return problem(413, tooLargeText());
+    return problem(413, tooLargeText(largestSent));
 }
 
 HttpAnswer RoomList::openRoom() {
@@ -155,7 +155,8 @@ WebAnswer RoomList::answerInRoom(
         const std::string name = safeName(target.queryValue("name").value_or("document"));
         const DocumentKind kind = kindOf(name, body);
         const bool isSent = target.queryValue("send") == "yes";
-        return orderAnswer(room.sign({name, {kind, *digest, std::move(body), isSent}}));
+        const bool isRepaired = target.queryValue("repair") == "yes";
+        return orderAnswer(room.sign({name, {kind, *digest, std::move(body), isSent, isRepaired}}));
     }
     if (action == "POST/certificates") {
         return orderAnswer(room.listAgain());

@@ -5,9 +5,9 @@
 //   POST /rooms                        {"room", "link", "command"}
 //   GET  /rooms/ID                     whether it is there
 //   GET  /rooms/ID/events              server-sent events, see Room
-//   POST /rooms/ID/sign?certificate=DIGEST&name=FILE[&send=yes]   the body is the document, which
-//   is
-//                                      sent to the agent too when asked for
+//   POST /rooms/ID/sign?certificate=DIGEST&name=FILE[&send=yes][&repair=yes]
+//                                      the body is the document, which is sent to the agent too, or
+//                                      written anew if it is damaged, when asked for
 //   POST /rooms/ID/certificates        lists them again
 //   POST /rooms/ID/end                 has the agent end
 //   GET  /rooms/ID/signed/NUMBER       a signed file
@@ -36,7 +36,7 @@ public:
 
     WebAnswer answer(const RecordedRequest& request, std::string body) override;
     HttpAnswer tooLarge() const override;
-    std::uint64_t bodyLimit() const override { return largestDocument; }
+    std::uint64_t bodyLimit() const override { return largestSent; }
 
     /// Lets an agent into its room, or says why not.
     std::optional<Refusal> admit(const std::shared_ptr<AgentSession>& agent);

@@ -22,6 +22,7 @@ function show(id, visible) {
 
 function tellProblem(text) {
   element("problem").textContent = text;
+  show("damaged", false);
 }
 
 function update() {
@@ -110,6 +111,10 @@ function problemEvent({ text }) {
   tellProblem(text);
 }
 
+function damagedEvent({ name }) {
+  show("damaged", Boolean(state.file) && state.file.name === name);
+}
+
 function signedEvent({ name, size, number }) {
   tellProblem("");
   const link = create("a", name);
@@ -161,7 +166,7 @@ function messageEvent({ time, direction, size, isWhole, text }) {
 function listen() {
   const events = new EventSource("/rooms/" + state.room + "/events");
   const handlers = { agent: agentEvent, diagnostics: diagnosticsEvent, certificates: certificatesEvent,
-    progress: progressEvent, problem: problemEvent, signed: signedEvent, message: messageEvent };
+    progress: progressEvent, problem: problemEvent, damaged: damagedEvent, signed: signedEvent, message: messageEvent };
   for (const [name, handler] of Object.entries(handlers)) {
     events.addEventListener(name, (event) => handler(JSON.parse(event.data)));
   }
@@ -214,11 +219,12 @@ function choose(file) {
   update();
 }
 
-function sign() {
+function sign(isRepaired) {
   state.busy = "Sending " + state.file.name;
   update();
   order("/sign?certificate=" + encodeURIComponent(state.digest) + "&name="
-    + encodeURIComponent(state.file.name) + (element("send").checked ? "&send=yes" : ""), state.file);
+    + encodeURIComponent(state.file.name) + (element("send").checked ? "&send=yes" : "")
+    + (isRepaired ? "&repair=yes" : ""), state.file);
 }
 
 async function copy() {
@@ -231,7 +237,8 @@ async function copy() {
   }
 }
 
-element("sign").addEventListener("click", sign);
+element("sign").addEventListener("click", () => sign(false));
+element("repair").addEventListener("click", () => sign(true));
 element("copy").addEventListener("click", copy);
 element("end").addEventListener("click", () => order("/end"));
 element("list").addEventListener("click", () => order("/certificates"));

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <fstream>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -119,6 +121,25 @@ TEST(KeptAuthorityTest, IsTheSameAtTheNextStart) {
     const auto permissions = std::filesystem::status(kept + "/authority-key.pem").permissions();
     EXPECT_EQ(
         permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST(KeptAuthorityTest, IsMadeOnceByAllWhoStartTogether) {
+    const TemporaryFolder folder;
+    std::vector<std::string> authorities(8);
+    std::vector<std::thread> starts;
+    for (std::string& authority : authorities) {
+        starts.emplace_back([&] {
+            std::string error;
+            const auto kept = CertificateAuthority::kept((folder / "new").string(), {}, error);
+            authority = kept ? kept->certificatePem() : error;
+        });
+    }
+    for (std::thread& start : starts) {
+        start.join();
+    }
+    for (const std::string& authority : authorities) {
+        EXPECT_EQ(authority, contentOf(CertificateAuthority::fileIn((folder / "new").string())));
+    }
 }
 
 TEST(KeptAuthorityTest, VouchesForThisMachineAlone) {

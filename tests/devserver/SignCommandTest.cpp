@@ -177,13 +177,13 @@ TEST_F(SignCommandTest, OtherRoomsAndSecondAgentsAreTurnedAway) {
 TEST_F(SignCommandTest, DocumentsThatCannotBeSignedFailBeforeAnythingStarts) {
     writeFile(folder / "text.pdf", "text");
     writeFile(folder / "large.pdf", "%PDF-1.7\n");
-    std::filesystem::resize_file(folder / "large.pdf", std::uintmax_t{300} << 20); // sparse
+    std::filesystem::resize_file(folder / "large.pdf", std::uintmax_t{600} << 20); // sparse
     writeFile(folder / "not.xml", "<a>");
     const std::map<std::string, std::string> failures = {
         {"/no such file", "/no such file cannot be read: No such file or directory\n"},
         {path("text.pdf"), path("text.pdf") + " cannot be signed: this is not a PDF\n"},
         {path("large.pdf"),
-            path("large.pdf") + " cannot be signed: the file is larger than 100 MiB\n"},
+            path("large.pdf") + " cannot be signed: the file is larger than 512 MiB\n"},
     };
     for (const auto& [in, sentence] : failures) {
         options.tasks[0].in = in;

@@ -40,6 +40,7 @@ void TestAgent::run(std::uint16_t port, const std::string& authorityPem, const s
         m_error = "cannot join: " + client.error;
         return;
     }
+    bool isHanging = false;
     // The server may think for long; it ends the connection at its own end.
     while (const std::optional<stomp::Frame> frame = client.receive(10 * patience)) {
         if (frame->command == "ERROR") {
@@ -52,6 +53,10 @@ void TestAgent::run(std::uint16_t port, const std::string& authorityPem, const s
         if (command == manner.leavesAt) {
             client.drop();
             return;
+        }
+        isHanging = isHanging || command == manner.hangsAt;
+        if (isHanging) {
+            continue;
         }
         if (command == "TERMINATE_CLIENT") {
             client.close();

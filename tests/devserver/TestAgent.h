@@ -18,6 +18,7 @@ public:
     struct Manner {
         boost::json::object changes = {}; // put into the payloads of signing answers
         std::string leavesAt = {}; // a command at which the connection is dropped
+        std::string hangsAt = {}; // a command from which on nothing is answered
         bool hasCertificates = true;
     };
 

@@ -7,6 +7,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/write.hpp>
+#include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -68,6 +69,7 @@ WebReply call(std::uint16_t port, const std::string& authorityPem, const std::st
     beast::flat_buffer buffer;
     http::response_parser<http::string_body> parser;
     parser.body_limit(std::uint64_t{1} << 30);
+    parser.skip(method == "HEAD");
     if (!error) {
         http::read(connection.stream, buffer, parser, error);
     }
@@ -77,7 +79,7 @@ WebReply call(std::uint16_t port, const std::string& authorityPem, const std::st
         return reply;
     }
     reply.status = parser.get().result_int();
-    reply.body = std::move(parser.get().body());
+    reply.body = std::move(parser.get().body()) + beast::buffers_to_string(buffer.data());
     for (const auto& field : parser.get()) {
         reply.headers[std::string(field.name_string())] = std::string(field.value());
     }

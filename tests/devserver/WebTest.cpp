@@ -124,6 +124,25 @@ TEST_F(WebTest, PageComesWithAStrictPolicy) {
     EXPECT_EQ(call(port, authority, "PUT", "/rooms").status, 405U);
 }
 
+TEST_F(WebTest, HeadIsAnsweredWithoutABody) {
+    room = openRoom();
+    for (const std::string& target : {std::string("/"), "/rooms/" + room}) {
+        WebReply reply = call(port, authority, "HEAD", target);
+        EXPECT_EQ(reply.status, 200U);
+        EXPECT_EQ(reply.body, "");
+        EXPECT_EQ(reply.headers["Content-Length"], std::to_string(get(target).body.size()));
+    }
+    EXPECT_EQ(call(port, authority, "HEAD", "/rooms/" + room + "/events").status, 200U);
+    EXPECT_EQ(call(port, authority, "HEAD", "/none").status, 404U);
+}
+
+TEST_F(WebTest, LongHeadersAreRefusedInWords) {
+    const WebReply reply
+        = call(port, authority, "GET", "/", "", {{"X-Long", std::string(50000, 'x')}});
+    EXPECT_EQ(reply.status, 431U);
+    EXPECT_THAT(reply.body, HasSubstr("The headers are too large"));
+}
+
 TEST_F(WebTest, AgentFindsTheUpdateEndpointsBesideThePage) {
     EXPECT_EQ(get("/update/version?os=macos").body, "{\"value\":\"1.0.0\"}");
 }
@@ -252,6 +271,42 @@ TEST_F(WebTest, SecondAgentIsTurnedAway) {
     EXPECT_TRUE(events->waitFor("A second agent asked for this room and was turned away."));
     EXPECT_EQ(sign("order.xml", "<a/>").status, 202U);
     EXPECT_TRUE(events->waitFor("event: signed\n"));
+}
+
+TEST_F(WebTest, AgentThatHangsDoesNotKeepItsRoom) {
+    beginSession({.hangsAt = "SIGN_XML"});
+    EXPECT_EQ(sign("order.xml", "<a/>").status, 202U);
+    EXPECT_EQ(post("/rooms/" + room + "/end").status, 202U);
+    EXPECT_EQ(post("/rooms/" + room + "/end").status, 202U); // once more makes no difference
+    EXPECT_TRUE(events->waitFor("\"state\":\"left\"")) << events->text();
+    agent.start(port, authority, room);
+    EXPECT_TRUE(events->waitFor("\"state\":\"joined\""));
+}
+
+TEST_F(WebTest, AgentThatComesAgainTakesThePlaceOfTheConnectionThatIsGoing) {
+    room = openRoom();
+    events.emplace(port, authority, "/rooms/" + room + "/events");
+    TestClient going;
+    ASSERT_TRUE(going.join(port, authority, room));
+    ASSERT_TRUE(going.receive());
+    agent.start(port, authority, room);
+    std::this_thread::sleep_for(200ms); // it asks for the room while the other is there
+    going.drop();
+    EXPECT_TRUE(events->waitFor("\"state\":\"left\"")) << events->text();
+    EXPECT_TRUE(events->waitFor("event: certificates\n")) << events->text();
+}
+
+TEST_F(WebTest, DamagedPdfIsWrittenAnewWhenThePageSaysSo) {
+    beginSession();
+    std::string damaged = contentOf(DEVSERVER_SAMPLES "/contract.pdf");
+    damaged.insert(damaged.find('\n') + 1, "% all has moved\n");
+    EXPECT_EQ(sign("damaged.pdf", damaged).status, 202U);
+    EXPECT_TRUE(events->waitFor("damaged.pdf was not signed: the PDF is damaged: "));
+    EXPECT_TRUE(events->waitFor("event: damaged\ndata: {\"name\":\"damaged.pdf\"}"));
+    EXPECT_EQ(sign("damaged.pdf&repair=yes", damaged).status, 202U);
+    EXPECT_TRUE(events->waitFor("event: signed\n")) << events->text();
+    EXPECT_THAT(pdfsig(get("/rooms/" + room + "/signed/1").body).validations,
+        ElementsAre("Signature is Valid."));
 }
 
 TEST_F(WebTest, AgentOfAnUnknownRoomIsTurnedAwayAndThePageTellsIt) {

@@ -3,7 +3,7 @@
 """Proves that the unit tests notice when a rule breaks.
 
 Applies each small change of mutations.txt, alone, to a copy of the tree, and expects the unit tests
-to fail; for a change in platform/shared that room's tests; for one in platform/macos the tests that
+to fail; for a change in platform/shared or devserver/documents that room's tests; for one in platform/macos the tests that
 run those files in memory, or the check that compiles what is not run. Takes about ten seconds a
 change on two cores. Needs python3; not part of the test run.
 
@@ -54,7 +54,8 @@ def outcome(build, tree, file):
     if file.startswith("platform/macos/") and file.endswith(".mm"):
         checked = run([tree / "tests/macos-syntax.sh", tree])
         return "survived" if checked.returncode == 0 else "caught"
-    rooms = {"platform/macos/": "macos_tests", "platform/shared/": "platform_shared_tests"}
+    rooms = {"platform/macos/": "macos_tests", "platform/shared/": "platform_shared_tests",
+             "devserver/documents/Pdf": "pdf_tests", "devserver/documents/Xml": "documents_tests"}
     tests = next((rooms[room] for room in rooms if file.startswith(room)), "unit_tests")
     built = run(["ninja", "-C", build, tests])
     if built.returncode != 0:
