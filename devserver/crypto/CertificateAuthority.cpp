@@ -44,6 +44,38 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+/// Whether a file or folder is somebody else's, or lets others do what is forbidden. What is not
+/// there is not.
+bool isOpenToOthers(const std::string& path, mode_t forbidden) {
+    struct stat status { };
+    return stat(path.c_str(), &status) == 0
+        && (status.st_uid != geteuid() || (status.st_mode & forbidden) != 0);
+}
+
+/// Why the authority of a folder may not be used; nothing when it may.
+std::optional<std::string> mistrust(const std::string& folder) {
+    constexpr mode_t othersWrite = S_IWGRP | S_IWOTH;
+    const auto reason = [](const std::string& path, const std::string& who) {
+        return path + " must belong to you, and nobody else may " + who + " it";
+    };
+    if (isOpenToOthers(folder, othersWrite)) {
+        return reason(folder, "write to");
+    }
+    if (isOpenToOthers(keyFileIn(folder), S_IRWXG | S_IRWXO)) {
+        return reason(keyFileIn(folder), "read or change");
+    }
+    const std::string certificate = CertificateAuthority::fileIn(folder);
+    if (isOpenToOthers(certificate, othersWrite)) {
+        return reason(certificate, "change");
+    }
+    return std::nullopt;
+}
+
+/// Whether a certificate vouches for servers alone (RFC 5280, 4.2.1.12).
+bool isForServersAlone(X509* certificate) {
+    return X509_get_extended_key_usage(certificate) == XKU_SSL_SERVER;
+}
+
 Bio reading(const std::string& text) {
     return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
@@ -56,7 +88,7 @@ Authority storedAuthority(const std::string& folder) {
         Key(PEM_read_bio_PrivateKey(reading(keyText).get(), nullptr, nullptr, nullptr)),
         Certificate(PEM_read_bio_X509(reading(certificateText).get(), nullptr, nullptr, nullptr))};
     std::time_t limit = std::time(nullptr) + std::chrono::seconds(renewedBefore).count();
-    if (!authority.key || !authority.certificate
+    if (!authority.key || !authority.certificate || !isForServersAlone(authority.certificate.get())
         || X509_check_private_key(authority.certificate.get(), authority.key.get()) != 1
         || X509_cmp_time(X509_get0_notAfter(authority.certificate.get()), &limit) != 1) {
         ERR_clear_error();
@@ -87,7 +119,9 @@ class FolderLock {
 public:
     explicit FolderLock(const std::string& folder) {
         std::error_code code;
-        std::filesystem::create_directories(folder, code);
+        if (std::filesystem::create_directories(folder, code)) {
+            std::filesystem::permissions(folder, std::filesystem::perms::owner_all, code);
+        }
         m_descriptor = open((folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         while (m_descriptor >= 0 && flock(m_descriptor, LOCK_EX) != 0 && errno == EINTR) { }
     }
@@ -126,6 +160,10 @@ std::optional<CertificateAuthority> CertificateAuthority::make(
 std::optional<CertificateAuthority> CertificateAuthority::kept(
     const std::string& folder, const CertificateOptions& options, std::string& error) {
     const FolderLock lock(folder); // of processes that start together, one makes it
+    if (const std::optional<std::string> reason = mistrust(folder)) {
+        error = *reason;
+        return std::nullopt;
+    }
     Authority authority = storedAuthority(folder);
     if (!authority.certificate) {
         authority = newAuthority(true);

@@ -87,6 +87,7 @@ Certificate makeAuthority(EVP_PKEY* key, bool isKept) {
         && (!isKept || addExtension(self, self, NID_name_constraints, loopbackOnly))
         && addExtension(self, self, NID_basic_constraints, "critical,CA:TRUE,pathlen:0")
         && addExtension(self, self, NID_key_usage, "critical,keyCertSign,cRLSign")
+        && addExtension(self, self, NID_ext_key_usage, "serverAuth")
         && addExtension(self, self, NID_subject_key_identifier, "hash")
         && finishCertificate(self, self, key);
     return made ? std::move(authority) : nullptr;

@@ -2,6 +2,7 @@
 #include "devserver/program/Program.h"
 
 #include "devserver/program/CommandLine.h"
+#include "devserver/program/ConsoleStream.h"
 #include "devserver/program/Serve.h"
 #include "devserver/program/SignCommand.h"
 #include "devserver/program/StopSignal.h"
@@ -11,15 +12,17 @@
 namespace devserver {
 
 int runProgram(const std::vector<std::string>& arguments) {
+    ConsoleStream out(std::cout);
+    ConsoleStream err(std::cerr);
     const CommandLine commandLine = parseCommandLine(arguments);
     if (const auto* sign = std::get_if<SignOptions>(&commandLine)) {
-        return runSign(*sign, std::cout, std::cerr);
+        return runSign(*sign, out, err);
     }
     if (const auto* serve = std::get_if<ServeOptions>(&commandLine)) {
-        return runServe(*serve, stopSignals(), std::cout, std::cerr);
+        return runServe(*serve, stopSignals(), out, err);
     }
     if (const auto* error = std::get_if<UsageError>(&commandLine)) {
-        std::cerr << "quillet-devserver: " << error->reason << "\n\n" << usageText;
+        err << "quillet-devserver: " << error->reason << "\n\n" << usageText;
         return 2;
     }
     if (std::holds_alternative<VersionRequest>(commandLine)) {

@@ -7,6 +7,19 @@
 
 namespace devserver {
 
+namespace {
+
+/// About the memory that a frame takes.
+std::size_t sizeOf(const stomp::Frame& frame) {
+    std::size_t size = sizeof frame + frame.command.size() + frame.body.size();
+    for (const auto& [name, value] : frame.headers.entries()) {
+        size += sizeof(stomp::Headers::Entry) + name.size() + value.size();
+    }
+    return size;
+}
+
+} // namespace
+
 std::string AgentMessage::command() const {
     const boost::json::value* value = find("command");
     return value != nullptr && value->is_string() ? std::string(value->get_string()) : "";
@@ -119,6 +132,7 @@ std::optional<stomp::Frame> AgentSession::receiveFrame(Timeout timeout) {
     }
     stomp::Frame frame = std::move(m_inbox.front());
     m_inbox.pop_front();
+    m_inboxSize -= sizeOf(frame);
     return frame;
 }
 
@@ -191,10 +205,16 @@ void AgentSession::beat() {
     m_changed.notify_all();
 }
 
-void AgentSession::deliver(stomp::Frame frame) {
+bool AgentSession::deliver(stomp::Frame frame, std::size_t limit) {
     const std::lock_guard lock(m_mutex);
+    const std::size_t size = sizeOf(frame);
+    if (size > limit - m_inboxSize) {
+        return false;
+    }
+    m_inboxSize += size;
     m_inbox.push_back(std::move(frame));
     m_changed.notify_all();
+    return true;
 }
 
 void AgentSession::ended(CloseInfo info) {

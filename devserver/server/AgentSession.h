@@ -86,7 +86,8 @@ private:
     void connected(stomp::Frame frame, stomp::Version version);
     void subscribed(stomp::Frame frame, bool isRoom);
     void unsubscribed(const std::string& id);
-    void deliver(stomp::Frame frame);
+    /// False when it and what waits to be received already would pass `limit` bytes.
+    bool deliver(stomp::Frame frame, std::size_t limit);
     void beat();
     void ended(CloseInfo info);
 
@@ -107,6 +108,7 @@ private:
     std::string m_destination;
     std::uint64_t m_lastMessageId = 0;
     std::deque<stomp::Frame> m_inbox;
+    std::size_t m_inboxSize = 0; // bytes
     int m_beats = 0;
     std::optional<CloseInfo> m_end;
 };

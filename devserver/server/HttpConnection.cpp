@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/server/Connection.h"
+#include "devserver/server/RequestOrigin.h"
 #include "devserver/server/RequestTarget.h"
 
 #include <array>
@@ -103,12 +104,20 @@ private:
     void handle(HttpRequest request) {
         RecordedRequest record = recordOf(request);
         m_server->record(record);
+        if (!isForHere(record, m_server->options().certificates)) {
+            answer(request, errorAnswer(421, "This server has another name"));
+            return;
+        }
         if (!beast::websocket::is_upgrade(request)) {
             answerFreely(std::move(request), record);
             return;
         }
         if (std::optional<HttpAnswer> refusal = m_server->webSocketRefusal()) {
             answer(request, std::move(*refusal));
+            return;
+        }
+        if (!isFromHere(record)) {
+            answer(request, errorAnswer(403, "The request comes from another page"));
             return;
         }
         std::optional<std::string> room = RequestTarget::of(record.target).room();

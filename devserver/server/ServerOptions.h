@@ -5,6 +5,8 @@
 #include "devserver/crypto/CertificateAuthority.h"
 #include "frameworks/CRVStompClient/StompFrame.h"
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -23,6 +25,8 @@ struct ServerOptions {
     std::string authorityFolder = {}; // keeps the authority; empty: a new one at each start
     std::vector<stomp::Version> versions
         = {stomp::Version::v1_2, stomp::Version::v1_1, stomp::Version::v1_0};
+    std::chrono::milliseconds subscribeLimit = std::chrono::seconds(10); // from the upgrade on
+    std::size_t inboxLimit = std::size_t{512} << 20; // bytes of an agent that wait to be received
     std::string heartBeat = "0,0"; // announced in CONNECTED; none is ever sent by the server itself
 };
 

@@ -12,6 +12,8 @@ namespace devserver {
 
 namespace {
 
+constexpr std::size_t mostRequests = 1000; // that are remembered
+
 bool equalInAnyCase(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
         return std::tolower(static_cast<unsigned char>(x))
@@ -57,11 +59,14 @@ const std::string* RecordedRequest::header(std::string_view name) const {
 void ServerState::record(RecordedRequest request) {
     const std::lock_guard lock(m_mutex);
     m_requests.push_back(std::move(request));
+    if (m_requests.size() > mostRequests) {
+        m_requests.pop_front();
+    }
 }
 
 std::vector<RecordedRequest> ServerState::requests() const {
     const std::lock_guard lock(m_mutex);
-    return m_requests;
+    return {m_requests.begin(), m_requests.end()};
 }
 
 WebAnswer ServerState::answerTo(const RecordedRequest& request, std::string body) const {

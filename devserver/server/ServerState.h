@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <list>
 #include <map>
 #include <memory>
@@ -26,6 +27,7 @@ public:
     const ServerOptions& options() const { return m_options; }
 
     void record(RecordedRequest request);
+    /// The latest ones.
     std::vector<RecordedRequest> requests() const;
 
     /// The answer to any request that opens no WebSocket.
@@ -53,7 +55,7 @@ private:
 
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
-    std::vector<RecordedRequest> m_requests;
+    std::deque<RecordedRequest> m_requests;
     std::map<Endpoint, HttpAnswer> m_answers;
     std::optional<HttpAnswer> m_webSocketRefusal;
     std::shared_ptr<WebHandler> m_webHandler;

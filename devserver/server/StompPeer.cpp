@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::uint16_t normalClosure = 1000; // RFC 6455, 7.4.1
 constexpr std::uint16_t protocolError = 1002;
+constexpr int mostSubscriptions = 100; // of one connection
 
 /// The versions of a comma-separated list; a client that sends none speaks 1.0.
 std::vector<stomp::Version> acceptedVersions(const std::string* list) {
@@ -84,6 +85,12 @@ void StompPeer::ended(CloseInfo info) {
     m_session->ended(std::move(info));
 }
 
+void StompPeer::subscribeLimitReached() {
+    if (!m_isAnnounced && !m_isEnding) {
+        fail("The room was not subscribed to in time");
+    }
+}
+
 void StompPeer::handle(stomp::Frame frame) {
     if (!m_isConnected) {
         if (frame.command == "CONNECT" || frame.command == "STOMP") {
@@ -134,7 +141,9 @@ void StompPeer::dispatch(stomp::Frame frame) {
     static constexpr std::array<std::string_view, 5> withoutEffect
         = {"ACK", "NACK", "BEGIN", "COMMIT", "ABORT"};
     if (frame.command == "SEND") {
-        m_session->deliver(std::move(frame));
+        if (!m_session->deliver(std::move(frame), m_server->options().inboxLimit)) {
+            fail("Too much waits to be received");
+        }
     } else if (frame.command == "SUBSCRIBE") {
         subscribe(std::move(frame));
     } else if (frame.command == "UNSUBSCRIBE") {
@@ -151,6 +160,10 @@ void StompPeer::subscribe(stomp::Frame frame) {
     const std::string* destination = frame.headers.find("destination");
     if (destination == nullptr) {
         fail("SUBSCRIBE without a destination");
+        return;
+    }
+    if (++m_subscriptions > mostSubscriptions) {
+        fail("Too many subscriptions");
         return;
     }
     const bool isRoom = *destination == "/topic/room/" + m_session->room();

@@ -24,6 +24,8 @@ public:
     /// Bytes of the agent, cut anywhere.
     void receive(std::string_view bytes);
     void ended(CloseInfo info);
+    /// The time in which the agent had to subscribe to its room is over.
+    void subscribeLimitReached();
 
 private:
     void handle(stomp::Frame frame);
@@ -37,6 +39,7 @@ private:
     std::shared_ptr<ServerState> m_server;
     std::shared_ptr<AgentSession> m_session;
     stomp::FrameDecoder m_decoder;
+    int m_subscriptions = 0;
     bool m_isConnected = false;
     bool m_isAnnounced = false;
     bool m_isEnding = false;

@@ -10,6 +10,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/socket_base.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/http/rfc7230.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
@@ -47,15 +48,24 @@ public:
         : m_socket(std::move(stream))
         , m_executor(m_socket.get_executor())
         , m_request(std::move(request))
+        , m_subscribeTimer(m_executor, server->options().subscribeLimit)
         , m_peer(std::move(server), std::move(room), std::move(record)) { }
 
     void start() {
         m_peer.attach(shared_from_this());
+        m_subscribeTimer.async_wait([self = shared_from_this()](error_code error) {
+            if (!error && !self->m_isOpen) {
+                self->abort();
+            } else if (!error) {
+                self->m_peer.subscribeLimitReached();
+            }
+        });
         configure();
         m_socket.async_accept(m_request, [self = shared_from_this()](error_code error) {
             if (error) {
                 self->end(error);
             } else {
+                self->m_isOpen = true;
                 self->readSome();
             }
         });
@@ -161,6 +171,7 @@ private:
             return;
         }
         m_ended = true;
+        m_subscribeTimer.cancel();
         m_queue.clear();
         if (error != websocket::error::closed) {
             lowest().close();
@@ -174,10 +185,12 @@ private:
     websocket::stream<TlsStream> m_socket;
     TlsStream::executor_type m_executor;
     HttpRequest m_request;
+    asio::steady_timer m_subscribeTimer;
     StompPeer m_peer;
     std::array<char, chunkSize> m_chunk;
     std::deque<Work> m_queue;
     Work m_current;
+    bool m_isOpen = false;
     bool m_isWriting = false;
     bool m_ended = false;
 };

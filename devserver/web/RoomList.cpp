@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/web/RoomList.h"
 
+#include "devserver/server/RequestOrigin.h"
 #include "devserver/server/RequestTarget.h"
 #include "devserver/session/AgentCommand.h"
 #include "devserver/session/RoomId.h"
@@ -35,14 +36,6 @@ HttpAnswer problem(unsigned status, const std::string& text) {
 /// The answer to an order: accepted, or refused with the reason.
 HttpAnswer orderAnswer(const std::optional<std::string>& reason) {
     return reason ? problem(409, *reason) : jsonAnswer(202, {});
-}
-
-/// Whether a request may come from the page. A browser names the page's origin in every request
-/// that changes something; programs name none.
-bool isFromHere(const RecordedRequest& request) {
-    const std::string* host = request.header("Host");
-    const std::string* origin = request.header("Origin");
-    return origin == nullptr || (host != nullptr && *origin == "https://" + *host);
 }
 
 /// The file's name without folders, quotes and control characters.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/crypto/CertificateAuthority.h"
 #include "devserver/crypto/Encoding.h"
+#include "devserver/crypto/OpenSsl.h"
 #include "tests/devserver/TestClient.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace devserver::test {
 namespace {
@@ -164,6 +166,50 @@ TEST(KeptAuthorityTest, IsMadeAnewWhenItCannotBeUsed) {
     ASSERT_TRUE(second) << error;
     EXPECT_NE(second->certificatePem(), first->certificatePem());
     EXPECT_EQ(contentOf(CertificateAuthority::fileIn(kept)), second->certificatePem());
+}
+
+TEST(KeptAuthorityTest, VouchesForServersAlone) {
+    const TemporaryFolder folder;
+    std::string error;
+    for (const auto& authority : {CertificateAuthority::make({}, error),
+             CertificateAuthority::kept(folder.path(), {}, error)}) {
+        ASSERT_TRUE(authority) << error;
+        const openssl::Bio text(BIO_new_mem_buf(authority->certificatePem().data(), -1));
+        const openssl::Certificate certificate(
+            PEM_read_bio_X509(text.get(), nullptr, nullptr, nullptr));
+        EXPECT_EQ(X509_get_extended_key_usage(certificate.get()), XKU_SSL_SERVER + 0U);
+    }
+}
+
+TEST(KeptAuthorityTest, FilesThatOthersMayReachAreNotUsed) {
+    namespace fs = std::filesystem;
+    const TemporaryFolder folder;
+    const std::string kept = (folder / "kept").string();
+    std::string error;
+    const auto first = CertificateAuthority::kept(kept, {}, error);
+    ASSERT_TRUE(first) << error;
+    EXPECT_EQ(fs::status(kept).permissions(), fs::perms::owner_all);
+    const std::string key = kept + "/authority-key.pem";
+    const std::string certificate = CertificateAuthority::fileIn(kept);
+    const auto expectRefusal = [&](const std::string& path, fs::perms more, const char* what) {
+        const fs::perms before = fs::status(path).permissions();
+        fs::permissions(path, before | more);
+        EXPECT_FALSE(CertificateAuthority::kept(kept, {}, error));
+        EXPECT_EQ(error, path + " must belong to you, and nobody else may " + what + " it");
+        fs::permissions(path, before);
+    };
+    expectRefusal(key, fs::perms::group_read, "read or change");
+    expectRefusal(key, fs::perms::others_read, "read or change");
+    expectRefusal(certificate, fs::perms::group_write, "change");
+    expectRefusal(kept, fs::perms::others_write, "write to");
+    if (geteuid() == 0) { // who alone can give a file away
+        ASSERT_EQ(chown(key.c_str(), 65534, 65534), 0);
+        EXPECT_FALSE(CertificateAuthority::kept(kept, {}, error));
+        ASSERT_EQ(chown(key.c_str(), 0, 0), 0);
+    }
+    const auto last = CertificateAuthority::kept(kept, {}, error);
+    ASSERT_TRUE(last) << error;
+    EXPECT_EQ(last->certificatePem(), first->certificatePem());
 }
 
 TEST(KeptAuthorityTest, FolderThatCannotBeWrittenIsTold) {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "devserver/server/ServerState.h"
 #include "tests/devserver/TestClient.h"
+#include "tests/devserver/WebClient.h"
 
 #include <gtest/gtest.h>
 
@@ -35,6 +37,92 @@ TEST_F(StompTest, WebSocketOpensOnlyOnARoom) {
     EXPECT_FALSE(client.open(server, "/room/%4"));
     EXPECT_EQ(client.status, 404U);
     EXPECT_TRUE(client.open(server, "/any/path/room/1")) << client.error;
+}
+
+TEST_F(StompTest, WebSocketOfAForeignPageIsRefused) {
+    const auto upgrade = [&](const std::map<std::string, std::string>& headers) {
+        std::map<std::string, std::string> all{{"Connection", "Upgrade"}, {"Upgrade", "websocket"},
+            {"Sec-WebSocket-Version", "13"}, {"Sec-WebSocket-Key", "AAAAAAAAAAAAAAAAAAAAAA=="}};
+        all.insert(headers.begin(), headers.end());
+        return call(server.port(), server.authorityPem(), "GET", "/room/1", "", all).status;
+    };
+    const std::string port = std::to_string(server.port());
+    EXPECT_EQ(upgrade({}), 101U);
+    EXPECT_EQ(upgrade({{"Origin", "https://localhost:" + port}}), 101U);
+    EXPECT_EQ(upgrade({{"Origin", "https://evil.example"}}), 403U);
+    EXPECT_EQ(upgrade({{"Origin", "http://localhost:" + port}}), 403U);
+    EXPECT_EQ(upgrade({{"Origin", "null"}}), 403U);
+}
+
+TEST_F(StompTest, RequestsForAnotherNameAreRefused) {
+    const auto status = [&](const std::string& host) {
+        return call(server.port(), server.authorityPem(), "GET", "/update/version?os=macos", "",
+            {{"Host", host}})
+            .status;
+    };
+    for (const char* host : {"localhost", "LOCALHOST:1", "127.0.0.1:80", "[::1]", "[::1]:443"}) {
+        EXPECT_EQ(status(host), 200U) << host;
+    }
+    for (const char* host : {"evil.example", "localhost.evil.example", "127.0.0.2", "[::2]", "[::1",
+             "localhost@evil.example"}) {
+        EXPECT_EQ(status(host), 421U) << host;
+    }
+}
+
+TEST_F(StompTest, AgentThatDoesNotSubscribeInTimeIsSentAway) {
+    Server impatient({.subscribeLimit = 100ms});
+    ASSERT_EQ(impatient.start(), std::nullopt);
+    ASSERT_TRUE(client.open(impatient, "/room/1"));
+    ASSERT_TRUE(client.send({"CONNECT", {{"accept-version", "1.2"}}, {}}));
+    EXPECT_EQ(client.receive().value_or(Frame{}).command, "CONNECTED");
+    const Frame error = client.receive().value_or(Frame{});
+    EXPECT_EQ(error.command, "ERROR");
+    EXPECT_EQ(headerOf(error, "message"), "The room was not subscribed to in time");
+}
+
+TEST_F(StompTest, AgentThatSubscribesInTimeStays) {
+    Server impatient({.subscribeLimit = 100ms});
+    ASSERT_EQ(impatient.start(), std::nullopt);
+    ASSERT_TRUE(client.open(impatient, "/room/1"));
+    client.send({"CONNECT", {{"accept-version", "1.2"}}, {}});
+    client.send({"SUBSCRIBE", {{"destination", "/topic/room/1"}, {"id", "a"}}, {}});
+    const auto session = impatient.waitForAnyAgent(10s);
+    ASSERT_NE(session, nullptr);
+    EXPECT_EQ(session->waitForClose(300ms), std::nullopt);
+}
+
+TEST_F(StompTest, WhatNobodyReceivesIsNotKeptWithoutEnd) {
+    Server small({.inboxLimit = 100'000});
+    ASSERT_EQ(small.start(), std::nullopt);
+    ASSERT_TRUE(client.open(small, "/room/1"));
+    client.send({"CONNECT", {{"accept-version", "1.2"}}, {}});
+    EXPECT_EQ(client.receive().value_or(Frame{}).command, "CONNECTED");
+    for (int i = 0; i < 3; ++i) {
+        client.send({"SEND", {{"destination", "/app/room/1"}}, std::string(40'000, 'x')});
+    }
+    EXPECT_EQ(
+        headerOf(client.receive().value_or(Frame{}), "message"), "Too much waits to be received");
+}
+
+TEST_F(StompTest, SubscriptionsWithoutEndAreRefused) {
+    ASSERT_TRUE(client.open(server, "/room/1"));
+    client.send({"CONNECT", {{"accept-version", "1.2"}}, {}});
+    EXPECT_EQ(client.receive().value_or(Frame{}).command, "CONNECTED");
+    for (int i = 0; i <= 100; ++i) {
+        client.send({"SUBSCRIBE", {{"destination", "/topic/x"}, {"id", std::to_string(i)}}, {}});
+    }
+    EXPECT_EQ(headerOf(client.receive().value_or(Frame{}), "message"), "Too many subscriptions");
+}
+
+TEST_F(StompTest, OnlyTheLatestRequestsAreRemembered) {
+    ServerState state({});
+    for (int i = 0; i < 1500; ++i) {
+        state.record({"GET", std::to_string(i), {}});
+    }
+    const auto requests = state.requests();
+    ASSERT_EQ(requests.size(), 1000U);
+    EXPECT_EQ(requests.front().target, "500");
+    EXPECT_EQ(requests.back().target, "1499");
 }
 
 TEST_F(StompTest, WebSocketIsRefusedAsScripted) {
