@@ -101,6 +101,7 @@ public:
         m_stream.set_option(websocket::stream_base::timeout{
             websocket::stream_base::none(), websocket::stream_base::none(), false});
         m_stream.read_message_max(0);
+        m_stream.next_layer().expectUpgrade();
     }
 
     void start() {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace platform::linux_ {
 
@@ -24,6 +25,10 @@ public:
 
     executor_type get_executor() noexcept { return m_layer->executor(); }
     ByteLayer& layer() { return *m_layer; }
+
+    /// Of a response that is no upgrade (RFC 9110, section 7.8) its head alone is read, and then
+    /// the stream is at its end: nothing needs the body of a refusal.
+    void expectUpgrade() { m_expectsUpgrade = true; }
 
     /// The status of the HTTP response that the stream began with. It is known as soon as its line
     /// has come in, also when the rest of the response never does.
@@ -84,8 +89,12 @@ private:
     }
 
     void readSome(boost::asio::mutable_buffer buffer, ByteLayer::Done done);
+    bool isRefused() const;
+    std::size_t lengthWithinHead(std::string_view bytes);
 
     std::unique_ptr<ByteLayer> m_layer;
+    bool m_expectsUpgrade = false;
+    std::size_t m_endSeen = 0; // bytes of the blank line that ends the head of a refusal
     std::string m_beginning; // of what was received
     std::string m_gathered; // being written
 };

@@ -122,6 +122,7 @@ asio::awaitable<void> WebSocketSession::shakeHands(Destination destination, std:
         }
     });
     m_stream->read_message_max(0);
+    m_stream->next_layer().expectUpgrade();
     m_stream->write_buffer_bytes(fragmentSize);
     const std::string host
         = destination.host.authority(destination.port, destination.secure ? 443 : 80);
