@@ -141,19 +141,26 @@ void LinuxApplication::exit(int status) {
         // Ending the process destroys what the main thread uses.
         runModally([this, status] { exit(status); });
     }
+    closeWindows();
+    flushNetwork();
+    std::exit(status);
+}
+
+void LinuxApplication::abort() {
+    if (isMainThread()) { // another one must not wait for it: nobody knows what state it is in
+        closeWindows();
+    }
+    flushNetwork();
+    std::abort();
+}
+
+void LinuxApplication::closeWindows() {
     MainLoop* loop = nullptr;
     {
         const std::lock_guard lock(m_mutex); // under which every wake-up is given
         loop = std::exchange(m_loop, &m_sleepingLoop);
     }
     loop->shutDown();
-    flushNetwork();
-    std::exit(status);
-}
-
-void LinuxApplication::abort() {
-    flushNetwork();
-    std::abort();
 }
 
 void LinuxApplication::flushNetwork() {

@@ -54,6 +54,7 @@ private:
 
     using Work = std::deque<std::function<void()>>;
 
+    void closeWindows();
     void flushNetwork();
     void changed();
     void runFirst(Work& work, std::unique_lock<std::mutex>& lock);

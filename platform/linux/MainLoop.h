@@ -20,7 +20,8 @@ public:
     /// Handles the events of windows that are there already.
     virtual void serve() = 0;
 
-    /// Before the process ends: takes the windows away. Nothing waits afterwards.
+    /// Before the process ends: takes the windows away, and has the desktop hear the last that it
+    /// was told. Nothing waits afterwards.
     virtual void shutDown() = 0;
 };
 

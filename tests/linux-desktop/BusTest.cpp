@@ -13,6 +13,7 @@
 #include <QPalette>
 #include <boost/json.hpp>
 #include <gmock/gmock.h>
+#include <sstream>
 
 namespace json = boost::json;
 using namespace std::chrono_literals;
@@ -56,18 +57,39 @@ private:
 
 class Notification : public OnBus {
 protected:
-    /// What a service with these capabilities gets to show.
-    json::value shown(const std::vector<std::string>& capabilities) {
+    void startService(const std::vector<std::string>& capabilities) {
         const std::map<std::string, std::string> onBus{
             {"DBUS_SESSION_BUS_ADDRESS", surroundings().bus.address()}};
-        AgentProcess service(
+        m_service = std::make_unique<AgentProcess>(
             surroundings().home, capabilities, onBus, QUILLET_NOTIFICATION_SERVICE);
-        service.waitForOutput("ready\n");
-        platform::showOnDesktop(
-            {"<b>title</b> &amp;", "<i>body</i> & \"more\""}, QStringLiteral("com.quillet.Test"));
-        eventuallyServed([&] { return service.output().find('}') != std::string::npos; });
-        return json::parse(service.output().substr(6));
+        m_service->waitForOutput("ready\n");
     }
+
+    /// What the service was asked to show so far.
+    std::vector<json::value> shown() {
+        std::vector<json::value> values;
+        std::istringstream lines(m_service->output().substr(6));
+        for (std::string line; std::getline(lines, line);) {
+            values.push_back(json::parse(line));
+        }
+        return values;
+    }
+
+    /// What a service with these capabilities gets to show.
+    json::value shownBy(const std::vector<std::string>& capabilities) {
+        startService(capabilities);
+        platform::BusNotifications notifications(QStringLiteral("com.quillet.Test"));
+        notifications.show({"<b>title</b> &amp;", "<i>body</i> & \"more\""});
+        eventuallyServed([&] { return !shown().empty(); });
+        return shown().at(0);
+    }
+
+    static std::string titleOf(const json::value& shown) {
+        return json::value_to<std::string>(shown.at("title"));
+    }
+
+private:
+    std::unique_ptr<AgentProcess> m_service;
 };
 
 /// The settings that a desktop tells.
@@ -92,14 +114,49 @@ class DarkOrLight : public OnBus, public testing::WithParamInterface<std::pair<u
 } // namespace
 
 TEST_F(Notification, MarkupIsEscapedForAServiceThatReadsIt) {
-    EXPECT_EQ(shown({"body", "body-markup"}),
-        (json::value{{"application", "Quillet"}, {"icon", "com.quillet.Test"},
+    EXPECT_EQ(shownBy({"body", "body-markup"}),
+        (json::value{{"application", "Quillet"}, {"replaces", 0}, {"icon", "com.quillet.Test"},
             {"title", "<b>title</b> &amp;"},
             {"body", "&lt;i&gt;body&lt;/i&gt; &amp; &quot;more&quot;"}}));
 }
 
 TEST_F(Notification, MarkupStaysAsItIsForAServiceThatDoesNot) {
-    EXPECT_EQ(shown({"body"}).at("body"), "<i>body</i> & \"more\"");
+    EXPECT_EQ(shownBy({"body"}).at("body"), "<i>body</i> & \"more\"");
+}
+
+TEST_F(Notification, FurtherOneReplacesTheOneBefore) {
+    startService({"body"});
+    platform::BusNotifications notifications(QStringLiteral("com.quillet.Test"));
+    EXPECT_FALSE(notifications.hasShown());
+    for (const std::size_t count : {1U, 2U, 3U}) {
+        notifications.show({std::to_string(count), "body"});
+        ASSERT_TRUE(eventuallyServed([&] { return shown().size() == count; }));
+        EXPECT_EQ(titleOf(shown().back()), std::to_string(count));
+        EXPECT_EQ(shown().back().at("replaces").as_int64(), count == 1 ? 0 : 7);
+    }
+    EXPECT_TRUE(notifications.hasShown());
+}
+
+TEST_F(Notification, ManyAtOnceDoNotPileUp) {
+    startService({"body"});
+    platform::BusNotifications notifications(QStringLiteral("com.quillet.Test"));
+    for (int i = 0; i < 20'000; ++i) {
+        notifications.show({std::to_string(i), "body"});
+    }
+    ASSERT_TRUE(
+        eventuallyServed([&] { return !shown().empty() && titleOf(shown().back()) == "19999"; }));
+    EXPECT_EQ(shown().size(), 1U);
+}
+
+TEST_F(Notification, LastOneIsToldBeforeItsOwnerGoes) {
+    startService({"body"});
+    {
+        platform::BusNotifications notifications(QStringLiteral("com.quillet.Test"));
+        notifications.show({"first", "body"});
+        notifications.show({"last", "body"});
+    }
+    ASSERT_EQ(shown().size(), 1U); // nothing was served meanwhile
+    EXPECT_EQ(titleOf(shown().back()), "last");
 }
 
 TEST_P(DarkOrLight, AppearanceIsThatOfTheDesktop) {

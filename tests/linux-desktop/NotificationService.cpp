@@ -29,12 +29,13 @@ public:
             return false;
         }
         const QJsonObject shown{{QStringLiteral("application"), arguments[0].toString()},
+            {QStringLiteral("replaces"), static_cast<int>(arguments[1].toUInt())},
             {QStringLiteral("icon"), arguments[2].toString()},
             {QStringLiteral("title"), arguments[3].toString()},
             {QStringLiteral("body"), arguments[4].toString()}};
         std::puts(QJsonDocument(shown).toJson(QJsonDocument::Compact).constData());
         std::fflush(stdout);
-        connection.send(message.createReply(QVariant(1U)));
+        connection.send(message.createReply(QVariant(7U)));
         return true;
     }
 

@@ -234,6 +234,16 @@ TEST(LinuxApplicationTest, WindowsAreServedWhileTheMainThreadWaitsOnASemaphore) 
     EXPECT_EQ(loop.waits, 1);
 }
 
+TEST(LinuxApplicationDeathTest, AnAbortTakesLeaveOfTheDesktopToo) {
+    LinuxApplication application;
+    FlushedNetwork network;
+    SteppedLoop loop([] {});
+    application.setNetwork(&network);
+    application.setMainLoop(&loop);
+    EXPECT_EXIT(application.abort(), testing::KilledBySignal(SIGABRT),
+        "windows closed\nflushed for 5000 ms");
+}
+
 TEST(LinuxApplicationDeathTest, WindowsAreClosedBeforeTheNetworkIsFlushed) {
     LinuxApplication application;
     FlushedNetwork network;

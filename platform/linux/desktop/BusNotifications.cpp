@@ -13,41 +13,81 @@ namespace platform {
 
 namespace {
 
-QDBusMessage call(const char* method) {
+constexpr int answerLimit = 1000; // milliseconds of the service for one call
+
+QDBusMessage methodCall(const char* method) {
     return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.Notifications"),
         QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QLatin1String(method));
 }
 
-void notify(const QString& title, const QString& body, const QString& iconName) {
-    constexpr uint replacesNone = 0;
-    constexpr int usualTime = -1;
-    QDBusMessage message = call("Notify");
-    message << QCoreApplication::applicationName() << replacesNone << iconName << title << body
-            << QStringList() << QVariantMap{{QStringLiteral("desktop-entry"), iconName}}
-            << usualTime;
-    QDBusConnection::sessionBus().send(message);
-}
-
 } // namespace
 
-void showOnDesktop(const NSUserNotification& notification, const QString& iconName) {
-    const QString title = TextBlock::fromUtf8(notification.title.value_or(""));
-    const QString body = TextBlock::fromUtf8(notification.informativeText.value_or(""));
-    // A title is never markup; whether a body is, the service says. Replies come in order, so
-    // notifications do too.
-    auto* watcher = new QDBusPendingCallWatcher(
-        QDBusConnection::sessionBus().asyncCall(call("GetCapabilities")), qApp);
+BusNotifications::BusNotifications(QString iconName)
+    : m_iconName(std::move(iconName)) {
+    call(methodCall("GetCapabilities"));
+}
+
+BusNotifications::~BusNotifications() {
+    while (m_call) {
+        m_call->waitForFinished();
+        answered();
+    }
+}
+
+void BusNotifications::show(const NSUserNotification& notification) {
+    m_hasShown = true;
+    m_next = Text{TextBlock::fromUtf8(notification.title.value_or("")),
+        TextBlock::fromUtf8(notification.informativeText.value_or(""))};
+    if (!m_call) {
+        proceed();
+    }
+}
+
+/// Asks what the service can do, unless that is known, or shows what is to be shown.
+void BusNotifications::proceed() {
+    if (!m_next) {
+        return;
+    }
+    if (!m_readsMarkup) {
+        call(methodCall("GetCapabilities"));
+        return;
+    }
+    constexpr int usualTime = -1;
+    // A title is never markup; whether a body is, the service says.
+    QDBusMessage message = methodCall("Notify");
+    message << QCoreApplication::applicationName() << m_shownId << m_iconName << m_next->title
+            << (*m_readsMarkup ? m_next->body.toHtmlEscaped() : m_next->body) << QStringList()
+            << QVariantMap{{QStringLiteral("desktop-entry"), m_iconName}} << usualTime;
+    m_next.reset();
+    call(message);
+}
+
+void BusNotifications::call(const QDBusMessage& message) {
+    m_call = std::make_unique<QDBusPendingCallWatcher>(
+        QDBusConnection::sessionBus().asyncCall(message, answerLimit));
     QObject::connect(
-        watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, title, body, iconName] {
-            const QDBusPendingReply<QStringList> capabilities = *watcher;
-            watcher->deleteLater();
-            if (capabilities.isError()) {
-                return; // there is no service
-            }
-            const bool readsMarkup = capabilities.value().contains(QStringLiteral("body-markup"));
-            notify(title, readsMarkup ? body.toHtmlEscaped() : body, iconName);
-        });
+        m_call.get(), &QDBusPendingCallWatcher::finished, m_call.get(), [this] { answered(); },
+        Qt::QueuedConnection);
+}
+
+void BusNotifications::answered() {
+    const QDBusMessage reply = m_call->reply();
+    // It may be what calls this.
+    m_call.release()->deleteLater();
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+        m_readsMarkup.reset(); // there is no service (any more)
+        m_shownId = 0;
+        m_next.reset();
+        return;
+    }
+    const QVariant answer = reply.arguments().constFirst();
+    if (m_readsMarkup) {
+        m_shownId = answer.toUInt();
+    } else {
+        m_readsMarkup = answer.toStringList().contains(QStringLiteral("body-markup"));
+    }
+    proceed();
 }
 
 } // namespace platform

@@ -24,6 +24,7 @@ struct QtDesktop::Windows {
             links.stop();
             host.windowClosed();
         })
+        , notifications(QString::fromStdString(identifier))
         , links(identifier,
               {.activated =
                       [this](const Activation& activation) {
@@ -36,14 +37,17 @@ struct QtDesktop::Windows {
     QtApplication application;
     Appearance appearance;
     StatusWindow window;
+    BusNotifications notifications;
     LinkService links;
 };
 
 QtDesktop::QtDesktop(
     DesktopHost& host, const std::string& identifier, const std::string& displayPlugin)
     : m_host(host)
-    , m_identifier(QString::fromStdString(identifier))
-    , m_loop([this] { closeWindows(); })
+    , m_loop([this] {
+        tellEnd();
+        closeWindows();
+    })
     , m_windows(std::make_unique<Windows>(host, identifier, displayPlugin)) {
 }
 
@@ -58,6 +62,13 @@ void QtDesktop::show() {
 
 bool QtDesktop::handOver(const std::string& url, const Activation& activation) {
     return m_windows->links.handOver(url, activation);
+}
+
+/// The window does not go without a word when the program ends, unless its user closed it.
+void QtDesktop::tellEnd() {
+    if (m_windows && m_windows->notifications.hasShown()) {
+        m_windows->notifications.show({"The signing session has ended", "Quillet"});
+    }
 }
 
 /// What Qt complains of later has no log any more.
@@ -99,7 +110,7 @@ bool QtDesktop::agrees(const NSAlert& question) {
 }
 
 void QtDesktop::deliverNotification(const NSUserNotification& notification) {
-    showOnDesktop(notification, m_identifier);
+    m_windows->notifications.show(notification);
 }
 
 bool QtDesktop::openURL(const std::string& url) {

@@ -4,7 +4,6 @@
 #include "platform/linux/DesktopShell.h"
 #include "platform/linux/desktop/QtMainLoop.h"
 
-#include <QString>
 #include <memory>
 
 namespace platform {
@@ -35,12 +34,12 @@ public:
     std::optional<std::string> askForPassword(const std::string& tokenName, bool again) override;
 
 private:
+    void tellEnd();
     void closeWindows();
 
     struct Windows;
 
     DesktopHost& m_host;
-    QString m_identifier;
     QtMainLoop m_loop; // may still be woken when the windows are gone
     std::unique_ptr<Windows> m_windows;
 };

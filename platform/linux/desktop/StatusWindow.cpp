@@ -18,6 +18,7 @@ namespace {
 
 constexpr int columns = 76;
 constexpr int lines = 16;
+constexpr int keptLines = 10'000;
 
 } // namespace
 
@@ -30,6 +31,7 @@ StatusWindow::StatusWindow(std::function<void()> closed)
     m_view->setAccessibleDescription(tr("The steps of the signing session, one a line"));
     m_view->setReadOnly(true);
     m_view->setUndoRedoEnabled(false);
+    m_view->setMaximumBlockCount(keptLines + 1); // a server may have lines written without end
     m_view->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_view->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     m_view->setFrameShape(QFrame::NoFrame);
