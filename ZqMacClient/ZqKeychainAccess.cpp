@@ -98,15 +98,14 @@ ZqCertificate ZqKeychainAccess::certificateOfItem(
         fail("Error obtaining identity certificate and key references", certificateRef.status);
     }
 
-    if (!certificateRef.value || *certificateRef.value == nullptr) {
-        fatalError("an identity has no certificate");
-    }
-
     ZqCertificate certificate;
-    certificate.certificateRef = *certificateRef.value;
+    certificate.certificateRef = certificateRef.value.value_or(nullptr);
     certificate.privateKeyRef = key.value.value_or(nullptr);
     // The misspelling belongs to the log's vocabulary.
     NSLog("Parsing certificiate ", debugDescription(certificate.certificateRef));
+    if (certificate.certificateRef == nullptr) {
+        fatalError("an identity has no certificate");
+    }
     if (withRawValues) {
         certificate.certificate = base64Encoded(*der);
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/DesktopModule.h"
 
+#include "platform/linux/FileTrust.h"
+
 #include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
@@ -41,6 +43,10 @@ std::unique_ptr<DesktopShell> openDesktop(
     DesktopHost& host, const DesktopStart& start, DesktopOutcome& outcome) {
     if (!isDesktopModuleThere()) {
         outcome.problem = "the desktop shell is not installed";
+        return nullptr;
+    }
+    if (const auto reason = whyNotTrusted(modulePath())) {
+        outcome.problem = *reason;
         return nullptr;
     }
     void* module = dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL);

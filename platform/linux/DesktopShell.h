@@ -40,6 +40,9 @@ public:
     /// Takes the program's name on the session bus, unless it has it, and hands the links that come
     /// there to the host. Without a bus, or when another agent has the name, a log line says so.
     virtual void acceptLinks() = 0;
+
+    /// Names the server of the session, in the window's title and wherever a password is asked for.
+    virtual void showServer(const std::string& server) = 0;
 };
 
 /// What a desktop is opened for.

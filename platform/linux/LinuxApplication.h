@@ -45,6 +45,8 @@ public:
     void openURL(std::string url);
     /// The same, of the URL that `take` gives when the event's turn has come, if it gives one.
     void openURL(std::function<std::optional<std::string>()> take);
+    /// Called before each URL event is delivered, on the main thread.
+    void setLinkObserver(std::function<void(const std::string& url)> observer);
 
     /// Lets `run` return with `status`; a main thread that waits on a semaphore ends the process.
     void stop(int status);
@@ -65,6 +67,7 @@ private:
     SleepingLoop m_sleepingLoop;
     MainLoop* m_loop = &m_sleepingLoop;
     std::map<std::pair<FourCharCode, FourCharCode>, AppleEventHandler> m_handlers;
+    std::function<void(const std::string& url)> m_linkObserver;
 
     std::mutex m_mutex;
     std::condition_variable m_changed; // for threads other than the main thread

@@ -9,6 +9,7 @@
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/PolicyFile.h"
 #include "platform/linux/PrivateMemory.h"
+#include "platform/linux/ServerOfLink.h"
 #include "platform/linux/SideWork.h"
 #include "platform/linux/TerminalUserInterface.h"
 #include "platform/linux/net/LinuxNetwork.h"
@@ -95,6 +96,12 @@ public:
         if (wantsIdentities(m_system.arguments())) {
             m_application.setCommand([this] { return printIdentities(); });
         }
+        m_security.setSessionEnd([this] { m_application.stop(EXIT_SUCCESS); });
+        if (hasLink(m_system.arguments())) {
+            beginSession(m_system.arguments()[1]); // the only one: all others are ignored
+        } else {
+            m_application.setLinkObserver([this](const std::string& url) { beginSession(url); });
+        }
         if (m_desktop) {
             m_application.setMainLoop(&m_desktop->mainLoop());
         }
@@ -174,6 +181,16 @@ private:
         NSTextStorage* text = view == nullptr ? nullptr : view->textStorage();
         if (text != nullptr) {
             text->append(line + "\n");
+        }
+    }
+
+    /// With each link, for each may lead to another server.
+    void beginSession(const std::string& link) {
+        m_security.beginSession();
+        const std::string server = serverOfLink(link);
+        m_terminal.showServer(server);
+        if (m_desktop) {
+            m_desktop->showServer(server);
         }
     }
 

@@ -3,9 +3,11 @@
 
 #include "BundleInfo.h"
 #include "foundation/Utf8.h"
+#include "platform/Platform.h"
 #include "platform/linux/BaseDirectory.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
+#include "platform/linux/FileTrust.h"
 #include "platform/linux/TerminalText.h"
 #include "platform/shared/LogFile.h"
 
@@ -118,7 +120,7 @@ std::array<std::uint8_t, size> digestOf(BytesView data, const EVP_MD* algorithm)
     unsigned int length = 0;
     if (EVP_Digest(data.data(), data.size(), digest.data(), &length, algorithm, nullptr) != 1
         || length != size) {
-        std::abort(); // never a wrong digest under a signature
+        fatalError("the cryptographic library makes no digest"); // never a wrong one
     }
     return digest;
 }
@@ -199,6 +201,14 @@ NSOperatingSystemVersion LinuxSystem::operatingSystemVersion() {
 
 std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
     const std::string& scheme, const std::string& bundleIdentifier) {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    // A link must not start what somebody else puts there.
+    if (const auto reason = whyNotTrusted(program)) {
+        const std::string line = "No links are asked for, because " + *reason;
+        NSLog(std::array{std::string_view(line)});
+        return -1;
+    }
     const ShellKind shell = isDesktopModuleThere() ? ShellKind::desktop : ShellKind::terminal;
     return registerUrlScheme(scheme, bundleIdentifier, shell) ? 0 : -1;
 }

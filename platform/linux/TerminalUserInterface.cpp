@@ -2,6 +2,7 @@
 #include "platform/linux/TerminalUserInterface.h"
 
 #include "platform/Trust.h"
+#include "platform/linux/EchoOff.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/TerminalText.h"
@@ -45,31 +46,6 @@ bool readWholeLine(std::string& line) {
 bool readLine(std::string& line) {
     return readWholeLine(line) || !line.empty();
 }
-
-/// Turns a terminal's echo off for its own lifetime.
-class EchoOff {
-public:
-    EchoOff()
-        : m_isTerminal(tcgetattr(STDIN_FILENO, &m_before) == 0) {
-        if (m_isTerminal) {
-            termios silent = m_before;
-            silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-            silent.c_lflag |= ECHONL;
-            tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-        }
-    }
-    EchoOff(const EchoOff&) = delete;
-    EchoOff& operator=(const EchoOff&) = delete;
-    ~EchoOff() {
-        if (m_isTerminal) {
-            tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
-        }
-    }
-
-private:
-    termios m_before{};
-    bool m_isTerminal;
-};
 
 std::string alertText(const NSAlert& alert) {
     const bool isCritical = alert.alertStyle == NSAlertStyle::critical;
@@ -179,7 +155,8 @@ std::optional<std::string> TerminalUserInterface::askForPassword(
     m_application.runModally([&] {
         const EchoOff echoOff; // before the question, so that no early key is seen
         show(std::string(again ? "\nThat password is wrong.\n" : "\n") + "Password of \""
-            + displayable(tokenName) + "\" (empty to cancel): ");
+            + displayable(tokenName) + "\"" + (m_server.empty() ? "" : " for the server ")
+            + displayable(m_server) + " (empty to cancel): ");
         if (!readLine(*password)) {
             password->clear();
         }

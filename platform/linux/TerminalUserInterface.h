@@ -13,6 +13,9 @@ class TerminalUserInterface : public UserInterface {
 public:
     explicit TerminalUserInterface(LinuxApplication& application);
 
+    /// Names the server of the session wherever a password is asked for.
+    void showServer(const std::string& server) { m_server = server; }
+
     NSTextView* statusTextView() override { return &m_statusTextView; }
     int runModal(const NSAlert& alert) override;
     /// As `Trust` has it.
@@ -36,6 +39,7 @@ private:
 
     LinuxApplication& m_application;
     StatusTextView m_statusTextView;
+    std::string m_server; // or empty
 };
 
 } // namespace platform

@@ -55,6 +55,32 @@ TEST_F(DesktopLink, StartsASessionInAWaitingAgentAndASecondOneReplacesIt) {
     EXPECT_FALSE(isOnBus());
 }
 
+TEST_F(DesktopLink, WhatOneServerHadUnlockedIsLockedForTheNext) {
+    home.makeProtectedIdentity("Correct7");
+    startWaitingAgent();
+    for (const char* room : {"first", "second"}) {
+        ASSERT_TRUE(open("['" + server.link(room) + "']"));
+        ASSERT_NE(waitForSession(), nullptr);
+        greet();
+        session->sendCommand("SIGN_PDF", pdfRequest("bytes"));
+        const auto prompt = display.waitForDialog(dialog);
+        ASSERT_TRUE(prompt.has_value()) << "signs in the room " << room << " without a prompt";
+        dialog = *prompt;
+        display.type("Correct7");
+        display.pressKey("Return");
+        EXPECT_TRUE(receive("SIGN_PDF_RESPONSE").at("payload").at("signature").is_string());
+    }
+}
+
+TEST_F(DesktopLink, ItsServerStandsInTheTitleOfTheWindow) {
+    startWaitingAgent();
+    EXPECT_EQ(display.title(window), "Quillet");
+    ASSERT_TRUE(open("['" + server.link("first") + "']"));
+    const std::string title = "localhost:" + std::to_string(server.port()) + " - Quillet";
+    EXPECT_TRUE(eventually([&] { return display.title(window) == title; }))
+        << display.title(window);
+}
+
 TEST_F(DesktopLink, EachUriOfACallIsAnEventOfItsOwn) {
     startWaitingAgent();
     ASSERT_TRUE(open("['" + server.link("first") + "', '" + server.link("second") + "']"));

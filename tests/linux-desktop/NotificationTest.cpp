@@ -30,7 +30,7 @@ protected:
         json::value found;
         eventually([&] {
             for (const json::value& value : shown(1)) {
-                found = value.at("title") == title ? value : found;
+                found = value.at("title").as_string() == title ? value : found;
             }
             return !found.is_null();
         });

@@ -40,6 +40,40 @@ std::string textOf(const QWidget& widget) {
 
 } // namespace
 
+TEST_F(Widgets, StatusViewKeepsTheLastTenThousandLines) {
+    StatusWindow window([] {});
+    for (int i = 0; i < 10'003; ++i) {
+        window.append(std::to_string(i) + "\n");
+    }
+    const std::string text = textOf(window);
+    EXPECT_TRUE(text.starts_with("3\n4\n")) << text.substr(0, 20);
+    EXPECT_TRUE(text.ends_with("\n10002\n"));
+}
+
+TEST_F(Widgets, ServerIsNamedInTheTitleAndByThePasswordDialog) {
+    StatusWindow window([] {});
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("Quillet"));
+    window.showServer("sign.example:8443");
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("sign.example:8443 - Quillet"));
+    EXPECT_EQ(window.accessibleName(), window.windowTitle());
+    window.showServer("");
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("Quillet"));
+
+    const auto wordsOf = [](const PasswordDialog& dialog) {
+        QStringList words;
+        for (const QLabel* label : dialog.findChildren<QLabel*>()) {
+            words << label->text();
+        }
+        return words;
+    };
+    const auto asker = QStringLiteral("For the server sign.example:8443");
+    const PasswordDialog named("token", "sign.example:8443", false, nullptr);
+    EXPECT_TRUE(wordsOf(named).contains(asker));
+    EXPECT_EQ(named.accessibleDescription(), asker);
+    const PasswordDialog unnamed("token", "", false, nullptr);
+    EXPECT_FALSE(wordsOf(unnamed).join(QChar()).contains(QStringLiteral("server")));
+}
+
 TEST_F(Widgets, StatusViewFollowsItsLastLineUnlessTheUserHasScrolledUp) {
     StatusWindow window([] {});
     window.show();
@@ -92,7 +126,7 @@ TEST_F(Widgets, AQuestionOfTrustIsRefusedByDefaultAndAgreedToOnlyAfterAWhile) {
 TEST_F(Widgets, EveryTextOfADialogIsPlain) {
     NSAlert alert{"<b>m</b>", "<i>d</i>", NSAlertStyle::critical, {"<u>b</u>"}};
     AlertDialog dialog(alert, nullptr);
-    PasswordDialog password("<b>token</b>", true, nullptr);
+    PasswordDialog password("<b>token</b>", "<b>host</b>", true, nullptr);
     for (const QDialog* each : {static_cast<QDialog*>(&dialog), static_cast<QDialog*>(&password)}) {
         for (const QLabel* label : each->findChildren<QLabel*>()) {
             EXPECT_TRUE(label->text().isEmpty() || label->textFormat() == Qt::PlainText);
@@ -125,13 +159,13 @@ TEST_F(Widgets, PartsAreNamedForScreenReaders) {
     AlertDialog alert({"message", "details", NSAlertStyle::critical, {}}, nullptr);
     EXPECT_EQ(alert.accessibleName().toStdString(), "message");
     EXPECT_EQ(alert.accessibleDescription().toStdString(), "details");
-    PasswordDialog password("token", false, nullptr);
+    PasswordDialog password("token", "", false, nullptr);
     EXPECT_EQ(
         password.findChild<QLineEdit*>()->accessibleName().toStdString(), "Password of \"token\"");
 }
 
 TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
-    PasswordDialog dialog("token", false, nullptr);
+    PasswordDialog dialog("token", "", false, nullptr);
     auto* edit = dialog.findChild<QLineEdit*>();
     EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
     QTimer::singleShot(0, &dialog, [&] {
@@ -145,7 +179,7 @@ TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
 }
 
 TEST_F(Widgets, CancelledPasswordIsNotHandedOut) {
-    PasswordDialog dialog("token", false, nullptr);
+    PasswordDialog dialog("token", "", false, nullptr);
     QTimer::singleShot(0, &dialog, [&] {
         dialog.findChild<QLineEdit*>()->insert(QString::fromUtf8("secret"));
         dialog.reject();
@@ -156,7 +190,7 @@ TEST_F(Widgets, CancelledPasswordIsNotHandedOut) {
 }
 
 TEST_F(Widgets, EmptyPasswordCannotBeGiven) {
-    PasswordDialog dialog("token", false, nullptr);
+    PasswordDialog dialog("token", "", false, nullptr);
     const auto* unlock = dialog.findChild<QPushButton*>();
     EXPECT_FALSE(unlock->isEnabled());
     dialog.findChild<QLineEdit*>()->setText(QStringLiteral("x"));

@@ -137,6 +137,39 @@ TEST_F(NoDesktop, DisplayThatDoesNotAnswerMeansTheTerminalAndOneLogLine) {
     EXPECT_TRUE(agent->isRunning());
 }
 
+TEST_F(NoDesktop, ModuleThatOthersMayChangeIsNotLoaded) {
+    namespace fs = std::filesystem;
+    const fs::path built = fs::path(QUILLET_AGENT).parent_path().parent_path();
+    const fs::path copy = home.path() / "copy";
+    fs::create_directories(copy / "bin");
+    fs::create_directories(copy / "lib");
+    fs::copy(QUILLET_AGENT, copy / "bin/ZqMacClient");
+    fs::copy(built / "lib/quillet-desktop.so", copy / "lib");
+    fs::permissions(copy / "lib", fs::perms::group_write, fs::perm_options::add);
+    agent = startProgram((copy / "bin/ZqMacClient").string());
+    ASSERT_TRUE(agent->waitForLog("No window, because "));
+    EXPECT_THAT(
+        agent->log().back(), HasSubstr((copy / "lib").string() + " can be changed by other users"));
+    EXPECT_TRUE(agent->waitForOutput("Running on macOS "));
+    agent.reset();
+    fs::permissions(copy / "lib", fs::perms::group_write, fs::perm_options::remove);
+    agent = startProgram((copy / "bin/ZqMacClient").string());
+    EXPECT_TRUE(display.waitForMainWindow().has_value());
+}
+
+TEST_F(NoDesktop, ProgramThatOthersMayChangeIsNotRegistered) {
+    namespace fs = std::filesystem;
+    const fs::path copy = home.path() / "copy";
+    fs::create_directories(copy);
+    fs::copy(QUILLET_AGENT, copy / "ZqMacClient");
+    fs::permissions(copy, fs::perms::others_write, fs::perm_options::add);
+    agent = startProgram((copy / "ZqMacClient").string(), {"install"});
+    ASSERT_TRUE(agent->waitForLog("No links are asked for, because " + copy.string()));
+    agent->waitForLog("FATAL ERROR: Quillet, details: Quillet successfully installed.");
+    EXPECT_FALSE(
+        fs::exists(home.path() / "home/.local/share/applications/com.quillet.ZqMacClient.desktop"));
+}
+
 TEST_F(NoDesktop, WaylandDisplayThatDoesNotAnswerMeansTheTerminal) {
     startWith({{"DISPLAY", ""}, {"WAYLAND_DISPLAY", "wayland-none"}});
     ASSERT_TRUE(agent->waitForLog("No window, because the display wayland-none does not answer"));

@@ -89,6 +89,19 @@ TEST_F(HttpsGetTest, ChunkedBodyIsRead) {
     EXPECT_EQ(answer.data, "abcde");
 }
 
+TEST_F(HttpsGetTest, ChunkedBodyThatEndsInABrokenTrailerIsRead) {
+    EXPECT_EQ(getOf("HTTP/1.1 500 x\r\nTransfer-Encoding: chunked\r\n\r\n"
+                    "2\r\nok\r\n0\r\nhe\r\n\r\n")
+                  .data,
+        "ok");
+}
+
+TEST_F(HttpsGetTest, BrokenChunksAreNoAnswer) {
+    EXPECT_EQ(getOf("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nno chunk\r\n")
+                  .error.find("localhost does not answer as a web server does"),
+        0U);
+}
+
 TEST_F(HttpsGetTest, BodyEndedByCloseIsRead) {
     EXPECT_EQ(getOf("HTTP/1.1 200 OK\r\n\r\nuntil the end").data, "until the end");
 }

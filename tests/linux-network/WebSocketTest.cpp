@@ -234,6 +234,15 @@ TEST_F(WebSocketTest, BrokenFrameIsTold) {
     EXPECT_EQ(m_delegate->reasons.at(0).find("localhost broke the WebSocket protocol ("), 0U);
 }
 
+TEST_F(WebSocketTest, OfARefusalTheHeadAloneIsRead) {
+    // Neither a body without end nor one that breaks the rules matters.
+    EXPECT_EQ(refusalFor("HTTP/1.1 500 x\r\nTransfer-Encoding: chunked\r\n\r\nno chunk\r\n"),
+        "localhost refused the WebSocket: status 500 (Internal Server Error)");
+    EXPECT_EQ(refusalFor("HTTP/1.1 403 x\r\nContent-Length: 99999999999\r\n\r\n"
+                  + std::string(1 << 20, 'x')),
+        "localhost refused the WebSocket: status 403 (Forbidden)");
+}
+
 TEST_F(WebSocketTest, RefusalsAreToldByStatus) {
     EXPECT_EQ(refusalFor("HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n"),
         "localhost refused the WebSocket: status 401 (Unauthorized)");

@@ -103,10 +103,71 @@ TEST_F(NssPassword, CancellingAfterAWrongPasswordMakesNoSignature) {
     EXPECT_EQ(userInterface.questions.size(), 2U);
 }
 
-TEST_F(NssPassword, NextSignatureAfterCancellingAsksAnew) {
+TEST_F(NssPassword, RefusedPasswordIsNotAskedForAgainInTheSession) {
+    int ends = 0;
+    security.setSessionEnd([&] { ++ends; });
+    userInterface.response = NSAlertFirstButtonReturn + 1;
     EXPECT_FALSE(sign().signature);
+    EXPECT_TRUE(userInterface.alerts.empty());
+    userInterface.passwords = {rightPassword};
+    for (int i = 0; i < 3; ++i) {
+        const SecSignature again = sign();
+        EXPECT_FALSE(again.signature);
+        EXPECT_EQ(again.error, "The password of NSS Certificate DB was not given.");
+    }
+    EXPECT_EQ(userInterface.questions.size(), 1U);
+    EXPECT_EQ(userInterface.alerts,
+        Questions{"The password of \"NSS Certificate DB\" was not given"}); // offered once
+    EXPECT_EQ(ends, 0);
+}
+
+TEST_F(NssPassword, SessionThatAsksForARefusedPasswordCanBeEnded) {
+    int ends = 0;
+    security.setSessionEnd([&] { ++ends; });
+    EXPECT_FALSE(sign().signature);
+    EXPECT_EQ(ends, 0);
+    EXPECT_FALSE(sign().signature);
+    EXPECT_EQ(ends, 1);
+}
+
+TEST_F(NssPassword, NextSessionAsksForWhatWasRefused) {
+    EXPECT_FALSE(sign().signature);
+    security.beginSession();
     userInterface.passwords = {rightPassword};
     EXPECT_TRUE(signs());
+}
+
+TEST_F(NssPassword, WhatOneSessionUnlockedIsLockedForTheNext) {
+    userInterface.passwords = {rightPassword};
+    EXPECT_TRUE(signs());
+    const auto identity = listed(security).at(0);
+    security.beginSession();
+    EXPECT_FALSE(security
+                     .SecKeyCreateSignature(identity.key,
+                         SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1,
+                         bytesOf("message"))
+                     .signature);
+    EXPECT_EQ(userInterface.questions.size(), 2U);
+    userInterface.passwords = {rightPassword};
+    security.beginSession();
+    EXPECT_TRUE(signs());
+    EXPECT_EQ(userInterface.questions.size(), 3U);
+}
+
+TEST_F(NssPassword, LockedTokensStayAsTheyWereWhenThereIsNoPassword) {
+    NssDirectory open;
+    open.create();
+    open.addIdentity({});
+    NssSecurity withoutPassword(userInterface, open.path());
+    withoutPassword.beginSession(); // before anything is open
+    const auto identity = listed(withoutPassword).at(0);
+    withoutPassword.beginSession();
+    EXPECT_TRUE(withoutPassword
+                    .SecKeyCreateSignature(identity.key,
+                        SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1,
+                        bytesOf("message"))
+                    .signature);
+    EXPECT_TRUE(userInterface.questions.empty());
 }
 
 TEST_F(NssPassword, NobodyIsAskedWhileInteractionIsNotAllowed) {

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The log and its file, as the Linux system writes them.
 #include "platform/linux/LinuxSystem.h"
+#include "platform/linux/LinuxApplication.h"
+#include "platform/shared/AssembledPlatform.h"
 #include "tests/support/TemporaryFolder.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -194,6 +198,26 @@ TEST_F(LinuxSystemTest, BundleInformationComesFromTheInformationPropertyList) {
     ASSERT_TRUE(version.has_value());
     EXPECT_THAT(*version->as<std::string>(), MatchesRegex("[0-9]+(\\.[0-9]+)*"));
     EXPECT_FALSE(system.objectForInfoDictionaryKey("NoSuchKey").has_value());
+}
+
+TEST(LinuxSystemDeathTest, DigestThatTheLibraryRefusesEndsTheProcessWithALine) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    platform::AssembledPlatform platform(std::make_unique<platform::LinuxApplication>(), nullptr,
+        std::make_unique<LinuxSystem>(0, nullptr), nullptr, nullptr);
+    const platform::PlatformScope scope(platform);
+    const auto refuse = [] { EVP_set_default_properties(nullptr, "provider=none"); };
+    EXPECT_EXIT(
+        {
+            refuse();
+            platform.system().CC_SHA256({});
+        },
+        testing::KilledBySignal(SIGABRT), "Fatal error: the cryptographic library makes no digest");
+    EXPECT_EXIT(
+        {
+            refuse();
+            platform.system().CC_SHA1({});
+        },
+        testing::KilledBySignal(SIGABRT), "Fatal error: ");
 }
 
 TEST_F(LinuxSystemTest, DigestsOfTheEmptyBufferAreTheKnownOnes) {

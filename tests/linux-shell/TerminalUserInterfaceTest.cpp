@@ -4,10 +4,12 @@
 #include "platform/linux/LinuxApplication.h"
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -161,6 +163,53 @@ TEST(TerminalUserInterfaceTest, PasswordIsNotEchoedByATerminal) {
         seen.append(buffer.data(), static_cast<std::size_t>(count));
     }
     EXPECT_EQ(seen.find("secret"), std::string::npos) << seen;
+    close(slave);
+    close(master);
+}
+
+TEST(TerminalUserInterfaceTest, PasswordIsAskedForInTheNameOfTheServer) {
+    const std::string text = terminalOutput("\n", [&](auto& terminal) {
+        terminal.showServer("sign.example:8443");
+        terminal.askForPassword("token", false);
+    });
+    EXPECT_THAT(text,
+        HasSubstr("Password of \"token\" for the server sign.example:8443 (empty to cancel): "));
+}
+
+TEST(TerminalUserInterfaceTest, ControlCAtAPasswordBringsTheEchoBack) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+    ASSERT_GE(slave, 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        setsid();
+        ioctl(slave, TIOCSCTTY, 0);
+        dup2(slave, STDIN_FILENO);
+        dup2(slave, STDOUT_FILENO);
+        platform::LinuxApplication application;
+        platform::TerminalUserInterface terminal(application);
+        terminal.askForPassword("token", false);
+        _exit(0);
+    }
+    std::string seen;
+    std::array<char, 256> buffer{};
+    while (seen.find("cancel): ") == std::string::npos) {
+        const ssize_t length = read(master, buffer.data(), buffer.size());
+        ASSERT_GT(length, 0);
+        seen.append(buffer.data(), static_cast<std::size_t>(length));
+    }
+    termios settings{};
+    ASSERT_EQ(tcgetattr(slave, &settings), 0);
+    EXPECT_EQ(settings.c_lflag & ECHO, 0U);
+    ASSERT_EQ(write(master, "\x03", 1), 1);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+    ASSERT_EQ(tcgetattr(slave, &settings), 0);
+    EXPECT_EQ(settings.c_lflag & ECHO, ECHO + 0U);
     close(slave);
     close(master);
 }

@@ -3,8 +3,9 @@
 """Proves that the unit tests notice when a rule breaks.
 
 Applies each small change of mutations.txt, alone, to a copy of the tree, and expects the unit tests
-to fail; for a change in platform/shared or devserver/documents that room's tests; for one in platform/macos the tests that
-run those files in memory, or the check that compiles what is not run. Takes about ten seconds a
+to fail; for a change in platform/shared, platform/linux or devserver that room's tests; for one in
+platform/macos the tests that run those files in memory, or the check that compiles what is not run.
+Takes about ten seconds a
 change on two cores. Needs python3; not part of the test run.
 
     run.py [TEXT]     only the changes of files whose name holds TEXT
@@ -55,7 +56,11 @@ def outcome(build, tree, file):
         checked = run([tree / "tests/macos-syntax.sh", tree])
         return "survived" if checked.returncode == 0 else "caught"
     rooms = {"platform/macos/": "macos_tests", "platform/shared/": "platform_shared_tests",
-             "devserver/documents/Pdf": "pdf_tests", "devserver/documents/Xml": "documents_tests"}
+             "devserver/documents/Pdf": "pdf_tests", "devserver/documents/Xml": "documents_tests",
+             "platform/OutOfMemory": "platform_shared_tests", "platform/linux/net/": "linux_network_tests",
+             "platform/linux/security/": "linux_security_tests",
+             "platform/linux/desktop/": "linux_widget_tests", "platform/linux/": "linux_shell_tests",
+             "devserver/": "devserver_tests"}
     tests = next((rooms[room] for room in rooms if file.startswith(room)), "unit_tests")
     built = run(["ninja", "-C", build, tests])
     if built.returncode != 0:

@@ -204,11 +204,12 @@ TEST_F(ZqKeychainAccessTest, FailingCertificateIsFatalAndStopsTheLoop) {
             fatalAlert("Error obtaining identity certificate and key references", ""))));
 }
 
-TEST_F(ZqKeychainAccessTest, IdentityWithoutCertificateStopsTheProgram) {
+TEST_F(ZqKeychainAccessTest, IdentityWithoutCertificateIsLoggedAndStopsTheProgram) {
     keychain.addIdentity("Alice").hasCertificate = false;
     EXPECT_THAT(listing(),
         AbortsAfter(joined(reading({}),
-            Events{"SecIdentityCopyPrivateKey <Alice>", "SecIdentityCopyCertificate <Alice>"})));
+            Events{"SecIdentityCopyPrivateKey <Alice>", "SecIdentityCopyCertificate <Alice>",
+                "log: Parsing certificiate nil"})));
 }
 
 TEST_F(ZqKeychainAccessTest, IdentityWithoutKeyIsListedWithoutOne) {

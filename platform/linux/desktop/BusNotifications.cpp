@@ -30,6 +30,7 @@ BusNotifications::BusNotifications(QString iconName)
 
 BusNotifications::~BusNotifications() {
     while (m_call) {
+        m_call->disconnect(); // what waits may tell of the end itself
         m_call->waitForFinished();
         answered();
     }
@@ -67,14 +68,13 @@ void BusNotifications::call(const QDBusMessage& message) {
     m_call = std::make_unique<QDBusPendingCallWatcher>(
         QDBusConnection::sessionBus().asyncCall(message, answerLimit));
     QObject::connect(
-        m_call.get(), &QDBusPendingCallWatcher::finished, m_call.get(), [this] { answered(); },
-        Qt::QueuedConnection);
+        m_call.get(), &QDBusPendingCallWatcher::finished, m_call.get(), [this] { answered(); });
 }
 
 void BusNotifications::answered() {
     const QDBusMessage reply = m_call->reply();
-    // It may be what calls this.
-    m_call.release()->deleteLater();
+    m_call->disconnect();
+    m_call.release()->deleteLater(); // it may be what calls this
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         m_readsMarkup.reset(); // there is no service (any more)
         m_shownId = 0;

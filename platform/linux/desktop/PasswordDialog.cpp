@@ -36,7 +36,8 @@ QLabel* plainLabel(const QString& text) {
 
 } // namespace
 
-PasswordDialog::PasswordDialog(const std::string& tokenName, bool again, QWidget* parent)
+PasswordDialog::PasswordDialog(
+    const std::string& tokenName, const std::string& server, bool again, QWidget* parent)
     : QDialog(parent)
     , m_edit(new QLineEdit) {
     const QString question = tr("Password of \"%1\"").arg(TextBlock::fromUtf8(tokenName));
@@ -55,6 +56,11 @@ PasswordDialog::PasswordDialog(const std::string& tokenName, bool again, QWidget
         texts->addWidget(wrong);
     }
     texts->addWidget(plainLabel(question));
+    if (!server.empty()) {
+        const QString asker = tr("For the server %1").arg(TextBlock::fromUtf8(server));
+        texts->addWidget(plainLabel(asker));
+        setAccessibleDescription(asker);
+    }
     m_edit->setEchoMode(QLineEdit::Password);
     m_edit->setInputMethodHints(Qt::ImhSensitiveData | Qt::ImhHiddenText | Qt::ImhNoPredictiveText
         | Qt::ImhNoAutoUppercase);

@@ -11,8 +11,10 @@ namespace platform {
 /// Asks for the password of a token. What is typed is hidden.
 class PasswordDialog final : public QDialog {
 public:
-    /// `again` says that the last password was wrong.
-    PasswordDialog(const std::string& tokenName, bool again, QWidget* parent);
+    /// `server`, which may be empty, is who asks for what needs the password. `again` says that the
+    /// last password was wrong.
+    PasswordDialog(
+        const std::string& tokenName, const std::string& server, bool again, QWidget* parent);
 
     /// Blocks until the user answers. False, and nothing in `password`, when the user cancels.
     /// Overwrites the copies of the text that Qt keeps, as far as they can be reached.

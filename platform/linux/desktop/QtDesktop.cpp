@@ -84,6 +84,11 @@ void QtDesktop::acceptLinks() {
     }
 }
 
+void QtDesktop::showServer(const std::string& server) {
+    m_server = server;
+    m_windows->window.showServer(server);
+}
+
 NSTextView* QtDesktop::statusTextView() {
     return &m_windows->window;
 }
@@ -121,7 +126,7 @@ std::optional<std::string> QtDesktop::askForPassword(const std::string& tokenNam
     // Filled in place: a copy of a short text would leave its characters behind.
     std::optional<std::string> password(std::in_place);
     m_host.runModally([&] {
-        if (!PasswordDialog(tokenName, again, &m_windows->window).run(*password)) {
+        if (!PasswordDialog(tokenName, m_server, again, &m_windows->window).run(*password)) {
             password.reset();
         }
     });

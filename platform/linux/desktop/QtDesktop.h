@@ -26,6 +26,7 @@ public:
     MainLoop& mainLoop() override { return m_loop; }
     bool agrees(const NSAlert& question) override;
     void acceptLinks() override;
+    void showServer(const std::string& server) override;
 
     NSTextView* statusTextView() override;
     int runModal(const NSAlert& alert) override;
@@ -40,6 +41,7 @@ private:
     struct Windows;
 
     DesktopHost& m_host;
+    std::string m_server; // of the session
     QtMainLoop m_loop; // may still be woken when the windows are gone
     std::unique_ptr<Windows> m_windows;
 };

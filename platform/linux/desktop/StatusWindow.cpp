@@ -60,6 +60,12 @@ void StatusWindow::append(std::string_view text) {
     }
 }
 
+void StatusWindow::showServer(const std::string& server) {
+    const QString name = QApplication::applicationDisplayName();
+    setWindowTitle(server.empty() ? name : tr("%1 - %2").arg(TextBlock::fromUtf8(server), name));
+    setAccessibleName(windowTitle());
+}
+
 void StatusWindow::bringToFront() {
     QWidget* dialog = QApplication::activeModalWidget();
     QWidget* front = dialog == nullptr ? this : dialog;

@@ -5,6 +5,7 @@
 
 #include <QWidget>
 #include <functional>
+#include <string>
 
 class QPlainTextEdit;
 
@@ -18,6 +19,9 @@ public:
 
     NSTextStorage* textStorage() override { return this; }
     void append(std::string_view text) override;
+
+    /// Names the server in the title.
+    void showServer(const std::string& server);
 
     /// Brings the window, or the dialog that blocks it, to the front, for the user has
     /// asked for it.

@@ -2,6 +2,7 @@
 #include "platform/linux/net/HttpsGet.h"
 
 #include "foundation/URLReference.h"
+#include "platform/linux/net/ResponseBody.h"
 
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/ssl/error.hpp>
@@ -12,7 +13,6 @@
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 
 namespace platform::linux_ {
@@ -24,9 +24,10 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 
 using boost::system::error_code;
-using Parser = http::response_parser<http::string_body>;
+using Parser = http::response_parser<http::empty_body>;
 
 constexpr int interimResponseLimit = 20;
+constexpr std::size_t readSize = std::size_t{16} << 10; // the most that a TLS record holds
 
 struct Address {
     Destination destination;
@@ -73,23 +74,72 @@ bool isRedirect(const Response& response) {
     return redirects && !response.location.empty();
 }
 
-/// Reads the body, or what there is of it: the stream's end also ends a body without a length,
-/// and many servers end the stream without ending the encryption.
-asio::awaitable<error_code> readResponse(
-    ClientStream& stream, beast::flat_buffer& buffer, Parser& parser, const Peer& peer) {
+/// How the body of a response comes (RFC 9112, section 6.3).
+ResponseBody bodyOf(const Parser& parser) {
+    const unsigned status = parser.get().result_int();
+    if (status < 200 || status == 204 || status == 304) {
+        return ResponseBody::plain(0, httpBodyLimit);
+    }
+    if (parser.chunked()) {
+        return ResponseBody::chunked(httpBodyLimit);
+    }
+    const auto length = parser.content_length();
+    return ResponseBody::plain(
+        length ? std::optional<std::uint64_t>(*length) : std::nullopt, httpBodyLimit);
+}
+
+error_code errorOf(ResponseBody::State state) {
+    switch (state) {
+    case ResponseBody::State::complete:
+        return {};
+    case ResponseBody::State::tooLong:
+        return http::error::body_limit;
+    case ResponseBody::State::malformed:
+        return http::error::bad_chunk;
+    case ResponseBody::State::reading:
+        break;
+    }
+    return http::error::partial_message;
+}
+
+/// Reads the body by hand, which no version of the library does without a fault. The stream's end
+/// also ends a body without a length, and many servers end the stream without ending the
+/// encryption.
+asio::awaitable<error_code> readBody(
+    ClientStream& stream, beast::flat_buffer& buffer, ResponseBody& body, const Peer& peer) {
     error_code error;
-    while (!parser.is_done()) {
+    std::size_t length = buffer.size();
+    asio::const_buffer bytes = buffer.data();
+    while (true) {
+        body.take({static_cast<const char*>(bytes.data()), length});
+        buffer.clear();
+        if (body.state() != ResponseBody::State::reading) {
+            co_return errorOf(body.state());
+        }
         stream.layer().expireAfter(peer.limit);
-        co_await http::async_read_some(
-            stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
-        if (error == asio::ssl::error::stream_truncated && parser.is_header_done()
-            && parser.need_eof()) {
-            error = {};
-            parser.put_eof(error);
+        const asio::mutable_buffer room = buffer.prepare(readSize);
+        length = co_await stream.async_read_some(
+            room, asio::redirect_error(asio::use_awaitable, error));
+        bytes = room;
+        if (error == asio::error::eof || error == asio::ssl::error::stream_truncated) {
+            body.endOfStream();
+            co_return errorOf(body.state());
         }
         if (error) {
             co_return error;
         }
+    }
+}
+
+asio::awaitable<error_code> readHead(
+    ClientStream& stream, beast::flat_buffer& buffer, Parser& parser, const Peer& peer) {
+    parser.header_limit(httpHeaderLimit);
+    parser.body_limit(boost::none); // the body has a limit of its own
+    error_code error;
+    while (!error && !parser.is_header_done()) {
+        stream.layer().expireAfter(peer.limit);
+        co_await http::async_read_some(
+            stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
     }
     co_return error;
 }
@@ -126,18 +176,19 @@ asio::awaitable<Expected<Response>> getOnce(
             co_return Failure{peer.name + " does not answer as a web server does"};
         }
         parser.emplace();
-        parser->header_limit(httpHeaderLimit);
-        parser->body_limit(httpBodyLimit);
         if (!error) {
-            error = co_await readResponse(*stream, buffer, *parser, peer);
+            error = co_await readHead(*stream, buffer, *parser, peer);
         }
     } while (!error && parser->get().result_int() < 200);
     if (error) {
         co_return Failure{networkErrorText(peer, error)};
     }
-    auto message = parser->release();
-    co_return Response{message.result_int(), std::string(message[http::field::location]),
-        std::move(message.body())};
+    ResponseBody body = bodyOf(*parser);
+    if (const error_code bodyError = co_await readBody(*stream, buffer, body, peer)) {
+        co_return Failure{networkErrorText(peer, bodyError)};
+    }
+    const auto& head = parser->get();
+    co_return Response{head.result_int(), std::string(head[http::field::location]), body.release()};
 }
 
 HttpsAnswer failed(const Failure& failure) {

@@ -204,4 +204,10 @@ std::vector<std::shared_ptr<NssToken>> NssDatabase::tokens() {
     return present;
 }
 
+void NssDatabase::lock() {
+    for (const std::shared_ptr<NssToken>& token : m_tokens) {
+        token->lock();
+    }
+}
+
 } // namespace platform

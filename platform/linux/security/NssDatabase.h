@@ -57,6 +57,9 @@ public:
     /// the database is open; whoever keeps one for longer than a call keeps a weak reference.
     std::vector<std::shared_ptr<NssToken>> tokens();
 
+    /// Locks all tokens that have a password.
+    void lock();
+
 private:
     struct Handles;
 

@@ -311,4 +311,19 @@ OSStatus NssSecurity::SecKeychainSetUserInteractionAllowed(bool allowed) {
     return errSecSuccess;
 }
 
+void NssSecurity::lock() {
+    if (m_database) {
+        m_database->lock();
+    }
+}
+
+void NssSecurity::beginSession() {
+    lock();
+    m_prompt.beginSession();
+}
+
+void NssSecurity::setSessionEnd(std::function<void()> end) {
+    m_prompt.setEnd(std::move(end));
+}
+
 } // namespace platform

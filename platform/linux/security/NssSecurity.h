@@ -6,6 +6,7 @@
 #include "platform/linux/security/KeychainSources.h"
 #include "platform/linux/security/PasswordPrompt.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -69,6 +70,13 @@ public:
 
     /// What there is, in words for whoever helps a user. `unlock` allows to ask for passwords.
     std::string report(bool unlock);
+
+    /// Locks all tokens: what was unlocked for one server is not for the next.
+    void lock();
+    /// The same, and what the user refused in the session before is asked for again.
+    void beginSession();
+    /// What to call when the user wants to end the session that asks for a refused password again.
+    void setSessionEnd(std::function<void()> end);
 
 private:
     OSStatus open();

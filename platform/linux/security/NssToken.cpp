@@ -127,6 +127,13 @@ bool NssToken::isLocked() const {
     return PK11_NeedLogin(slot) && !PK11_IsLoggedIn(slot, &m_prompt);
 }
 
+void NssToken::lock() {
+    if (PK11_NeedLogin(m_slot->handle.get())) {
+        PK11_Logout(m_slot->handle.get());
+    }
+    m_unlockRefused = false;
+}
+
 PinState NssToken::pinState() const {
     return nss::pinState(m_slot->handle.get());
 }

@@ -43,6 +43,8 @@ public:
     bool isPrepared() const;
     bool isLocked() const;
     PinState pinState() const;
+    /// Asks for its password anew when it is needed.
+    void lock();
 
     /// The certificates whose private key is here, in the token's own order (a database: the order
     /// in which they were added). While the token is locked its private keys cannot be seen and its

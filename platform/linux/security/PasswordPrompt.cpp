@@ -5,6 +5,7 @@
 #include "platform/UserInterface.h"
 
 #include <openssl/crypto.h>
+#include <utility>
 
 namespace platform {
 
@@ -20,7 +21,29 @@ NSAlert lastTryAlert(const std::string& tokenName) {
         NSAlertStyle::warning, {"Continue", "Cancel"}};
 }
 
+NSAlert endAlert(const std::string& tokenName) {
+    return {"The password of \"" + tokenName + "\" was not given",
+        "The server asks for it again. In this session you are not asked any more.",
+        NSAlertStyle::informational, {"End the session", "Go on without it"}};
+}
+
 } // namespace
+
+void PasswordPrompt::beginSession() {
+    m_refused.clear();
+    m_hasOfferedEnd = false;
+}
+
+bool PasswordPrompt::isRefused(const std::string& tokenName) {
+    if (!m_refused.contains(tokenName)) {
+        return false;
+    }
+    if (!std::exchange(m_hasOfferedEnd, true) && m_end
+        && m_userInterface.runModal(endAlert(tokenName)) == NSAlertFirstButtonReturn) {
+        m_end();
+    }
+    return true;
+}
 
 void PasswordPrompt::tell(const std::string& line) const {
     if (m_notice) {
@@ -35,24 +58,35 @@ bool PasswordPrompt::mayTry(const char* tokenName, bool again, PinState state) n
     }
     m_outcome = state == PinState::locked ? Outcome::pinLocked : Outcome::cancelled;
     try {
-        const std::string name = textOf(tokenName);
-        switch (state) {
-        case PinState::usual:
-            return true;
-        case PinState::fewTries:
-            if (!again) {
-                tell("The PIN of \"" + name + "\" was wrong before. Few tries are left.");
-            }
-            return true;
-        case PinState::lastTry:
-            return m_userInterface.runModal(lastTryAlert(name)) == NSAlertFirstButtonReturn;
-        case PinState::locked:
-            tell("The PIN of \"" + name + "\" is locked, because it was wrong too often.");
-            return false;
-        }
+        return mayTry(textOf(tokenName), again, state);
     } catch (...) { // the callers are C frames of NSS
     }
     return false;
+}
+
+bool PasswordPrompt::mayTry(const std::string& tokenName, bool again, PinState state) {
+    if (state != PinState::locked && isRefused(tokenName)) {
+        return false;
+    }
+    switch (state) {
+    case PinState::usual:
+        break;
+    case PinState::fewTries:
+        if (!again) {
+            tell("The PIN of \"" + tokenName + "\" was wrong before. Few tries are left.");
+        }
+        break;
+    case PinState::lastTry:
+        if (m_userInterface.runModal(lastTryAlert(tokenName)) != NSAlertFirstButtonReturn) {
+            m_refused.insert(tokenName);
+            return false;
+        }
+        break;
+    case PinState::locked:
+        tell("The PIN of \"" + tokenName + "\" is locked, because it was wrong too often.");
+        return false;
+    }
+    return true;
 }
 
 char* PasswordPrompt::ask(const char* tokenName, bool again, char* (*copy)(const char*)) noexcept {
@@ -66,6 +100,7 @@ char* PasswordPrompt::ask(const char* tokenName, bool again, char* (*copy)(const
         std::optional<std::string> password
             = m_userInterface.askForPassword(textOf(tokenName), again);
         if (!password) {
+            m_refused.insert(textOf(tokenName));
             return nullptr;
         }
         m_outcome = Outcome::given;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 
 namespace platform {
@@ -25,12 +26,19 @@ public:
     /// Where to tell the user what else to know or to do, a line at a time; from any thread.
     void setNotice(std::function<void(const std::string&)> notice) { m_notice = std::move(notice); }
 
+    /// What ends the session, once its user would rather have that than be asked without end.
+    void setEnd(std::function<void()> end) { m_end = std::move(end); }
+
+    /// What was refused in an earlier session counts no more.
+    void beginSession();
+
     /// Forgets the earlier outcome.
     void begin() { m_outcome = Outcome::notAsked; }
     Outcome outcome() const { return m_outcome; }
 
     /// Whether the next try may be made: not when the PIN is locked, and the last try only when the
-    /// user wants it. Never throws.
+    /// user wants it, and not for a token whose password was refused in this session: then the user
+    /// may end that, which is offered once. Never throws.
     bool mayTry(const char* tokenName, bool again, PinState state) noexcept;
 
     /// Asks, hands the password to `copy`, wipes it, and returns what `copy` made of it; null when
@@ -42,9 +50,14 @@ public:
 
 private:
     void tell(const std::string& line) const;
+    bool isRefused(const std::string& tokenName);
+    bool mayTry(const std::string& tokenName, bool again, PinState state);
 
     UserInterface& m_userInterface;
     std::function<void(const std::string&)> m_notice;
+    std::function<void()> m_end;
+    std::set<std::string> m_refused; // the tokens of this session
+    bool m_hasOfferedEnd = false;
     bool m_allowed = false;
     Outcome m_outcome = Outcome::notAsked;
 };
