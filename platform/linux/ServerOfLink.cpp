@@ -15,7 +15,8 @@ std::string serverOfLink(const std::string& url) {
         return "";
     }
     const auto host = linux_::parseHostName(*components->host);
-    const auto port = linux_::parsePort(components->port.value_or(usualPort));
+    const URLPort number = components->port.value_or(URLPort{usualPort});
+    const auto port = linux_::parsePort(number.number.value_or(0));
     if (!host || !port) {
         return "";
     }

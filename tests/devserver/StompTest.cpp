@@ -73,22 +73,24 @@ TEST_F(StompTest, AgentThatDoesNotSubscribeInTimeIsSentAway) {
     Server impatient({.subscribeLimit = 100ms});
     ASSERT_EQ(impatient.start(), std::nullopt);
     ASSERT_TRUE(client.open(impatient, "/room/1"));
-    ASSERT_TRUE(client.send({"CONNECT", {{"accept-version", "1.2"}}, {}}));
-    EXPECT_EQ(client.receive().value_or(Frame{}).command, "CONNECTED");
-    const Frame error = client.receive().value_or(Frame{});
+    client.send({"CONNECT", {{"accept-version", "1.2"}}, {}});
+    Frame error = client.receive().value_or(Frame{});
+    if (error.command == "CONNECTED") { // it need not have come that far
+        error = client.receive().value_or(Frame{});
+    }
     EXPECT_EQ(error.command, "ERROR");
     EXPECT_EQ(headerOf(error, "message"), "The room was not subscribed to in time");
 }
 
 TEST_F(StompTest, AgentThatSubscribesInTimeStays) {
-    Server impatient({.subscribeLimit = 100ms});
+    Server impatient({.subscribeLimit = 3s});
     ASSERT_EQ(impatient.start(), std::nullopt);
     ASSERT_TRUE(client.open(impatient, "/room/1"));
     client.send({"CONNECT", {{"accept-version", "1.2"}}, {}});
     client.send({"SUBSCRIBE", {{"destination", "/topic/room/1"}, {"id", "a"}}, {}});
     const auto session = impatient.waitForAnyAgent(10s);
     ASSERT_NE(session, nullptr);
-    EXPECT_EQ(session->waitForClose(300ms), std::nullopt);
+    EXPECT_FALSE(session->waitForClose(3500ms).has_value());
 }
 
 TEST_F(StompTest, WhatNobodyReceivesIsNotKeptWithoutEnd) {

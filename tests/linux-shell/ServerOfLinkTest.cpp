@@ -23,7 +23,8 @@ TEST(ServerOfLinkTest, HostIsTheOneThatIsLookedUp) {
 
 TEST(ServerOfLinkTest, LinkWithoutAServerNamesNone) {
     for (const char* link : {"", "quillet:?roomId=1", "quillet://?roomId=1",
-             "quillet://a%20b?roomId=1", "quillet://h:70000?roomId=1", "not a link"}) {
+             "quillet://a%20b?roomId=1", "quillet://h:70000?roomId=1",
+             "quillet://h:99999999999999999999?roomId=1", "not a link"}) {
         EXPECT_EQ(serverOfLink(link), "") << link;
     }
 }

@@ -29,7 +29,7 @@ BusNotifications::BusNotifications(QString iconName)
 }
 
 BusNotifications::~BusNotifications() {
-    while (m_call) {
+    while (m_hasShown && m_call) {
         m_call->disconnect(); // what waits may tell of the end itself
         m_call->waitForFinished();
         answered();
