@@ -137,6 +137,29 @@ TEST_F(DesktopAlert, WindowBehindItIsPaintedButCannotBeClosed) {
     expectEnd({1, 0});
 }
 
+TEST_F(DesktopAlert, LongOneKeepsItsButtonOnASmallScreenOfHighResolution) {
+    auto variables = desktopEnvironment();
+    variables["QT_SCALE_FACTOR"] = "2";
+    agent = std::make_unique<AgentProcess>(home,
+        std::vector<std::string>{"quillet://localhost/" + std::string(5000, 'W')}, variables,
+        QUILLET_AGENT);
+    ASSERT_TRUE(display.waitForMainWindow().has_value());
+    dialogText();
+    const auto image = display.imageOf(dialog); // nothing of a window beyond the screen
+    EXPECT_GT(image.width, 600) << "is not scaled";
+    display.click(dialog, -100, -56);
+    expectEnd({1, 0});
+}
+
+TEST_F(DesktopAlert, KeysThatCloseTheWindowDismissIt) {
+    for (const char* key : {"w", "q"}) {
+        startOnDesktop({"install"});
+        dialogText();
+        display.pressKey(key, {"Control_L"});
+        expectEnd({1, 0});
+    }
+}
+
 class DesktopHeartBeats : public DesktopTest {
 protected:
     DesktopHeartBeats()
@@ -192,6 +215,19 @@ TEST_F(DesktopUpgradePrompt, SecondButtonConnectsByKeyboard) {
     display.pressKey("Tab");
     display.pressKey("space");
     expectSession();
+}
+
+TEST_F(DesktopUpgradePrompt, ClosingItConnectsButEndingTheProgramEndsIt) {
+    display.pressKey("w", {"Control_L"});
+    expectSession();
+    greet();
+    server.setAnswer(
+        devserver::Endpoint::version, devserver::HttpAnswer{200, "{\"value\":\"99.10\"}"});
+    startOnDesktop({server.link("room-2")});
+    dialogText();
+    display.pressKey("q", {"Control_L"});
+    expectEnd({0, 0});
+    EXPECT_FALSE(home.toolWasCalled("xdg-open"));
 }
 
 TEST_F(DesktopUpgradePrompt, EscapeConnects) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the desktop shell's classes say and hear on the session bus, inside the test's process.
+#include "platform/linux/desktop/AlertPlace.h"
 #include "platform/linux/desktop/Appearance.h"
 #include "platform/linux/desktop/BusNotifications.h"
 #include "platform/linux/desktop/QtApplication.h"
@@ -22,7 +23,12 @@ namespace {
 
 /// Qt knows one session bus in the life of a process.
 struct Surroundings {
-    Surroundings() { setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1); }
+    Surroundings() {
+        setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);
+        setenv("XDG_CONFIG_HOME", configuration().c_str(), 1);
+        unsetenv("GTK_THEME");
+    }
+    std::filesystem::path configuration() const { return home.path() / "config"; }
 
     AgentHome home;
     SessionBus bus{home.path(), home.path() / "home", home.environment()};
@@ -176,6 +182,47 @@ TEST_P(DarkOrLight, AppearanceIsThatOfTheDesktop) {
     EXPECT_EQ(eventuallyServed(isDarkNow, time), isDark);
     connection.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
     connection.unregisterObject(QStringLiteral("/org/freedesktop/portal/desktop"));
+}
+
+TEST_F(OnBus, DarkThemesOfXfceAndGtkAreFoundWhereTheyAreKept) {
+    const auto isDark = [](const std::string& file, const std::string& content) {
+        const auto folder = surroundings().configuration();
+        writeFile(folder / file, content);
+        const bool dark
+            = platform::Appearance::isDarkChosenIn(QString::fromStdString(folder.string()));
+        std::filesystem::remove_all(folder);
+        return dark;
+    };
+    const std::string xfce = "xfce4/xfconf/xfce-perchannel-xml/xsettings.xml";
+    const auto xfceTheme = [](const std::string& name) {
+        return "<?xml version=\"1.0\"?><channel name=\"xsettings\" version=\"1.0\">"
+               "<property name=\"Net\" type=\"empty\"><property name=\"ThemeName\" "
+               "type=\"string\" value=\""
+            + name + "\"/></property></channel>";
+    };
+    EXPECT_TRUE(isDark(xfce, xfceTheme("Adwaita-dark")));
+    EXPECT_TRUE(isDark(xfce, xfceTheme("Greybird-Dark")));
+    EXPECT_FALSE(isDark(xfce, xfceTheme("Greybird")));
+    EXPECT_FALSE(isDark(xfce, "no XML"));
+    EXPECT_TRUE(
+        isDark("gtk-3.0/settings.ini", "[Settings]\ngtk-application-prefer-dark-theme=1\n"));
+    EXPECT_TRUE(
+        isDark("gtk-4.0/settings.ini", "[Settings]\ngtk-application-prefer-dark-theme=true\n"));
+    EXPECT_TRUE(isDark("gtk-3.0/settings.ini", "[Settings]\ngtk-theme-name=Adwaita-dark\n"));
+    EXPECT_FALSE(isDark("gtk-3.0/settings.ini",
+        "[Settings]\ngtk-theme-name=Adwaita\ngtk-application-prefer-dark-theme=0\n"));
+}
+
+TEST_F(OnBus, AlertsOfAgentsHavePlacesOfTheirOwnAndFreeOnesAreTakenAgain) {
+    const QString identifier = QStringLiteral("com.quillet.Test");
+    // Another agent's alert; a process may take a name of its own twice.
+    QDBusConnection other
+        = QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("other"));
+    ASSERT_TRUE(other.registerService(identifier + QStringLiteral(".Alert0")));
+    EXPECT_EQ(platform::AlertPlace(identifier).number(), 1);
+    EXPECT_EQ(platform::AlertPlace(identifier).number(), 1);
+    ASSERT_TRUE(other.unregisterService(identifier + QStringLiteral(".Alert0")));
+    EXPECT_EQ(platform::AlertPlace(identifier).number(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(ColorSchemes, DarkOrLight,

@@ -10,6 +10,7 @@
 #include <QIcon>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QStyle>
 #include <QTimer>
@@ -36,6 +37,26 @@ QFont boldFont() {
     return font;
 }
 
+/// What the screen leaves for texts beside the dialog's icon, above its buttons, inside its frame.
+QSize roomForTexts(const QWidget& dialog) {
+    constexpr QSize besides{160, 190};
+    return dialog.screen()->availableSize() - besides;
+}
+
+/// The keys that close the window close its dialog, which is dismissed; the one that ends the
+/// program ends it then.
+void addClosingKeys(QDialog& dialog) {
+    QObject::connect(new QShortcut(QKeySequence::Close, &dialog), &QShortcut::activated, &dialog,
+        &QDialog::reject);
+    QObject::connect(
+        new QShortcut(QKeySequence::Quit, &dialog), &QShortcut::activated, &dialog, [&dialog] {
+            dialog.reject();
+            if (dialog.parentWidget() != nullptr) {
+                dialog.parentWidget()->close();
+            }
+        });
+}
+
 } // namespace
 
 AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
@@ -49,13 +70,15 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
 
     auto* icon = new QLabel;
     icon->setPixmap(iconOf(alert.alertStyle, *style()).pixmap(48));
-    const int width = fontMetrics().averageCharWidth() * 64;
+    const QSize room = roomForTexts(*this);
+    const int width = std::min(fontMetrics().averageCharWidth() * 64, room.width());
     auto* texts = new QVBoxLayout;
-    auto* messageBlock = new TextBlock(message, boldFont(), width);
+    auto* messageBlock = new TextBlock(message, boldFont(), width, room.height() / 3);
     messageBlock->setAccessibleName(tr("Message"));
     texts->addWidget(messageBlock);
     if (!details.isEmpty()) {
-        auto* detailsBlock = new TextBlock(details, font(), width);
+        auto* detailsBlock
+            = new TextBlock(details, font(), width, room.height() - messageBlock->height());
         detailsBlock->setAccessibleName(tr("Details"));
         texts->addWidget(detailsBlock);
     }
@@ -116,6 +139,20 @@ void AlertDialog::guard() {
     last->setFocus();
 }
 
+void AlertDialog::standApart(int place) {
+    if (place == 0 || parentWidget() == nullptr) {
+        return; // where the desktop puts it
+    }
+    setWindowTitle(parentWidget()->windowTitle());
+    constexpr int step = 40; // less than half of what a short alert is high
+    const QRect room = screen()->availableGeometry();
+    const QSize left = room.size() - sizeHint();
+    const int x = left.width() / 2 + place * step;
+    const int y = left.height() / 2 + place * step;
+    move(room.x() + std::clamp(x, 0, std::max(0, left.width())),
+        room.y() + std::clamp(y, 0, std::max(0, left.height())));
+}
+
 int AlertDialog::run() {
     runInFront(*this);
     return m_response;
@@ -126,6 +163,7 @@ int runInFront(QDialog& dialog) {
     if (window != nullptr && window->isMinimized()) {
         window->showNormal(); // it would keep its dialog out of sight
     }
+    addClosingKeys(dialog);
     dialog.setWindowModality(Qt::ApplicationModal);
     dialog.show();
     dialog.raise();

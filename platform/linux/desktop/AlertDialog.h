@@ -17,6 +17,10 @@ public:
     /// pressed only when `run` has lasted for `guardedFor`, and never by Enter.
     void guard();
 
+    /// For an alert beside those of other agents, `place` of them: moves it away from them, and
+    /// gives it the window's title, which tells the server that it is about.
+    void standApart(int place);
+
     /// Blocks until the user answers; returns the response. Dismissing is answering with the last
     /// button.
     int run();

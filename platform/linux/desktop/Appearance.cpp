@@ -7,13 +7,18 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QFile>
 #include <QPalette>
+#include <QSettings>
+#include <QStandardPaths>
 #include <QStyleFactory>
+#include <QXmlStreamReader>
 
 namespace platform {
 
 namespace {
 
+constexpr uint noPreference = 0;
 constexpr uint prefersDark = 1; // "color-scheme": 0 no preference, 1 dark, 2 light
 
 QPalette darkPalette() {
@@ -31,6 +36,38 @@ QPalette darkPalette() {
     return palette;
 }
 
+/// Dark themes have no other mark than their names, "Adwaita-dark" and "Adwaita:dark".
+bool isDarkTheme(const QString& name) {
+    return name.endsWith(QLatin1String("-dark"), Qt::CaseInsensitive)
+        || name.endsWith(QLatin1String(":dark"), Qt::CaseInsensitive);
+}
+
+/// Xfce's theme for GTK programs, as its settings daemon keeps it.
+bool isXfceDark(const QString& folder) {
+    QFile file(folder + QLatin1String("/xfce4/xfconf/xfce-perchannel-xml/xsettings.xml"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    QXmlStreamReader xml(&file);
+    while (!xml.atEnd()) {
+        if (xml.readNext() == QXmlStreamReader::StartElement
+            && xml.attributes().value(QLatin1String("name")) == QLatin1String("ThemeName")) {
+            return isDarkTheme(xml.attributes().value(QLatin1String("value")).toString());
+        }
+    }
+    return false;
+}
+
+bool isGtkDark(const QString& file) {
+    const QSettings settings(file, QSettings::IniFormat);
+    const auto value = [&](const char* key) {
+        return settings.value(QLatin1String("Settings/") + QLatin1String(key)).toString();
+    };
+    const QString preference = value("gtk-application-prefer-dark-theme");
+    return preference == QLatin1String("1") || preference == QLatin1String("true")
+        || isDarkTheme(value("gtk-theme-name"));
+}
+
 } // namespace
 
 Appearance::Appearance() {
@@ -44,10 +81,13 @@ Appearance::Appearance() {
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher] {
         const QDBusPendingReply<QVariant> reply = *watcher;
         watcher->deleteLater();
-        if (reply.isValid()) {
-            apply(reply.value());
-        }
+        apply(reply.isValid() ? reply.value() : QVariant());
     });
+}
+
+bool Appearance::isDarkChosenIn(const QString& folder) {
+    return isXfceDark(folder) || isGtkDark(folder + QLatin1String("/gtk-4.0/settings.ini"))
+        || isGtkDark(folder + QLatin1String("/gtk-3.0/settings.ini"));
 }
 
 void Appearance::apply(const QVariant& colorScheme) {
@@ -55,8 +95,12 @@ void Appearance::apply(const QVariant& colorScheme) {
     while (value.canConvert<QDBusVariant>()) {
         value = value.value<QDBusVariant>().variant();
     }
-    if (value.toUInt() == prefersDark
-        && QApplication::palette().color(QPalette::Window).lightness() > 127) {
+    const bool isDark = value.toUInt() == prefersDark
+        || (value.toUInt() == noPreference
+            && (isDarkTheme(qEnvironmentVariable("GTK_THEME"))
+                || isDarkChosenIn(
+                    QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation))));
+    if (isDark && QApplication::palette().color(QPalette::Window).lightness() > 127) {
         QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
         QApplication::setPalette(darkPalette());
     }

@@ -3,6 +3,7 @@
 
 #include "platform/linux/WebPage.h"
 #include "platform/linux/desktop/AlertDialog.h"
+#include "platform/linux/desktop/AlertPlace.h"
 #include "platform/linux/desktop/Appearance.h"
 #include "platform/linux/desktop/BusNotifications.h"
 #include "platform/linux/desktop/DisplayPlugin.h"
@@ -99,7 +100,10 @@ int QtDesktop::runModal(const NSAlert& alert) {
         if (alert.buttons.empty()) {
             m_windows->links.stop(); // the agent ends after it: new links are for another one
         }
-        response = AlertDialog(alert, &m_windows->window).run();
+        const AlertPlace place(m_identifier);
+        AlertDialog dialog(alert, &m_windows->window);
+        dialog.standApart(place.number());
+        response = dialog.run();
     });
     return response;
 }

@@ -5,7 +5,6 @@
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QApplication>
-#include <QBoxLayout>
 #include <QCloseEvent>
 #include <QFontDatabase>
 #include <QPlainTextEdit>
@@ -19,6 +18,8 @@ namespace {
 constexpr int columns = 76;
 constexpr int lines = 16;
 constexpr int keptLines = 10'000;
+constexpr int fewestColumns = 40;
+constexpr int fewestLines = 5;
 
 } // namespace
 
@@ -38,11 +39,10 @@ StatusWindow::StatusWindow(std::function<void()> closed)
     m_view->document()->setDocumentMargin(10);
     m_view->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
 
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_view);
+    setCentralWidget(m_view);
     const QFontMetrics metrics(m_view->font());
     resize(metrics.averageCharWidth() * columns + 40, metrics.lineSpacing() * lines + 20);
+    setMinimumSize(metrics.averageCharWidth() * fewestColumns, metrics.lineSpacing() * fewestLines);
     m_view->setFocus();
     for (const auto key : {QKeySequence::Close, QKeySequence::Quit}) {
         connect(new QShortcut(key, this), &QShortcut::activated, this, &QWidget::close);

@@ -3,7 +3,7 @@
 
 #include "platform/UserInterface.h"
 
-#include <QWidget>
+#include <QMainWindow>
 #include <functional>
 #include <string>
 
@@ -13,7 +13,7 @@ namespace platform {
 
 /// The window, whose only content is the status view. The view follows its last line unless the
 /// user has scrolled up.
-class StatusWindow final : public QWidget, public NSTextView, public NSTextStorage {
+class StatusWindow final : public QMainWindow, public NSTextView, public NSTextStorage {
 public:
     explicit StatusWindow(std::function<void()> closed);
 

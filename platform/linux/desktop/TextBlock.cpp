@@ -2,6 +2,7 @@
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QTextLayout>
+#include <algorithm>
 #include <string_view>
 
 namespace platform {
@@ -33,7 +34,7 @@ int linesOf(const QString& text, const QFont& font, qreal width, int most) {
 
 } // namespace
 
-TextBlock::TextBlock(const QString& text, const QFont& font, int width)
+TextBlock::TextBlock(const QString& text, const QFont& font, int width, int mostHeight)
     : QPlainTextEdit(text) {
     setFont(font);
     setReadOnly(true);
@@ -46,9 +47,11 @@ TextBlock::TextBlock(const QString& text, const QFont& font, int width)
     document()->setDocumentMargin(0);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 
-    const int lines = linesOf(text.left(20'000), font, width, mostLines + 1);
-    setVerticalScrollBarPolicy(lines > mostLines ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
-    setFixedSize(width, std::min(lines, mostLines) * QFontMetrics(font).lineSpacing() + 2);
+    const int lineHeight = QFontMetrics(font).lineSpacing();
+    const int most = std::clamp((mostHeight - 2) / lineHeight, 2, mostLines);
+    const int lines = linesOf(text.left(20'000), font, width, most + 1);
+    setVerticalScrollBarPolicy(lines > most ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff);
+    setFixedSize(width, std::min(lines, most) * lineHeight + 2);
 }
 
 QString TextBlock::wholeFromUtf8(std::string_view text) {

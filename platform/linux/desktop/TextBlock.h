@@ -6,10 +6,10 @@
 namespace platform {
 
 /// Text from elsewhere as a dialog shows it: plain whatever it holds, selectable, as high as it
-/// needs up to a limit, then scrollable.
+/// needs up to a limit, then scrollable. At least two lines of a longer text are seen.
 class TextBlock final : public QPlainTextEdit {
 public:
-    TextBlock(const QString& text, const QFont& font, int width);
+    TextBlock(const QString& text, const QFont& font, int width, int mostHeight);
 
     /// The text as it is shown: NUL, which no font and no clipboard takes, as U+FFFD.
     static QString wholeFromUtf8(std::string_view text);
