@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Installs what a task needs on Debian 12; does nothing when all is there.
-#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots]    tests unless told otherwise
+#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots | clicks]    tests unless told otherwise
 #   QUILLET_BOOST=1.83    another version of Boost, for systems that do not have 1.81
 set -euo pipefail
 
@@ -33,6 +33,7 @@ tests=(
 corpus=(default-jdk-headless) # its validator of XML signatures; half a gigabyte
 analysis=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr)
 screenshots=(openbox)
+clicks=(openbox xfwm4 xdotool exo-utils kde-cli-tools firefox-esr) # links clicked by hand, many times
 
 case "${1:-tests}" in
   build) packages=("${build[@]}") ;;
@@ -41,8 +42,9 @@ case "${1:-tests}" in
   corpus) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${corpus[@]}") ;;
   analysis) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${analysis[@]}") ;;
   screenshots) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${screenshots[@]}") ;;
+  clicks) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${clicks[@]}") ;;
   *)
-    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots]" >&2
+    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots | clicks]" >&2
     exit 2
     ;;
 esac
