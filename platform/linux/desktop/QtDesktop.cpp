@@ -100,7 +100,7 @@ int QtDesktop::runModal(const NSAlert& alert) {
         if (alert.buttons.empty()) {
             m_windows->links.stop(); // the agent ends after it: new links are for another one
         }
-        const AlertPlace place(m_identifier);
+        const AlertPlace place(QApplication::desktopFileName());
         AlertDialog dialog(alert, &m_windows->window);
         dialog.standApart(place.number());
         response = dialog.run();
