@@ -76,6 +76,20 @@ TEST_F(Widgets, ServerIsNamedInTheTitleAndByThePasswordDialog) {
     EXPECT_FALSE(wordsOf(unnamed).join(QChar()).contains(QStringLiteral("server")));
 }
 
+TEST_F(Widgets, PasswordDialogTellsScreenReadersWhatItIsForAndThatTheLastOneWasWrong) {
+    const PasswordDialog dialog("token", "sign.example", true, nullptr, "Signing <b>document</b>");
+    EXPECT_EQ(dialog.accessibleName(), QStringLiteral("Password of \"token\""));
+    EXPECT_EQ(dialog.accessibleDescription(),
+        QStringLiteral("That password is wrong.\nSigning <b>document</b>\n"
+                       "For the server sign.example"));
+    QStringList words;
+    for (const QLabel* label : dialog.findChildren<QLabel*>()) {
+        EXPECT_TRUE(label->text().isEmpty() || label->textFormat() == Qt::PlainText);
+        words << label->text();
+    }
+    EXPECT_TRUE(words.contains(QStringLiteral("Signing <b>document</b>")));
+}
+
 TEST_F(Widgets, StatusViewFollowsItsLastLineUnlessTheUserHasScrolledUp) {
     StatusWindow window([] {});
     window.show();

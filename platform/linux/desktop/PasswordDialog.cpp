@@ -36,8 +36,8 @@ QLabel* plainLabel(const QString& text) {
 
 } // namespace
 
-PasswordDialog::PasswordDialog(
-    const std::string& tokenName, const std::string& server, bool again, QWidget* parent)
+PasswordDialog::PasswordDialog(const std::string& tokenName, const std::string& server, bool again,
+    QWidget* parent, const std::string& step)
     : QDialog(parent)
     , m_edit(new QLineEdit) {
     const QString question = tr("Password of \"%1\"").arg(TextBlock::fromUtf8(tokenName));
@@ -48,19 +48,25 @@ PasswordDialog::PasswordDialog(
     icon->setPixmap(QApplication::windowIcon().pixmap(48));
     auto* texts = new QVBoxLayout;
     texts->setSpacing(8);
+    QStringList description; // what a screen reader says besides the question
     if (again) {
         QLabel* wrong = plainLabel(tr("That password is wrong."));
+        description << wrong->text();
         QFont bold = wrong->font();
         bold.setBold(true);
         wrong->setFont(bold);
         texts->addWidget(wrong);
     }
     texts->addWidget(plainLabel(question));
-    if (!server.empty()) {
-        const QString asker = tr("For the server %1").arg(TextBlock::fromUtf8(server));
-        texts->addWidget(plainLabel(asker));
-        setAccessibleDescription(asker);
+    if (!step.empty()) {
+        description << TextBlock::fromUtf8(step);
+        texts->addWidget(plainLabel(description.last()));
     }
+    if (!server.empty()) {
+        description << tr("For the server %1").arg(TextBlock::fromUtf8(server));
+        texts->addWidget(plainLabel(description.last()));
+    }
+    setAccessibleDescription(description.join(QLatin1Char('\n')));
     m_edit->setEchoMode(QLineEdit::Password);
     m_edit->setInputMethodHints(Qt::ImhSensitiveData | Qt::ImhHiddenText | Qt::ImhNoPredictiveText
         | Qt::ImhNoAutoUppercase);

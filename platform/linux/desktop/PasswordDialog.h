@@ -11,10 +11,11 @@ namespace platform {
 /// Asks for the password of a token. What is typed is hidden.
 class PasswordDialog final : public QDialog {
 public:
-    /// `server`, which may be empty, is who asks for what needs the password. `again` says that the
-    /// last password was wrong.
-    PasswordDialog(
-        const std::string& tokenName, const std::string& server, bool again, QWidget* parent);
+    /// `server` is who asks for what needs the password, and `step` what that is, in the words in
+    /// which the user was told of it; both may be empty. `again` says that the last password was
+    /// wrong.
+    PasswordDialog(const std::string& tokenName, const std::string& server, bool again,
+        QWidget* parent, const std::string& step = "");
 
     /// Blocks until the user answers. False, and nothing in `password`, when the user cancels.
     /// Overwrites the copies of the text that Qt keeps, as far as they can be reached.

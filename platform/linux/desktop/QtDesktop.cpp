@@ -87,6 +87,7 @@ void QtDesktop::acceptLinks() {
 
 void QtDesktop::showServer(const std::string& server) {
     m_server = server;
+    m_step.clear();
     m_windows->window.showServer(server);
 }
 
@@ -119,6 +120,7 @@ bool QtDesktop::agrees(const NSAlert& question) {
 }
 
 void QtDesktop::deliverNotification(const NSUserNotification& notification) {
+    m_step = notification.title.value_or("");
     m_windows->notifications.show(notification);
 }
 
@@ -130,7 +132,8 @@ std::optional<std::string> QtDesktop::askForPassword(const std::string& tokenNam
     // Filled in place: a copy of a short text would leave its characters behind.
     std::optional<std::string> password(std::in_place);
     m_host.runModally([&] {
-        if (!PasswordDialog(tokenName, m_server, again, &m_windows->window).run(*password)) {
+        if (!PasswordDialog(tokenName, m_server, again, &m_windows->window, m_step)
+                 .run(*password)) {
             password.reset();
         }
     });

@@ -42,6 +42,7 @@ private:
 
     DesktopHost& m_host;
     std::string m_server; // of the session
+    std::string m_step; // of it, that the user was told last
     QtMainLoop m_loop; // may still be woken when the windows are gone
     std::unique_ptr<Windows> m_windows;
 };
