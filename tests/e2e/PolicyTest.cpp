@@ -108,7 +108,7 @@ TEST_F(PolicyTest, AListedServerIsServed) {
 
 TEST_F(PolicyTest, AnotherServerCostsNoConnection) {
     setRules(R"("servers":["sign.example.org","*.localhost.example","[::1]","localhost"])");
-    for (const std::string host : {std::string("localhost"), std::string("LOCALHOST"),
+    for (const std::string& host : {std::string("localhost"), std::string("LOCALHOST"),
              std::string("localhost."), std::string("localhost%2E"), std::string("user@localhost"),
              std::string("127.0.0.1"), std::string("[::1]"), std::string("[0:0:0:0:0:0:0:1]"),
              std::string("[::ffff:127.0.0.1]"), std::string("2130706433"), std::string("127.1"),

