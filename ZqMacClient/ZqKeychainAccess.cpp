@@ -127,8 +127,9 @@ void ZqKeychainAccess::readValues(ZqCertificate& certificate) const {
     if (!values) {
         ZqError("Error listing certificates 5", "Error parsing certificate").showAndExit();
     }
-    for (const auto& [oid, property] : values->entries()) {
-        const auto valueOfProperty = [&property = property] {
+    for (const auto& entry : values->entries()) {
+        const auto& oid = entry.first;
+        const auto valueOfProperty = [&property = entry.second] {
             return require<PropertyDictionary>(&property, "a certificate value is no dictionary")
                 .find(kSecPropertyKeyValue);
         };

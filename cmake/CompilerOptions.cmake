@@ -19,12 +19,13 @@ target_compile_definitions(quillet_options INTERFACE _GLIBCXX_ASSERTIONS)
 target_compile_options(quillet_options INTERFACE
   -fstack-protector-strong -fvisibility=hidden
   $<$<NOT:$<PLATFORM_ID:Darwin>>:-fstack-clash-protection>)
-include(CheckCXXCompilerFlag)
-check_cxx_compiler_flag(-fcf-protection=full QUILLET_HAS_CF_PROTECTION)
-if(QUILLET_HAS_CF_PROTECTION)
-  target_compile_options(quillet_options INTERFACE -fcf-protection=full)
-endif()
 if(NOT APPLE)
+  # Not for macOS, where one compilation may be for two processors.
+  include(CheckCXXCompilerFlag)
+  check_cxx_compiler_flag(-fcf-protection=full QUILLET_HAS_CF_PROTECTION)
+  if(QUILLET_HAS_CF_PROTECTION)
+    target_compile_options(quillet_options INTERFACE -fcf-protection=full)
+  endif()
   target_link_options(quillet_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--as-needed)
 endif()
 

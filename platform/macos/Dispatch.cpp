@@ -49,8 +49,8 @@ WorkQueue& mainDispatchQueue() {
 }
 
 WorkQueue& networkDispatchQueue() {
-    static auto& queue = *new DispatchQueue(
-        dispatch_queue_create("com.quillet.ZqMacClient.network", DISPATCH_QUEUE_SERIAL));
+    static auto& queue = *new DispatchQueue(dispatch_queue_create("com.quillet.ZqMacClient.network",
+        DISPATCH_QUEUE_SERIAL_WITH_AUTORELEASE_POOL)); // each item its own
     return queue;
 }
 

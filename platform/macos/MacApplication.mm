@@ -10,6 +10,7 @@
 @public
     platform::NSApplicationDelegate* _program;
     platform::Application* _application;
+    platform::ModalWork* _modalWork;
     platform::AppleEventHandler _handler;
 }
 @end
@@ -23,13 +24,18 @@
     return YES;
 }
 
+- (BOOL)applicationSupportsSecureRestorableState:(NSApplication*)sender {
+    return YES;
+}
+
 /// After this the platform ends the process with status 0.
 - (void)applicationWillTerminate:(NSNotification*)notification {
     _program->applicationWillTerminate();
     platform::flushNetwork();
 }
 
-/// Handed on to the default mode of the run loop: an event that comes during a modal alert waits.
+/// An event that comes during a modal alert waits for the default mode of the run loop; else its
+/// alerts would be nested in that one. Any other is handled here.
 - (void)handleEvent:(NSAppleEventDescriptor*)event
      withReplyEvent:(NSAppleEventDescriptor*)replyEvent {
     platform::AppleEventDescriptor descriptor; // of the one parameter that the program reads
@@ -38,8 +44,12 @@
         descriptor.parameters[platform::keyDirectObject].stringValue
             = platform::optionalTextOf(parameter.stringValue);
     }
-    _application->performOnMainThread(
-        [handler = _handler, descriptor] { handler(&descriptor, nullptr); });
+    if (_modalWork->isRunning()) {
+        _application->performOnMainThread(
+            [handler = _handler, descriptor] { handler(&descriptor, nullptr); });
+    } else {
+        _handler(&descriptor, nullptr);
+    }
 }
 @end
 
@@ -54,10 +64,14 @@ public:
         , m_argv(const_cast<const char**>(argv))
         , m_modalWork(std::move(modalWork)) {
         m_delegate->_application = this;
+        m_delegate->_modalWork = m_modalWork.get();
     }
 
     int run(NSApplicationDelegate& delegate) override {
         m_delegate->_program = &delegate;
+        // Else an argument would be opened as a document, and its failure shown before all else.
+        [[NSUserDefaults standardUserDefaults]
+            registerDefaults:@{@"NSTreatUnknownArgumentsAsOpen" : @"NO"}];
         [NSApplication sharedApplication].delegate = m_delegate;
         delegate.loadMainInterface();
         return NSApplicationMain(m_argc, m_argv); // does not return

@@ -47,21 +47,26 @@ std::optional<std::string> errorOf(NSError* error) {
 - (void)URLSession:(NSURLSession*)session
           webSocketTask:(NSURLSessionWebSocketTask*)task
     didOpenWithProtocol:(NSString*)protocol {
-    _webSocket->taskDidOpen(platform::textOfString(protocol));
+    if (_webSocket) {
+        _webSocket->taskDidOpen(platform::textOfString(protocol));
+    }
 }
 
 - (void)URLSession:(NSURLSession*)session
        webSocketTask:(NSURLSessionWebSocketTask*)task
     didCloseWithCode:(NSURLSessionWebSocketCloseCode)code
               reason:(NSData*)reason {
-    _webSocket->taskDidEnd("the server closed the connection (" + std::to_string(code) + ")");
+    if (_webSocket) {
+        _webSocket->taskDidEnd("the server closed the connection (" + std::to_string(code) + ")");
+    }
 }
 
-/// A data task with a completion handler does not come here.
 - (void)URLSession:(NSURLSession*)session
                     task:(NSURLSessionTask*)task
     didCompleteWithError:(NSError*)error {
-    _webSocket->taskDidEnd(errorOf(error));
+    if (_webSocket) {
+        _webSocket->taskDidEnd(errorOf(error));
+    }
 }
 @end
 
@@ -71,7 +76,9 @@ namespace {
 
 NSURLSession* sessionOf(QuilletSessionDelegate* delegate) {
     NSURLSessionConfiguration* const configuration =
-        [NSURLSessionConfiguration defaultSessionConfiguration];
+        [NSURLSessionConfiguration ephemeralSessionConfiguration];
+    configuration.HTTPCookieStorage = nil;
+    configuration.URLCache = nil;
     if (delegate->_webSocket) {
         configuration.timeoutIntervalForRequest = idleLimit;
     } else {

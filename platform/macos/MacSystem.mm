@@ -7,6 +7,7 @@
 #import <CoreServices/CoreServices.h>
 #include <cstdio>
 #include <cstdlib>
+#include <unistd.h>
 
 namespace platform {
 
@@ -77,7 +78,7 @@ class MacSystem final : public System {
 
 private:
     static bool reopened(const std::string& path, const std::string& mode) {
-        return isOwnLogFile(path) && std::freopen(path.c_str(), mode.c_str(), stderr) != nullptr;
+        return mode == "a+" && redirectToOwnLogFile(STDERR_FILENO, path);
     }
 
     /// Where the log goes that cannot be had in its usual place.

@@ -6,17 +6,43 @@
 #include "platform/shared/WebPage.h"
 
 #import <AppKit/AppKit.h>
+#import <UserNotifications/UserNotifications.h>
 #include <chrono>
 
 namespace platform {
 
 namespace {
 
-/// The main interface: a window that is one scrollable status view, and a menu.
+/// A menu of the main menu.
+NSMenu* addMenu(NSString* title) {
+    NSMenu* const mainMenu = [NSApplication sharedApplication].mainMenu;
+    NSMenu* const menu = [[NSMenu alloc] initWithTitle:title];
+    [mainMenu addItemWithTitle:title action:nil keyEquivalent:@""].submenu = menu;
+    return menu;
+}
+
+void makeMenus() {
+    NSApplication* const application = [NSApplication sharedApplication];
+    application.mainMenu = [[NSMenu alloc] initWithTitle:@""];
+    NSMenu* const own = addMenu(@"Quillet");
+    [own addItemWithTitle:@"Hide Quillet" action:@selector(hide:) keyEquivalent:@"h"];
+    [own addItemWithTitle:@"Quit Quillet" action:@selector(terminate:) keyEquivalent:@"q"];
+    NSMenu* const edit = addMenu(@"Edit");
+    [edit addItemWithTitle:@"Copy" action:@selector(copy:) keyEquivalent:@"c"];
+    [edit addItemWithTitle:@"Select All" action:@selector(selectAll:) keyEquivalent:@"a"];
+    NSMenu* const window = addMenu(@"Window");
+    [window addItemWithTitle:@"Minimize" action:@selector(performMiniaturize:) keyEquivalent:@"m"];
+    [window addItemWithTitle:@"Close" action:@selector(performClose:) keyEquivalent:@"w"];
+    application.windowsMenu = window;
+}
+
+/// The main interface: a window that is one scrollable status view, and the menus.
 ::NSTextView* openMainWindow() {
     NSScrollView* const scrollView = [::NSTextView scrollableTextView];
     ::NSTextView* const textView = scrollView.documentView;
     textView.editable = NO;
+    // Text without a colour is black, in a dark window light.
+    textView.usesAdaptiveColorMappingForDarkAppearance = YES;
     NSWindow* const window =
         [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, 560, 320)
                                     styleMask:NSWindowStyleMaskTitled | NSWindowStyleMaskClosable
@@ -24,19 +50,12 @@ namespace {
                                       backing:NSBackingStoreBuffered
                                         defer:NO];
     window.releasedWhenClosed = NO; // it is owned as any other object
+    window.restorable = NO; // else the platform asks after an abort whether to reopen it
     window.title = @"Quillet";
-    // Text without attributes is black, which a dark window would hide.
-    window.appearance = [NSAppearance appearanceNamed:NSAppearanceNameAqua];
     window.contentView = scrollView;
     [window center];
     [window makeKeyAndOrderFront:nil];
-
-    NSMenu* const applicationMenu = [[NSMenu alloc] init];
-    [applicationMenu addItemWithTitle:@"Copy" action:@selector(copy:) keyEquivalent:@"c"];
-    [applicationMenu addItemWithTitle:@"Quit" action:@selector(terminate:) keyEquivalent:@"q"];
-    NSMenu* const mainMenu = [[NSMenu alloc] init];
-    [mainMenu addItemWithTitle:@"" action:nil keyEquivalent:@""].submenu = applicationMenu;
-    [NSApplication sharedApplication].mainMenu = mainMenu;
+    makeMenus();
     return textView;
 }
 
@@ -49,6 +68,8 @@ namespace {
         [platformAlert addButtonWithTitle:stringOfText(button)];
     }
     [[NSApplication sharedApplication] activateIgnoringOtherApps:YES];
+    // Where the system does not let it come forward, its icon asks for attention.
+    [[NSApplication sharedApplication] requestUserAttention:NSCriticalRequest];
     return platformAlert;
 }
 
@@ -81,6 +102,35 @@ NSModalResponse runGuarded(::NSAlert* alert) {
     [NSEvent removeMonitor:monitor];
     [timer invalidate];
     return response;
+
+/// In a fixed-width font; the view follows its last line as long as that is in sight.
+void appendText(::NSTextView* view, std::string_view text) {
+    const BOOL isEndInSight = NSMaxY(view.visibleRect) >= NSMaxY(view.bounds) - 1;
+    ::NSTextStorage* const storage = view.textStorage;
+    const NSUInteger before = storage.length;
+    [storage appendAttributedString:[[NSAttributedString alloc] initWithString:stringOfText(text)]];
+    NSFont* const font = [NSFont monospacedSystemFontOfSize:NSFont.systemFontSize
+                                                     weight:NSFontWeightRegular];
+    [storage addAttribute:NSFontAttributeName value:font
+                    range:NSMakeRange(before, storage.length - before)];
+    if (isEndInSight) {
+        [view scrollRangeToVisible:NSMakeRange(storage.length, 0)];
+    }
+}
+
+/// Shown when the user has allowed it, for which the system asks once.
+void deliver(UNMutableNotificationContent* content) {
+    UNUserNotificationCenter* const center = [UNUserNotificationCenter currentNotificationCenter];
+    [center requestAuthorizationWithOptions:UNAuthorizationOptionAlert completionHandler:^(
+        BOOL isGranted, NSError*) {
+        if (isGranted) {
+            [center addNotificationRequest:[UNNotificationRequest
+                                               requestWithIdentifier:[NSUUID UUID].UUIDString
+                                                             content:content
+                                                             trigger:nil]
+                     withCompletionHandler:nil];
+        }
+    }];
 }
 
 class MacUserInterface final : public UserInterface {
@@ -91,10 +141,8 @@ public:
     NSTextView* statusTextView() override {
         if (!m_statusView) {
             ::NSTextView* const view = openMainWindow();
-            m_statusView = std::make_unique<StatusView>([view](std::string_view text) {
-                [view.textStorage appendAttributedString:[[NSAttributedString alloc]
-                                                             initWithString:stringOfText(text)]];
-            });
+            m_statusView = std::make_unique<StatusView>(
+                [view](std::string_view text) { appendText(view, text); });
         }
         return m_statusView.get();
     }
@@ -108,19 +156,16 @@ public:
         return static_cast<int>(response);
     }
 
-// Deprecated, but shown without asking the user for leave first. Looked up by name, so that a
-// system that has it no more starts the agent all the same, without notifications.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+    /// Outside its bundle the agent has no notifications.
     void deliverNotification(const NSUserNotification& notification) override {
-        ::NSUserNotification* const shown = [[NSClassFromString(@"NSUserNotification") alloc] init];
-        shown.title = stringOfText(notification.title.value_or(""));
-        shown.informativeText = stringOfText(notification.informativeText.value_or(""));
-        NSUserNotificationCenter* const center =
-            [NSClassFromString(@"NSUserNotificationCenter") defaultUserNotificationCenter];
-        [center deliverNotification:shown];
+        if ([NSBundle mainBundle].bundleIdentifier == nil) {
+            return;
+        }
+        UNMutableNotificationContent* const content = [[UNMutableNotificationContent alloc] init];
+        content.title = stringOfText(notification.title.value_or(""));
+        content.body = stringOfText(notification.informativeText.value_or(""));
+        deliver(content);
     }
-#pragma clang diagnostic pop
 
     bool openURL(const std::string& url) override {
         NSURL* const address = isWebPage(url) ? [NSURL URLWithString:stringOfText(url)] : nil;

@@ -25,9 +25,6 @@ std::unique_ptr<URLSessionDataTask> makeDataTask(std::function<void()> resume) {
 
 void completeDataTask(const DataTaskCompletion& completion, std::optional<std::string> error,
     std::optional<std::string> data, const URLResponse& response) {
-    if (!error && response.statusCode >= 300 && response.statusCode < 400) {
-        error = "the server redirects to an address that is not https";
-    }
     if (error) {
         completion({}, {}, TransportError{*std::move(error)});
     } else {

@@ -9,7 +9,8 @@ namespace platform {
 /// A task that does `resume` when it is resumed.
 std::unique_ptr<URLSessionDataTask> makeDataTask(std::function<void()> resume);
 
-/// Calls `completion` with what a task ended with. A redirect that was not followed is an error.
+/// Calls `completion` with what a task ended with. An answer of any status is one; so is a redirect
+/// that was not followed.
 void completeDataTask(const DataTaskCompletion& completion, std::optional<std::string> error,
     std::optional<std::string> data, const URLResponse& response);
 

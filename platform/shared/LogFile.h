@@ -16,8 +16,8 @@ std::string logLine(LogText text);
 /// alone. One of more than 512 MiB is renamed to `path` + ".1" and a new one begun.
 int openOwnLogFile(const std::string& path);
 
-/// Whether `openOwnLogFile` opens `path`. Another user cannot replace the file afterwards in a
-/// folder with the sticky bit, such as /tmp.
-bool isOwnLogFile(const std::string& path);
+/// Makes `descriptor` append to the file that `openOwnLogFile` opens, and to no other that takes
+/// its name meanwhile; false, and nothing changes, when it opens none.
+bool redirectToOwnLogFile(int descriptor, const std::string& path);
 
 } // namespace platform

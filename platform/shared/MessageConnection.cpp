@@ -8,6 +8,9 @@ namespace platform {
 
 namespace {
 
+/// What has come and the program has not taken may cost so much until nothing more is received.
+constexpr std::size_t untakenLimit = std::size_t{1} << 20;
+constexpr std::size_t costOfMessage = 256; // beside its bytes
 /// So many bytes wait to be sent until nothing more is received.
 constexpr std::size_t unsentLimit = std::size_t{512} << 20;
 constexpr std::chrono::seconds openingLimit{60};
@@ -49,45 +52,50 @@ void MessageConnection::didOpen(const std::string& subprotocol) {
     receive();
 }
 
-/// Asks for the next message when somebody takes it.
+/// Asks for the next message at once, for the platform drops what nobody has asked for when the
+/// server closes; but not while too much waits to be taken or sent. Who has been muted takes
+/// nothing.
 void MessageConnection::receive() {
-    if (!m_isOpen || m_hasEnded || m_isReceiving || m_isDelivering
-        || m_unsentBytes >= unsentLimit) {
+    const bool isFull = m_untaken >= untakenLimit && !m_muted;
+    if (!m_isOpen || m_hasEnded || m_isReceiving || isFull || m_unsentBytes >= unsentLimit) {
         return;
     }
     m_isReceiving = true;
     m_clock.received(m_queue.now()); // or what was not asked for could not come
-    m_task->receive([self = shared_from_this()](
+    m_task->receive([self = shared_from_this(), request = ++m_requests](
                         std::optional<std::string> message, std::optional<std::string> error) {
         self->m_queue.post(
-            [self, message = std::move(message), error = std::move(error)]() mutable {
-                self->didReceive(std::move(message), error);
+            [self, request, message = std::move(message), error = std::move(error)]() mutable {
+                self->didReceive(request, std::move(message), error);
             });
     });
 }
 
-void MessageConnection::didReceive(
-    std::optional<std::string> message, const std::optional<std::string>& error) {
-    m_isReceiving = false;
-    if (m_hasEnded) {
+void MessageConnection::didReceive(std::uint64_t request, std::optional<std::string> message,
+    const std::optional<std::string>& error) {
+    if (m_hasEnded || !m_isReceiving || request != m_requests) {
         return;
     }
+    m_isReceiving = false;
     if (!message) {
         failed(error);
-    } else if (m_muted) {
-        receive(); // lest a server that is not read from reads nothing itself
-    } else {
+        return;
+    }
+    if (!m_muted) {
         deliver(*std::move(message));
     }
+    receive(); // also when muted, lest a server that is not read from reads nothing itself
 }
 
 void MessageConnection::deliver(std::string data) {
-    m_isDelivering = true;
+    const std::size_t cost = data.size() + costOfMessage;
+    m_untaken += cost;
     m_application.performOnMainThread(
-        [self = shared_from_this(), data = std::move(data)]() mutable {
+        [self = shared_from_this(), cost, data = std::move(data)]() mutable {
             self->tell([&](auto& delegate) { delegate.webSocketDidReceiveData(std::move(data)); });
-            self->m_queue.post([self] {
-                self->m_isDelivering = false;
+            self->m_queue.post([self, cost] {
+                self->m_untaken -= cost;
+                self->m_clock.received(self->m_queue.now()); // the program's delay is no silence
                 self->receive();
             });
         });
@@ -108,10 +116,14 @@ void MessageConnection::sendNow(std::string text) {
     const std::size_t size = text.size();
     ++m_unsentMessages;
     m_unsentBytes += size;
-    m_task->send(
-        std::move(text), [self = shared_from_this(), size](std::optional<std::string> error) {
-            self->m_queue.post(
-                [self, size, error = std::move(error)] { self->didSend(size, error); });
+    const auto isFirstCall = std::make_shared<bool>(true); // known on the queue alone
+    m_task->send(std::move(text),
+        [self = shared_from_this(), size, isFirstCall](std::optional<std::string> error) {
+            self->m_queue.post([self, size, isFirstCall, error = std::move(error)] {
+                if (std::exchange(*isFirstCall, false)) {
+                    self->didSend(size, error);
+                }
+            });
         });
 }
 
@@ -129,8 +141,6 @@ void MessageConnection::didSend(std::size_t size, const std::optional<std::strin
 void MessageConnection::close() {
     m_queue.post([self = shared_from_this()] {
         self->m_isClosing = true;
-        // Who has been muted takes nothing any more, and the main thread may be waiting.
-        self->m_isDelivering = self->m_isDelivering && !self->m_muted;
         self->closeWhenSent();
         self->receive();
     });
@@ -201,9 +211,9 @@ void MessageConnection::watchLater() {
 ConnectionClock::State MessageConnection::state() const {
     // Where the platform does not count, a large message could not be told from silence. What
     // nobody takes any more while the connection closes does not keep it open either.
-    return {.reads = m_isReceiving && m_receivedBytes > 0,
+    return {.reads = m_isReceiving && m_untaken == 0 && m_receivedBytes > 0,
         .writes = m_unsentMessages > 0,
-        .hasUnreadData = m_isDelivering && !m_isClosing};
+        .hasUnreadData = m_untaken > 0 && !m_isClosing};
 }
 
 /// While the connection is closing the task itself tells when it is done.

@@ -39,7 +39,8 @@ private:
 
     void didOpen(const std::string& subprotocol);
     void receive();
-    void didReceive(std::optional<std::string> message, const std::optional<std::string>& error);
+    void didReceive(std::uint64_t request, std::optional<std::string> message,
+        const std::optional<std::string>& error);
     void deliver(std::string data);
     void sendNow(std::string text);
     void didSend(std::size_t size, const std::optional<std::string>& error);
@@ -61,7 +62,8 @@ private:
     Ended m_ended;
     bool m_isOpen = false;
     bool m_isReceiving = false;
-    bool m_isDelivering = false; // until the program has taken what came
+    std::uint64_t m_requests = 0; // for messages; the last is the one that counts
+    std::size_t m_untaken = 0; // cost of what the program has not taken yet
     bool m_isClosing = false; // nothing more is sent
     bool m_isCancelled = false; // all that was to be sent has been
     bool m_hasEnded = false;

@@ -11,8 +11,8 @@
 namespace platform {
 
 /// One WebSocket as a platform makes it that sends and receives whole messages. Used on one queue
-/// alone. The handlers that it is given are called once each, later, from any thread; an error is
-/// told in words.
+/// alone. The handlers that it is given are called later, from any thread; the first call of each
+/// counts, and a lost connection may leave some without any. An error is told in words.
 class MessageTask {
 public:
     using Sent = std::function<void(std::optional<std::string> error)>;

@@ -53,9 +53,29 @@ ModalWork::ModalWork(WorkQueue& mainQueue, MakeSemaphore makeSemaphore)
     , m_makeSemaphore(std::move(makeSemaphore)) {
 }
 
+/// Counts what is under way, also when it ends by an exception.
+class ModalWork::Running {
+public:
+    explicit Running(int& count)
+        : m_count(count) {
+        ++m_count;
+    }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    ~Running() { --m_count; }
+
+private:
+    int& m_count;
+};
+
+void ModalWork::runHere(const std::function<void()>& work) {
+    const Running running(m_running);
+    work();
+}
+
 void ModalWork::run(const std::function<void()>& work) {
     if (isMainThread()) {
-        work();
+        runHere(work);
         return;
     }
     ServingSemaphore done(*this, 0);
@@ -96,7 +116,7 @@ bool ModalWork::serveOne(Lock& lock) {
         const std::function<void()> work = std::move(m_work.front());
         m_work.pop_front();
         lock.unlock();
-        work();
+        runHere(work);
     } // what it holds goes without the lock
     lock.lock();
     return true;

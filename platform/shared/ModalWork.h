@@ -23,16 +23,21 @@ public:
     /// Runs `work` on the main thread and returns when it is done. From any thread.
     void run(const std::function<void()>& work);
 
+    /// Whether any work is under way (a modal alert is up). On the main thread.
+    bool isRunning() const { return m_running > 0; }
+
     /// A semaphore for everybody. The main thread waits on one at a time.
     std::unique_ptr<Semaphore> makeSemaphore(long value);
 
 private:
     class ServingSemaphore;
+    class Running;
     using Lock = std::unique_lock<std::mutex>;
 
     void add(std::function<void()> work);
     void serveInRunLoop();
     bool serveOne(Lock& lock);
+    void runHere(const std::function<void()>& work);
     bool isMainThread() const { return std::this_thread::get_id() == m_mainThread; }
 
     const std::thread::id m_mainThread = std::this_thread::get_id();
@@ -40,6 +45,7 @@ private:
     const MakeSemaphore m_makeSemaphore;
     std::mutex m_mutex;
     std::deque<std::function<void()>> m_work;
+    int m_running = 0; // known on the main thread alone
     ServingSemaphore* m_waitedFor = nullptr; // by the main thread
 };
 

@@ -66,4 +66,9 @@ TEST_F(DispatchTest, SemaphoreCountsFromZero) {
     other.join();
 }
 
+TEST_F(DispatchTest, WhatFoundationLeavesBehindGoesWithEachPieceOfNetworkWork) {
+    platform::networkDispatchQueue();
+    EXPECT_TRUE(memory::haveQueuesAnAutoreleasePoolForEachItem());
+}
+
 } // namespace

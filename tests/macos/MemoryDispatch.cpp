@@ -34,6 +34,8 @@ std::deque<Call> mainCalls;
 std::deque<Call> otherCalls;
 dispatch_queue_main_s mainQueue;
 std::deque<dispatch_queue_s> otherQueues;
+dispatch_queue_attr_s drainedQueue;
+bool areQueuesDrained = true;
 std::atomic<int> semaphores = 0;
 
 void drain(std::deque<Call>& calls) {
@@ -65,6 +67,10 @@ void passTime(std::chrono::nanoseconds duration) {
     }
 }
 
+bool haveQueuesAnAutoreleasePoolForEachItem() {
+    return areQueuesDrained;
+}
+
 int liveSemaphores() {
     return semaphores;
 }
@@ -79,7 +85,16 @@ dispatch_queue_main_t dispatch_get_main_queue() {
     return &mainQueue;
 }
 
-dispatch_queue_t dispatch_queue_create(const char*, dispatch_queue_attr_t) {
+dispatch_queue_attr_t dispatch_queue_attr_make_with_autorelease_frequency(
+    dispatch_queue_attr_t attributes, dispatch_autorelease_frequency_t frequency) {
+    if (attributes != nullptr || frequency != DISPATCH_AUTORELEASE_FREQUENCY_WORK_ITEM) {
+        std::abort(); // nothing here asks for another
+    }
+    return &drainedQueue;
+}
+
+dispatch_queue_t dispatch_queue_create(const char*, dispatch_queue_attr_t attributes) {
+    areQueuesDrained = areQueuesDrained && attributes == &drainedQueue;
     return &otherQueues.emplace_back();
 }
 

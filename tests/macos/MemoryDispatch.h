@@ -15,5 +15,7 @@ void drainOtherQueues();
 void passTime(std::chrono::nanoseconds duration);
 /// Semaphores created and not released.
 int liveSemaphores();
+/// Of all queues that were made.
+bool haveQueuesAnAutoreleasePoolForEachItem();
 
 } // namespace memory

@@ -53,7 +53,7 @@ def copy_tree(target):
 def outcome(build, tree, file):
     """What the tests that know `file` say of the tree as it is now."""
     if file.startswith("platform/macos/") and file.endswith(".mm"):
-        checked = run([tree / "tests/macos-syntax.sh", tree])
+        checked = run([tree / "tests/macos-build/check.sh", tree, file])
         return "survived" if checked.returncode == 0 else "caught"
     rooms = {"platform/macos/": "macos_tests", "platform/shared/": "platform_shared_tests",
              "devserver/documents/Pdf": "pdf_tests", "devserver/documents/Xml": "documents_tests",

@@ -3,13 +3,17 @@
 
 #include "tests/support/TemporaryFolder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-using platform::isOwnLogFile;
+bool isOwnLogFile(const std::string& path) {
+    const int descriptor = platform::openOwnLogFile(path);
+    return descriptor >= 0 && close(descriptor) == 0;
+}
 
 TEST(LogLineTest, PiecesAreJoinedWithoutNul) {
     const std::string_view pieces[]
@@ -116,6 +120,30 @@ TEST_F(LogFileTest, FileUnderASecondNameIsRefused) {
 TEST_F(LogFileTest, DevicesAreRefused) {
     EXPECT_FALSE(isOwnLogFile("/dev/null"));
     EXPECT_EQ(platform::openOwnLogFile("/dev/null"), -1);
+}
+
+TEST_F(LogFileTest, RedirectedDescriptorAppendsToTheFileWhateverTakesItsName) {
+    const int descriptor = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(descriptor, 0);
+    std::ofstream(path("log")) << "earlier\n";
+    EXPECT_TRUE(platform::redirectToOwnLogFile(descriptor, path("log")));
+    std::filesystem::rename(path("log"), path("moved"));
+    std::ofstream(path("log")) << "";
+    EXPECT_EQ(write(descriptor, "later\n", 6), 6);
+    close(descriptor);
+    EXPECT_EQ(contentOf(path("moved")), "earlier\nlater\n");
+    EXPECT_EQ(contentOf(path("log")), "");
+}
+
+TEST_F(LogFileTest, WithoutAFileOfItsUserTheDescriptorStaysWhatItWas) {
+    std::ofstream(path("target")) << "";
+    std::filesystem::create_symlink(path("target"), path("link"));
+    std::ofstream(path("before")) << "";
+    const int descriptor = open(path("before").c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_FALSE(platform::redirectToOwnLogFile(descriptor, path("link")));
+    EXPECT_EQ(write(descriptor, "text", 4), 4);
+    close(descriptor);
+    EXPECT_EQ(contentOf(path("before")), "text");
 }
 
 } // namespace

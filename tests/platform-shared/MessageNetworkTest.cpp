@@ -6,6 +6,9 @@
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
+/// More than the connection takes in ahead of the program.
+static const std::string large(std::size_t{1} << 20, 'x');
+
 TEST_F(MessageNetworkTest, AddressIsMadeOfTheRequest) {
     const auto url = [this](const platform::WebSocketRequest& request) {
         m_network.openWebSocket(request, m_delegate);
@@ -29,18 +32,63 @@ TEST_F(MessageNetworkTest, SubprotocolsAreOfferedAndThePickedOneIsTold) {
     EXPECT_EQ(task().calls, (Texts{"resume", "receive"}));
 }
 
-TEST_F(MessageNetworkTest, NextMessageIsAskedForWhenTheProgramHasTakenTheLast) {
+TEST_F(MessageNetworkTest, NextMessageIsAskedForBeforeTheProgramHasTakenTheLast) {
     openAndAccept();
     arrive("first");
-    EXPECT_FALSE(task().receiving);
-    EXPECT_EQ(m_delegate->data, "");
-    m_application.runPending();
-    EXPECT_EQ(m_delegate->data, "first");
-    m_queue.run();
     arrive("second");
+    EXPECT_TRUE(task().receiving);
+    EXPECT_EQ(m_delegate->data, "");
     runAll();
     EXPECT_EQ(m_delegate->data, "firstsecond");
     EXPECT_EQ(m_delegate->pieces, 2);
+}
+
+TEST_F(MessageNetworkTest, MessageBeforeTheServersCloseIsTakenBeforeTheEndIsTold) {
+    openAndAccept();
+    arrive("RECEIPT");
+    arrive("ERROR"); // the platform drops it if nobody has asked for it when the close comes
+    task().delegate->taskDidEnd("the server closed the connection (1002)");
+    m_queue.run();
+    m_application.runPending();
+    EXPECT_EQ(m_delegate->data, "RECEIPTERROR");
+    EXPECT_EQ(m_delegate->reasons, Texts{"the server closed the connection (1002)"});
+}
+
+TEST_F(MessageNetworkTest, NothingIsReceivedWhileTooMuchWaitsToBeTaken) {
+    openAndAccept();
+    arrive(large);
+    EXPECT_FALSE(task().receiving);
+    runAll();
+    EXPECT_TRUE(task().receiving);
+    for (int i = 0; task().receiving && i < 10'000; ++i) {
+        arrive(""); // a flood of nothing costs as well
+    }
+    EXPECT_FALSE(task().receiving);
+    runAll();
+    EXPECT_TRUE(task().receiving);
+}
+
+TEST_F(MessageNetworkTest, HandlersThatAreCalledTwiceCountOnce) {
+    openAndAccept();
+    const auto receiving = task().receiving;
+    arrive("first");
+    receiving("first again", std::nullopt);
+    receiving(std::nullopt, "cancelled");
+    runAll();
+    EXPECT_EQ(m_delegate->data, "first");
+    EXPECT_TRUE(m_delegate->reasons.empty());
+
+    send("one");
+    send("two");
+    const auto sent = task().unsent.front();
+    didSend();
+    sent(std::nullopt);
+    sent("cancelled");
+    m_socket->close();
+    m_queue.run();
+    EXPECT_EQ(task().count("cancel"), 0); // the second is still on its way
+    didSend();
+    EXPECT_EQ(task().count("cancel"), 1);
 }
 
 TEST_F(MessageNetworkTest, MessagesGoOutWholeAndInOrder) {
@@ -53,9 +101,9 @@ TEST_F(MessageNetworkTest, MessagesGoOutWholeAndInOrder) {
 
 TEST_F(MessageNetworkTest, NothingIsReceivedWhileTooMuchWaitsToBeSent) {
     openAndAccept();
-    const std::string large(std::size_t{64} << 20, 'x');
+    const std::string answer(std::size_t{64} << 20, 'x');
     for (int i = 0; i < 8; ++i) {
-        send(large);
+        send(answer);
     }
     arrive("while much waits");
     runAll();
@@ -154,7 +202,8 @@ TEST_F(MessageNetworkTest, ConnectionClosedBeforeItIsOpenDoesNotOpen) {
 TEST_F(MessageNetworkTest, DroppedWebSocketSendsAndDiscardsAndTellsNothing) {
     openAndAccept();
     send("answer");
-    arrive("not taken yet");
+    arrive(large);
+    EXPECT_FALSE(task().receiving);
     m_socket.reset();
     m_queue.run();
     arrive("of no interest");
@@ -193,7 +242,7 @@ TEST_F(MessageNetworkTest, DelegateThatIsGoneIsNotTold) {
 TEST_F(MessageNetworkTest, FlushWaitsUntilAllHasGoneOutAndTheConnectionHasEnded) {
     openAndAccept();
     send("answer");
-    arrive("not taken yet");
+    arrive(large);
     std::atomic<bool> isFlushed = false;
     std::thread other([&] {
         m_network.flush(patience);

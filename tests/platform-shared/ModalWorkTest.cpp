@@ -155,4 +155,20 @@ TEST_F(ModalWorkTest, RunLoopOfAnAlertLeavesWorkToTheWaitThatWasToldOfIt) {
     EXPECT_EQ(done, (std::vector<std::string>{"early", "alert", "nested"}));
 }
 
+TEST_F(ModalWorkTest, TellsWhetherAnyWorkIsUnderWay) {
+    EXPECT_FALSE(modalWork.isRunning());
+    modalWork.run([this] {
+        EXPECT_TRUE(modalWork.isRunning());
+        modalWork.run([] {});
+        EXPECT_TRUE(modalWork.isRunning());
+    });
+    EXPECT_FALSE(modalWork.isRunning());
+    std::thread other = beginRunning([this] { EXPECT_TRUE(modalWork.isRunning()); });
+    mainQueue.run();
+    other.join();
+    EXPECT_FALSE(modalWork.isRunning());
+    EXPECT_THROW(modalWork.run([] { throw 1; }), int);
+    EXPECT_FALSE(modalWork.isRunning());
+}
+
 } // namespace

@@ -10,7 +10,12 @@ using CGFloat = double;
 struct NSRect {
     CGFloat values[4];
 };
-NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat width, CGFloat height);
+static inline NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
+    return {{x, y, width, height}};
+}
+static inline CGFloat NSMaxY(NSRect rect) {
+    return rect.values[1] + rect.values[3];
+}
 
 @protocol NSApplicationDelegate;
 @class NSMenu;
@@ -18,11 +23,18 @@ NSRect NSMakeRect(CGFloat x, CGFloat y, CGFloat width, CGFloat height);
 
 extern "C" int NSApplicationMain(int argc, const char* _Nonnull argv[_Nonnull]);
 
+typedef NSUInteger NSRequestUserAttentionType;
+enum : NSRequestUserAttentionType { NSCriticalRequest = 0 };
+
 @interface NSApplication : NSObject
 @property (class, readonly, strong) NSApplication* sharedApplication;
 @property (nullable, weak) id<NSApplicationDelegate> delegate;
 @property (nullable, strong) NSMenu* mainMenu;
-- (void)activateIgnoringOtherApps:(BOOL)flag;
+@property (nullable, strong) NSMenu* windowsMenu;
+- (void)activateIgnoringOtherApps:(BOOL)flag
+    __attribute__((availability(macos, introduced = 10.0, deprecated = 100000)));
+- (NSInteger)requestUserAttention:(NSRequestUserAttentionType)requestType;
+- (void)hide:(nullable id)sender;
 - (void)terminate:(nullable id)sender;
 @end
 
@@ -31,6 +43,7 @@ extern "C" int NSApplicationMain(int argc, const char* _Nonnull argv[_Nonnull]);
 - (void)applicationWillFinishLaunching:(NSNotification*)notification;
 - (void)applicationWillTerminate:(NSNotification*)notification;
 - (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender;
+- (BOOL)applicationSupportsSecureRestorableState:(NSApplication*)sender;
 @end
 
 @interface NSMenuItem : NSObject
@@ -38,26 +51,29 @@ extern "C" int NSApplicationMain(int argc, const char* _Nonnull argv[_Nonnull]);
 @end
 
 @interface NSMenu : NSObject
+- (instancetype)initWithTitle:(NSString*)title;
 - (NSMenuItem*)addItemWithTitle:(NSString*)title
                          action:(nullable SEL)selector
                   keyEquivalent:(NSString*)keyEquivalent;
 @end
 
-using NSAppearanceName = NSString*;
-extern NSAppearanceName const NSAppearanceNameAqua;
-@interface NSAppearance : NSObject
-+ (nullable NSAppearance*)appearanceNamed:(NSAppearanceName)name;
+typedef NSString* NSAttributedStringKey;
+extern "C" NSAttributedStringKey const NSFontAttributeName;
+typedef CGFloat NSFontWeight;
+extern "C" const NSFontWeight NSFontWeightRegular;
+@interface NSFont : NSObject
+@property (class, readonly) CGFloat systemFontSize;
++ (NSFont*)monospacedSystemFontOfSize:(CGFloat)fontSize weight:(NSFontWeight)weight;
 @end
 
-enum NSWindowStyleMask : NSUInteger {
+// As CF_OPTIONS makes it in C++: an integer and unnamed constants.
+typedef NSUInteger NSWindowStyleMask;
+enum : NSWindowStyleMask {
     NSWindowStyleMaskTitled = 1 << 0,
     NSWindowStyleMaskClosable = 1 << 1,
     NSWindowStyleMaskMiniaturizable = 1 << 2,
     NSWindowStyleMaskResizable = 1 << 3,
 };
-constexpr NSWindowStyleMask operator|(NSWindowStyleMask a, NSWindowStyleMask b) {
-    return static_cast<NSWindowStyleMask>(static_cast<NSUInteger>(a) | static_cast<NSUInteger>(b));
-}
 enum NSBackingStoreType : NSUInteger { NSBackingStoreBuffered = 2 };
 
 @interface NSWindow : NSObject
@@ -67,24 +83,34 @@ enum NSBackingStoreType : NSUInteger { NSBackingStoreBuffered = 2 };
                               defer:(BOOL)flag;
 @property (getter=isReleasedWhenClosed) BOOL releasedWhenClosed;
 @property (copy) NSString* title;
-@property (nullable, strong) NSAppearance* appearance;
+@property (getter=isRestorable) BOOL restorable;
 @property (nullable, strong) __kindof NSView* contentView;
 - (void)center;
 - (void)makeKeyAndOrderFront:(nullable id)sender;
+- (void)performClose:(nullable id)sender;
+- (void)performMiniaturize:(nullable id)sender;
 @end
 
 @interface NSView : NSObject
+@property (readonly) NSRect visibleRect;
+@property NSRect bounds;
 @end
 
 @interface NSTextStorage : NSMutableAttributedString
 @end
 
+@interface NSText : NSView
+- (void)copy:(nullable id)sender;
+- (void)selectAll:(nullable id)sender;
+- (void)scrollRangeToVisible:(NSRange)range;
+@end
+
 @class NSScrollView;
-@interface NSTextView : NSView
+@interface NSTextView : NSText
 + (NSScrollView*)scrollableTextView;
 @property (nullable, readonly, assign) NSTextStorage* textStorage;
 @property (getter=isEditable) BOOL editable;
-- (void)copy:(nullable id)sender;
+@property BOOL usesAdaptiveColorMappingForDarkAppearance;
 @end
 
 @interface NSScrollView : NSView

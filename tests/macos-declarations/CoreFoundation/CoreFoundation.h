@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Core Foundation, as far as it is used. Null is allowed where the documentation says so.
+// Core Foundation, as far as it is used. As on the platform, only its base says what may be null.
 #pragma once
 
 #include <cstddef>
@@ -7,14 +7,15 @@
 
 #ifdef __clang__
 #pragma clang diagnostic ignored "-Wnullability-extension"
-#pragma clang assume_nonnull begin
 #define QUILLET_NULLABLE _Nullable
 #define QUILLET_NONNULL _Nonnull
 #define QUILLET_DEPRECATED __attribute__((deprecated))
+#define QUILLET_RETAINED __attribute__((cf_returns_retained))
 #else
 #define QUILLET_NULLABLE
 #define QUILLET_NONNULL
 #define QUILLET_DEPRECATED
+#define QUILLET_RETAINED
 #endif
 #ifdef __OBJC__
 #define QUILLET_BRIDGED(type) __attribute__((objc_bridge(type)))
@@ -33,14 +34,14 @@ extern "C" {
 
 using CFIndex = signed long;
 using CFTypeID = unsigned long;
-using CFTypeRef = const void*;
+typedef const void* CFTypeRef;
 using CFAllocatorRef = const struct __CFAllocator*;
 typedef const struct QUILLET_BRIDGED(NSString) __CFString* CFStringRef;
 typedef const struct QUILLET_BRIDGED(NSData) __CFData* CFDataRef;
 typedef const struct QUILLET_BRIDGED(NSArray) __CFArray* CFArrayRef;
 typedef const struct QUILLET_BRIDGED(NSDictionary) __CFDictionary* CFDictionaryRef;
 typedef const struct QUILLET_BRIDGED(NSNumber) __CFNumber* CFNumberRef;
-typedef const struct __CFBoolean* CFBooleanRef;
+typedef const struct QUILLET_BRIDGED(NSNumber) __CFBoolean* CFBooleanRef;
 typedef struct QUILLET_BRIDGED(NSError) __CFError* CFErrorRef;
 typedef struct __CFRunLoop* CFRunLoopRef;
 using CFRunLoopMode = CFStringRef;
@@ -57,48 +58,50 @@ struct CFDictionaryValueCallBacks;
 
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
 inline constexpr CFNumberType kCFNumberSInt64Type = 4;
-extern const CFAllocatorRef QUILLET_NULLABLE kCFAllocatorDefault;
+extern const CFAllocatorRef kCFAllocatorDefault;
 extern const CFBooleanRef kCFBooleanTrue;
 extern const CFBooleanRef kCFBooleanFalse;
 extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 extern const CFRunLoopMode kCFRunLoopDefaultMode;
 
+#ifdef __clang__
+#pragma clang assume_nonnull begin
+#endif
 CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);
 CFStringRef QUILLET_NULLABLE CFCopyDescription(CFTypeRef object);
+#ifdef __clang__
+#pragma clang assume_nonnull end
+#endif
 
 CFTypeID CFStringGetTypeID(void);
 CFIndex CFStringGetLength(CFStringRef string);
 CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding,
-    UInt8 lossByte, Boolean isExternalRepresentation, UInt8* QUILLET_NULLABLE buffer,
-    CFIndex maxBufferLength, CFIndex* QUILLET_NULLABLE usedBufferLength);
+    UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufferLength,
+    CFIndex* usedBufferLength);
 
 CFStringRef QUILLET_NULLABLE CFStringCreateWithBytes(CFAllocatorRef QUILLET_NULLABLE allocator,
     const UInt8* bytes, CFIndex numBytes, CFStringEncoding encoding,
     Boolean isExternalRepresentation);
 
 CFTypeID CFDataGetTypeID(void);
-CFDataRef QUILLET_NULLABLE CFDataCreate(
-    CFAllocatorRef QUILLET_NULLABLE allocator, const UInt8* QUILLET_NULLABLE bytes, CFIndex length);
+CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
 CFIndex CFDataGetLength(CFDataRef data);
-const UInt8* QUILLET_NULLABLE CFDataGetBytePtr(CFDataRef data);
+const UInt8* CFDataGetBytePtr(CFDataRef data);
 
 CFTypeID CFArrayGetTypeID(void);
 CFIndex CFArrayGetCount(CFArrayRef array);
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 
 CFTypeID CFDictionaryGetTypeID(void);
-CFDictionaryRef QUILLET_NULLABLE CFDictionaryCreate(CFAllocatorRef QUILLET_NULLABLE allocator,
-    const void* QUILLET_NULLABLE* QUILLET_NULLABLE keys,
-    const void* QUILLET_NULLABLE* QUILLET_NULLABLE values, CFIndex count,
-    const CFDictionaryKeyCallBacks* QUILLET_NULLABLE keyCallBacks,
-    const CFDictionaryValueCallBacks* QUILLET_NULLABLE valueCallBacks);
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
+    CFIndex count, const CFDictionaryKeyCallBacks* keyCallBacks,
+    const CFDictionaryValueCallBacks* valueCallBacks);
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
-void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary,
-    const void* QUILLET_NULLABLE* QUILLET_NULLABLE keys,
-    const void* QUILLET_NULLABLE* QUILLET_NULLABLE values);
+void CFDictionaryGetKeysAndValues(
+    CFDictionaryRef dictionary, const void** keys, const void** values);
 
 CFTypeID CFBooleanGetTypeID(void);
 Boolean CFBooleanGetValue(CFBooleanRef boolean);
@@ -116,7 +119,3 @@ void CFRunLoopPerformBlock(CFRunLoopRef runLoop, CFTypeRef mode, void (^block)(v
 #endif
 
 } // extern "C"
-
-#ifdef __clang__
-#pragma clang assume_nonnull end
-#endif

@@ -12,6 +12,7 @@ using AEEventID = FourCharCode;
 enum { keyDirectObject = 0x2D2D2D2D };
 
 extern "C" OSStatus LSSetDefaultHandlerForURLScheme(
-    CFStringRef inURLScheme, CFStringRef inHandlerBundleID) QUILLET_DEPRECATED;
+    CFStringRef inURLScheme, CFStringRef inHandlerBundleID)
+    __attribute__((availability(macos, introduced = 10.4, deprecated = 100000)));
 
 #pragma clang assume_nonnull end

@@ -32,14 +32,22 @@ struct NSFastEnumerationState {
 @end
 
 extern "C" void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
-extern "C" Class _Nullable NSClassFromString(NSString* name);
+struct NSRange {
+    NSUInteger location;
+    NSUInteger length;
+};
+static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) {
+    return {location, length};
+}
 
 @interface NSAttributedString : NSObject
 - (instancetype)initWithString:(NSString*)string;
+@property (readonly) NSUInteger length;
 @end
 
 @interface NSMutableAttributedString : NSAttributedString
 - (void)appendAttributedString:(NSAttributedString*)string;
+- (void)addAttribute:(NSString*)name value:(id)value range:(NSRange)range;
 @end
 
 @interface NSData : NSObject
@@ -58,6 +66,16 @@ extern "C" Class _Nullable NSClassFromString(NSString* name);
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>
 + (instancetype)array;
 - (void)addObject:(ObjectType)object;
+@end
+
+@protocol NSCopying
+@end
+@interface NSString (Copying) <NSCopying>
+@end
+@interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject
++ (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull[_Nullable])objects
+                              forKeys:(const KeyType<NSCopying> _Nonnull[_Nullable])keys
+                                count:(NSUInteger)count;
 @end
 
 @interface NSError : NSObject
@@ -99,7 +117,8 @@ struct NSOperatingSystemVersion {
     NSInteger patchVersion;
 };
 
-enum NSActivityOptions : std::uint64_t {
+typedef std::uint64_t NSActivityOptions;
+enum : NSActivityOptions {
     NSActivityUserInitiatedAllowingIdleSystemSleep = 0x00EFFFFF,
 };
 
@@ -123,16 +142,14 @@ enum NSActivityOptions : std::uint64_t {
              andEventID:(AEEventID)eventID;
 @end
 
-__attribute__((deprecated))
-@interface NSUserNotification : NSObject
-@property (nullable, copy) NSString* title;
-@property (nullable, copy) NSString* informativeText;
+@interface NSUUID : NSObject
++ (instancetype)UUID;
+@property (readonly, copy) NSString* UUIDString;
 @end
 
-__attribute__((deprecated))
-@interface NSUserNotificationCenter : NSObject
-@property (class, readonly, strong) NSUserNotificationCenter* defaultUserNotificationCenter;
-- (void)deliverNotification:(NSUserNotification*)notification;
+@interface NSUserDefaults : NSObject
+@property (class, readonly, strong) NSUserDefaults* standardUserDefaults;
+- (void)registerDefaults:(NSDictionary<NSString*, id>*)registrationDictionary;
 @end
 
 #pragma clang assume_nonnull end

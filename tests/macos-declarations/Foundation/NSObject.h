@@ -4,7 +4,11 @@
 
 #pragma clang assume_nonnull begin
 
-using BOOL = signed char; // on Intel; it is bool on Apple silicon
+#ifdef QUILLET_INTEL
+using BOOL = signed char;
+#else
+using BOOL = bool; // on Apple silicon
+#endif
 #define YES __objc_yes
 #define NO __objc_no
 #define nil nullptr

@@ -16,8 +16,13 @@
 @property (readonly) NSInteger statusCode;
 @end
 
+@class NSHTTPCookieStorage;
+@class NSURLCache;
+
 @interface NSURLSessionConfiguration : NSObject
-@property (class, readonly, strong) NSURLSessionConfiguration* defaultSessionConfiguration;
+@property (class, readonly, strong) NSURLSessionConfiguration* ephemeralSessionConfiguration;
+@property (nullable, strong) NSHTTPCookieStorage* HTTPCookieStorage;
+@property (nullable, strong) NSURLCache* URLCache;
 @property NSTimeInterval timeoutIntervalForRequest;
 @property NSTimeInterval timeoutIntervalForResource;
 @end
@@ -87,6 +92,9 @@ enum NSURLSessionWebSocketCloseCode : NSInteger {
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest* _Nullable request))completionHandler;
+- (void)URLSession:(NSURLSession*)session
+                    task:(NSURLSessionTask*)task
+    didCompleteWithError:(nullable NSError*)error;
 @end
 
 @protocol NSURLSessionWebSocketDelegate <NSURLSessionTaskDelegate>
@@ -97,10 +105,6 @@ enum NSURLSessionWebSocketCloseCode : NSInteger {
        webSocketTask:(NSURLSessionWebSocketTask*)webSocketTask
     didCloseWithCode:(NSURLSessionWebSocketCloseCode)closeCode
               reason:(nullable NSData*)reason;
-// A method of NSURLSessionTaskDelegate that only the delegate of a WebSocket needs.
-- (void)URLSession:(NSURLSession*)session
-                    task:(NSURLSessionTask*)task
-    didCompleteWithError:(nullable NSError*)error;
 @end
 
 #pragma clang assume_nonnull end

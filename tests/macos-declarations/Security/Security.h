@@ -10,10 +10,10 @@
 
 extern "C" {
 
-typedef struct __SecKeychain* SecKeychainRef;
-typedef struct __SecIdentity* SecIdentityRef;
-typedef struct __SecCertificate* SecCertificateRef;
-typedef struct __SecKey* SecKeyRef;
+typedef struct QUILLET_BRIDGED(id) __SecKeychain* SecKeychainRef;
+typedef struct QUILLET_BRIDGED(id) __SecIdentity* SecIdentityRef;
+typedef struct QUILLET_BRIDGED(id) __SecCertificate* SecCertificateRef;
+typedef struct QUILLET_BRIDGED(id) __SecKey* SecKeyRef;
 using SecKeyAlgorithm = CFStringRef;
 enum SecKeyOperationType : CFIndex { kSecKeyOperationTypeSign = 0 };
 
@@ -32,16 +32,16 @@ extern const SecKeyAlgorithm kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256;
 extern const SecKeyAlgorithm kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1;
 
 OSStatus SecKeychainCopyDefault(
-    SecKeychainRef QUILLET_NULLABLE* QUILLET_NULLABLE keychain) QUILLET_DEPRECATED;
+    SecKeychainRef QUILLET_NULLABLE* QUILLET_NONNULL QUILLET_RETAINED keychain) QUILLET_DEPRECATED;
 OSStatus SecKeychainSetUserInteractionAllowed(Boolean state) QUILLET_DEPRECATED;
 OSStatus SecItemCopyMatching(
-    CFDictionaryRef query, CFTypeRef QUILLET_NULLABLE* QUILLET_NULLABLE result);
+    CFDictionaryRef query, CFTypeRef QUILLET_NULLABLE* QUILLET_NULLABLE QUILLET_RETAINED result);
 
 CFTypeID SecIdentityGetTypeID(void);
-OSStatus SecIdentityCopyCertificate(
-    SecIdentityRef identityRef, SecCertificateRef QUILLET_NULLABLE* QUILLET_NONNULL certificateRef);
-OSStatus SecIdentityCopyPrivateKey(
-    SecIdentityRef identityRef, SecKeyRef QUILLET_NULLABLE* QUILLET_NONNULL privateKeyRef);
+OSStatus SecIdentityCopyCertificate(SecIdentityRef identityRef,
+    SecCertificateRef QUILLET_NULLABLE* QUILLET_NONNULL QUILLET_RETAINED certificateRef);
+OSStatus SecIdentityCopyPrivateKey(SecIdentityRef identityRef,
+    SecKeyRef QUILLET_NULLABLE* QUILLET_NONNULL QUILLET_RETAINED privateKeyRef);
 
 CFDataRef QUILLET_NULLABLE SecCertificateCopySerialNumber(SecCertificateRef certificate,
     CFErrorRef QUILLET_NULLABLE* QUILLET_NULLABLE error) QUILLET_DEPRECATED;

@@ -25,10 +25,18 @@ extern "C" {
 
 using dispatch_time_t = std::uint64_t;
 using dispatch_function_t = void (*)(void* QUILLET_NULLABLE);
-inline constexpr dispatch_time_t DISPATCH_TIME_NOW = 0;
-inline constexpr dispatch_time_t DISPATCH_TIME_FOREVER = ~std::uint64_t{0};
-inline constexpr dispatch_queue_attr_t QUILLET_NULLABLE DISPATCH_QUEUE_SERIAL = nullptr;
+#define DISPATCH_TIME_NOW (0ull)
+#define DISPATCH_TIME_FOREVER (~0ull)
+#define DISPATCH_QUEUE_SERIAL NULL
+#define DISPATCH_QUEUE_SERIAL_WITH_AUTORELEASE_POOL                                                \
+    dispatch_queue_attr_make_with_autorelease_frequency(                                           \
+        DISPATCH_QUEUE_SERIAL, DISPATCH_AUTORELEASE_FREQUENCY_WORK_ITEM)
+enum dispatch_autorelease_frequency_t : unsigned long {
+    DISPATCH_AUTORELEASE_FREQUENCY_WORK_ITEM = 1,
+};
 
+dispatch_queue_attr_t dispatch_queue_attr_make_with_autorelease_frequency(
+    dispatch_queue_attr_t QUILLET_NULLABLE attributes, dispatch_autorelease_frequency_t frequency);
 dispatch_time_t dispatch_time(dispatch_time_t when, std::int64_t delta);
 dispatch_queue_main_t dispatch_get_main_queue(void);
 dispatch_queue_t dispatch_queue_create(
