@@ -27,11 +27,8 @@ tests=(
   nodejs node-ws             # run the sample server
   chromium chromium-driver   # open the signing server's page
   clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here
-<<<<<<< HEAD
   mount util-linux           # put an administrator's policy in place for one process
-=======
   clang-19 libc++-19-dev libc++abi-19-dev # compile what macOS compiles
->>>>>>> ec869c7 (The application starts on macOS 14 and newer; a check as on macOS and a rehearsal of its build)
   xvfb dbus-daemon libx11-dev libxtst-dev # a display, a session bus, keys and clicks
 )
 corpus=(default-jdk-headless) # its validator of XML signatures; half a gigabyte

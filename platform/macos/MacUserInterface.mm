@@ -102,6 +102,7 @@ NSModalResponse runGuarded(::NSAlert* alert) {
     [NSEvent removeMonitor:monitor];
     [timer invalidate];
     return response;
+}
 
 /// In a fixed-width font; the view follows its last line as long as that is in sight.
 void appendText(::NSTextView* view, std::string_view text) {

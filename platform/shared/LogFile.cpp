@@ -59,7 +59,6 @@ int openOwnFile(const std::string& path) {
     return isPrivate ? descriptor : -1;
 }
 
-<<<<<<< HEAD
 } // namespace
 
 int openOwnLogFile(const std::string& path) {
@@ -72,10 +71,6 @@ int openOwnLogFile(const std::string& path) {
     return openOwnFile(path);
 }
 
-bool isOwnLogFile(const std::string& path) {
-    const int descriptor = openOwnLogFile(path);
-    return descriptor >= 0 && close(descriptor) == 0;
-=======
 bool redirectToOwnLogFile(int descriptor, const std::string& path) {
     const int file = openOwnLogFile(path);
     if (file < 0) {
@@ -84,7 +79,6 @@ bool redirectToOwnLogFile(int descriptor, const std::string& path) {
     const bool isRedirected = dup2(file, descriptor) == descriptor;
     close(file);
     return isRedirected;
->>>>>>> ec869c7 (The application starts on macOS 14 and newer; a check as on macOS and a rehearsal of its build)
 }
 
 } // namespace platform
