@@ -69,7 +69,7 @@ complain() {
 perform() {
   rm -f "$CALLS" "$STATE"/* "$QUILLET_LOG"
   status=0
-  env PATH="$work/tools:/usr/bin:/bin" "$@" "$tree/scripts/build-macos.sh" >"$work/output" 2>&1 || status=$?
+  env PATH="$work/tools:/usr/bin:/bin" "$@" "$tree/scripts/build-macos.sh" >"$work/output" 2>&1 </dev/null || status=$?
 }
 succeeds() {
   perform "$@"
@@ -139,6 +139,7 @@ fails 'signing .*Quillet.app failed' 'FAIL=codesign --force'
 fails 'verifying the signature failed' 'FAIL=codesign --verify'
 fails 'install: the log does not say' SAYS=nothing
 fails 'ended with 0 instead of 1' STATUS=0
+fails "may not press the alert's button" 'FAIL=osascript '
 fails 'packing failed' BUSY=9
 fails 'only a signed application' QUILLET_NOTARY_PROFILE=p
 fails 'notarising .*Quillet.app failed' 'FAIL=xcrun notarytool' QUILLET_SIGNING_IDENTITY=n \
