@@ -3,7 +3,6 @@
 #pragma once
 
 #include "platform/Application.h"
-#include "platform/Network.h"
 
 #include <chrono>
 #include <condition_variable>
