@@ -36,6 +36,8 @@ notices 'a binding that shadows another' ZqMacClient/ZqKeychainAccess.cpp \
   'ZqMacClient/ZqKeychainAccess\.cpp' 'shadows? a structured binding'
 notices 'a missing include' foundation/URLComponents.cpp '/<charconv>/d' \
   'foundation/URLComponents\.cpp' 'from_chars'
+notices 'an include that only macOS needs' tests/support/TemporaryFolder.h '/unistd\.h/d' \
+  'support/TemporaryFolder\.h' 'mkdtemp'
 notices 'a target that macOS does not have' tests/fuzz/CMakeLists.txt \
   's/(numeric_compare .*LIBRARIES ZqMacClientCore)/\1 OpenSSL::Crypto/' 'foundation/Utf8' 'OpenSSL::Crypto'
 notices 'a framework that is not linked' platform/macos/CMakeLists.txt \

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 
 /// A folder of its own, gone at the end.
 class TemporaryFolder {

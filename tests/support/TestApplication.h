@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/Application.h"
+#include "platform/Network.h"
 
 #include <chrono>
 #include <condition_variable>
