@@ -2,14 +2,15 @@
 #include "devserver/documents/XmlReading.h"
 
 #include "devserver/documents/XmlCanonicalText.h"
+#include "devserver/documents/XmlEncoding.h"
 #include "foundation/Handle.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <memory>
 
 #include <expat.h>
-#include <iconv.h>
 
 namespace devserver {
 
@@ -53,30 +54,20 @@ bool isNameOfXml(std::string_view text) {
            });
 }
 
-/// An encoding of single bytes that the parser does not know.
-int unknownEncoding(void*, const char* name, XML_Encoding* encoding) {
-    const iconv_t converter = iconv_open("UTF-32LE", name);
-    if (converter == reinterpret_cast<iconv_t>(-1)) {
+/// An encoding that the parser does not know by itself; it outlives the parsing in `owner`.
+int unknownEncoding(void* owner, const char* name, XML_Encoding* encoding) {
+    auto& known = *static_cast<std::unique_ptr<XmlEncoding>*>(owner);
+    known = XmlEncoding::of(name);
+    if (!known) {
         return XML_STATUS_ERROR;
     }
-    for (int byte = 0; byte < 256; ++byte) {
-        char in = static_cast<char>(byte);
-        unsigned char out[8] = {};
-        char* from = &in;
-        char* to = reinterpret_cast<char*>(out);
-        std::size_t fromLeft = 1;
-        std::size_t toLeft = 4;
-        const bool isCharacter
-            = iconv(converter, &from, &fromLeft, &to, &toLeft) == 0 && toLeft == 0;
-        encoding->map[byte] = isCharacter ? out[0] | out[1] << 8 | out[2] << 16 : -1;
-        iconv(converter, nullptr, nullptr, nullptr, nullptr);
-    }
-    iconv_close(converter);
-    encoding->data = nullptr;
-    encoding->convert = nullptr;
+    std::copy(known->meanings().begin(), known->meanings().end(), encoding->map);
+    encoding->data = known.get();
+    encoding->convert = [](void* data, const char* sequence) {
+        return static_cast<const XmlEncoding*>(data)->character(sequence);
+    };
     encoding->release = nullptr;
-    return encoding->map['<'] == '<' && encoding->map['A'] == 'A' ? XML_STATUS_OK
-                                                                  : XML_STATUS_ERROR;
+    return XML_STATUS_OK;
 }
 
 class Reader {
@@ -113,7 +104,7 @@ public:
                 static_cast<Reader*>(self)->refuse("the XML document has a document type; what it "
                                                    "means may change where it is read");
             });
-        XML_SetUnknownEncodingHandler(m_parser.get(), unknownEncoding, nullptr);
+        XML_SetUnknownEncodingHandler(m_parser.get(), unknownEncoding, &m_encoding);
     }
 
     std::optional<XmlReading> run(std::string& error) {
@@ -298,6 +289,7 @@ private:
     std::string_view m_xml;
     const XmlOptions& m_options;
     std::optional<std::size_t> m_without;
+    std::unique_ptr<XmlEncoding> m_encoding;
     Handle<std::remove_pointer_t<XML_Parser>, XML_ParserFree> m_parser;
     XmlCanonicalText m_canonical;
     XmlReading m_result;

@@ -41,10 +41,12 @@ std::string signedPdfOf(std::string_view pdf, const PdfOptions& options) {
 
 void expectSamePictures(
     std::string_view before, std::string_view after, const std::string& password) {
-    EXPECT_NE(pictures(Renderer::poppler, before, password), noPictures);
     for (const Renderer renderer : {Renderer::poppler, Renderer::mupdf}) {
         const std::string shown = pictures(renderer, before, password);
-        if (shown != noPictures) { // not every program forgives everything
+        if (renderer == Renderer::poppler) { // mupdf does not forgive everything
+            EXPECT_NE(shown, noPictures);
+        }
+        if (shown != noPictures) {
             EXPECT_EQ(pictures(renderer, after, password), shown);
         }
     }
