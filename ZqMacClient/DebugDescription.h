@@ -3,18 +3,19 @@
 #pragma once
 
 #include "foundation/JsonValue.h"
+#include "foundation/TextPieces.h"
 #include "platform/Types.h"
 
-#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-/// A log line under construction. Long texts are referred to, not copied; they must outlive it.
+/// A log line under construction. It holds all that it is given: long texts of JSON values together
+/// with their other holders, everything else as copies.
 class LogLine {
 public:
     LogLine& add(std::string_view text);
+    LogLine& addText(const JsonText& text);
     LogLine& addOptional(const std::optional<JsonValue>& value);
     /// Quoted.
     LogLine& addOptional(const std::optional<std::string>& text);
@@ -27,13 +28,7 @@ public:
     void write();
 
 private:
-    void addQuoted(std::string_view text);
-    void addObject(const JsonObject& object);
-    void addArray(const JsonArray& array);
-    void endShortText();
-
-    std::deque<std::string> m_shortTexts{std::string()};
-    std::vector<std::string_view> m_pieces;
+    TextPieces m_text;
 };
 
 template <typename Ref>

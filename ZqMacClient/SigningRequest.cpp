@@ -26,29 +26,29 @@ const JsonObject& signingPayload(const ZqMessage& message) {
     return *payload;
 }
 
-const std::string& requiredText(
+const JsonText& requiredText(
     const JsonObject& payload, std::string_view key, const char* detailsWhenMissing) {
-    const std::string* text = optionalText(payload, key);
+    const JsonText* text = optionalText(payload, key);
     if (text == nullptr) {
         ZqError(malformed, detailsWhenMissing).showAndExit();
     }
     return *text;
 }
 
-const std::string* optionalText(const JsonObject& payload, std::string_view key) {
+const JsonText* optionalText(const JsonObject& payload, std::string_view key) {
     const JsonValue* value = payload.find(key);
     if (value == nullptr) {
         return nullptr;
     }
-    const auto* text = value->as<std::string>();
+    const auto* text = value->as<JsonText>();
     if (text == nullptr) {
         fatalError("\"" + std::string(key) + "\" of a signing command is not text");
     }
     return text;
 }
 
-const std::string& signatureAlgorithmOf(const JsonObject& payload) {
-    const std::string* algorithm = optionalText(payload, "signatureAlgorithm");
+const JsonText& signatureAlgorithmOf(const JsonObject& payload) {
+    const JsonText* algorithm = optionalText(payload, "signatureAlgorithm");
     if (algorithm == nullptr) {
         fatalError("a signing command has no \"signatureAlgorithm\"");
     }
@@ -56,18 +56,18 @@ const std::string& signatureAlgorithmOf(const JsonObject& payload) {
 }
 
 const ZqCertificate& signingCertificate(
-    const std::vector<ZqCertificate>& certificates, const std::string& digest) {
+    const std::vector<ZqCertificate>& certificates, std::string_view digest) {
     const auto found = std::find_if(certificates.begin(), certificates.end(),
         [&](const ZqCertificate& certificate) { return certificate.certificateDigest == digest; });
     if (found == certificates.end()) {
-        ZqError("Signing certificate not found in user keychain", "Certificate digest: " + digest)
+        ZqError("Signing certificate not found in user keychain",
+            "Certificate digest: " + std::string(digest))
             .showAndExit();
     }
     return *found;
 }
 
-Bytes signingDigest(
-    const ZqKeychainAccess& keychain, BytesView data, const std::string& algorithm) {
+Bytes signingDigest(const ZqKeychainAccess& keychain, BytesView data, std::string_view algorithm) {
     if (algorithm == "SHA256withRSA") {
         const auto digest = keychain.sha256(data);
         return {digest.begin(), digest.end()};

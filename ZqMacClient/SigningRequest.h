@@ -18,21 +18,21 @@ const JsonObject& signingPayload(const ZqMessage& message);
 
 /// The text under `key`; ends the process with an alert of the given details when the key is
 /// missing, by a fatal error when the value is not text.
-const std::string& requiredText(
+const JsonText& requiredText(
     const JsonObject& payload, std::string_view key, const char* detailsWhenMissing);
 
 /// The text under `key`, or null when the key is missing; a fatal error when it is not text.
-const std::string* optionalText(const JsonObject& payload, std::string_view key);
+const JsonText* optionalText(const JsonObject& payload, std::string_view key);
 
 /// The algorithm's name; a fatal error when it is missing or not text.
-const std::string& signatureAlgorithmOf(const JsonObject& payload);
+const JsonText& signatureAlgorithmOf(const JsonObject& payload);
 
 /// The first certificate with this digest; ends the process with an alert when there is none.
 const ZqCertificate& signingCertificate(
-    const std::vector<ZqCertificate>& certificates, const std::string& digest);
+    const std::vector<ZqCertificate>& certificates, std::string_view digest);
 
 /// SHA-256 for "SHA256withRSA", SHA-1 for any other name.
-Bytes signingDigest(const ZqKeychainAccess& keychain, BytesView data, const std::string& algorithm);
+Bytes signingDigest(const ZqKeychainAccess& keychain, BytesView data, std::string_view algorithm);
 
 /// Base64 of the bytes, or null.
 JsonValue base64OrNull(const std::optional<Bytes>& bytes);

@@ -49,12 +49,13 @@ void ZqClient::stompClientDidConnect(CRVStompClient* client) {
 }
 
 void ZqClient::messageReceived(
-    CRVStompClient* client, std::optional<std::string> body, const stomp::Headers&) {
+    CRVStompClient* client, std::optional<OwnedText> body, const stomp::Headers&) {
     if (!body) {
         fatalError("a message has no body");
     }
-    ZqLogPrivacy::addText(LogLine().add("STOMP message received: "), *body).write();
-    const auto message = ZqMessage::initWithBody(std::move(*body));
+    JudgedText text(*std::move(body));
+    ZqLogPrivacy::log("STOMP message received: ", text);
+    const auto message = ZqMessage::initWithBody(std::move(text));
     NSLog("Processing command: ", message->command());
     dispatch(client, *message);
 }
@@ -95,7 +96,7 @@ void ZqClient::send(CRVStompClient* service, const ZqMessage* message) {
     line.add("Sending message: ").add(message->command()).add(" ");
     ZqLogPrivacy::addPayload(line, message->payload()).add(" ");
     ZqLogPrivacy::addPayload(line, message->requestId()).write();
-    std::optional<std::string> body = message->getBody();
+    std::optional<TextPieces> body = message->getBody();
     if (service == nullptr || !m_roomId) {
         fatalError("a message needs a connection and a room to go to");
     }

@@ -41,7 +41,7 @@ public:
     void stompClientDidDisconnect(CRVStompClient* client) override;
     void serverDidSendError(CRVStompClient* client, std::optional<std::string> message,
         std::optional<std::string> details) override;
-    void messageReceived(CRVStompClient* client, std::optional<std::string> body,
+    void messageReceived(CRVStompClient* client, std::optional<OwnedText> body,
         const stomp::Headers& headers) override;
 
 private:

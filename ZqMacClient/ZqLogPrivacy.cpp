@@ -10,20 +10,21 @@ constexpr std::size_t longestName = 64; // of a member, which is shown
 
 bool isLogRedacted = false;
 
-const std::string* textOf(const JsonValue& value) {
-    return value.as<std::string>();
+const JsonText* textOf(const JsonValue& value) {
+    return value.as<JsonText>();
 }
 
 void addRedacted(LogLine& line, const JsonValue& value) {
-    if (const std::string* text = textOf(value)) {
-        line.add(ZqLogPrivacy::summary(*text));
+    if (const JsonText* text = textOf(value)) {
+        line.add(ZqLogPrivacy::summary(text->view()));
     } else if (const auto* number = value.as<JsonNumber>()) {
-        line.add(ZqLogPrivacy::summary(number->literal));
+        line.add(ZqLogPrivacy::summary(number->literal.view()));
     } else if (const auto* object = value.as<JsonObject>()) {
         const char* separator = "{";
         for (const auto& [name, member] : object->members()) {
-            line.add(separator).add(
-                name.size() > longestName ? ZqLogPrivacy::summary(name) : '"' + name + '"');
+            line.add(separator).add(name.size() > longestName
+                    ? ZqLogPrivacy::summary(name.view())
+                    : '"' + std::string(name.view()) + '"');
             addRedacted(line.add(":"), member);
             separator = ",";
         }
@@ -51,8 +52,16 @@ std::string ZqLogPrivacy::summary(std::string_view text) {
         + hexEncodedString(platform::current().system().CC_SHA256(bytesOf(text))) + ">";
 }
 
-LogLine& ZqLogPrivacy::addText(LogLine& line, std::string_view text) {
-    return isLogRedacted ? line.add(summary(text)) : line.add(text);
+void ZqLogPrivacy::log(std::string_view label, const JudgedText& text) {
+    if (isLogRedacted) {
+        platform::NSLog(label, summary(text.view()));
+    } else {
+        platform::NSLog(label, text.clean(), text.rest());
+    }
+}
+
+LogLine& ZqLogPrivacy::addText(LogLine& line, const JsonText& text) {
+    return isLogRedacted ? line.add(summary(text.view())) : line.addText(text);
 }
 
 LogLine& ZqLogPrivacy::addPayload(LogLine& line, const std::optional<JsonValue>& payload) {
@@ -64,9 +73,9 @@ LogLine& ZqLogPrivacy::addPayload(LogLine& line, const std::optional<JsonValue>&
 }
 
 LogLine& ZqLogPrivacy::addOptionalText(LogLine& line, const JsonValue& value) {
-    const std::string* const text = textOf(value);
+    const JsonText* const text = textOf(value);
     if (!isLogRedacted || text == nullptr) {
         return line.addOptionalText(value);
     }
-    return line.add("Optional(").add(summary(*text)).add(")");
+    return line.add("Optional(").add(summary(text->view())).add(")");
 }

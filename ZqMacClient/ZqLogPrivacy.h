@@ -12,8 +12,9 @@ class ZqLogPrivacy {
 public:
     static void setRedacted(bool isRedacted);
 
-    /// A whole text, not quoted.
-    static LogLine& addText(LogLine& line, std::string_view text);
+    /// A line of a label and a whole text, not quoted.
+    static void log(std::string_view label, const JudgedText& text);
+    static LogLine& addText(LogLine& line, const JsonText& text);
     /// In redacted lines the names of members remain, and of their values those without content.
     static LogLine& addPayload(LogLine& line, const std::optional<JsonValue>& payload);
     /// A text in quotes, or nil for any other value.

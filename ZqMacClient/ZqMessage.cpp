@@ -13,25 +13,25 @@ using platform::fatalError;
 
 namespace {
 
-/// The text without its last character, which may take several bytes. The body of a frame ends in
-/// NUL, which joins no character before it (UAX #29, GB4 and GB5): the last code point is all of
-/// it.
-std::string_view withoutLastCharacter(std::string_view text) {
+/// The bytes of the last character, which may be several. The body of a frame ends in NUL, which
+/// joins no character before it (UAX #29, GB4 and GB5): the last code point is all of it.
+std::size_t lastCharacterLength(std::string_view text) {
     if (text.empty()) {
         fatalError("the body of a message is empty");
     }
-    while (text.size() > 1 && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80) {
-        text.remove_suffix(1);
+    std::size_t length = 1;
+    while (length < text.size()
+        && (static_cast<unsigned char>(text[text.size() - length]) & 0xC0) == 0x80) {
+        ++length;
     }
-    text.remove_suffix(1);
-    return text;
+    return length;
 }
 
-JsonObject readEnvelope(std::string_view text) {
-    if (!isUtf8(text)) {
+JsonObject readEnvelope(JudgedText text) {
+    if (!isUtf8(text.rest())) {
         fatalError("the body of a message cannot be encoded as UTF-8");
     }
-    JsonReadResult result = readJson(text);
+    JsonReadResult result = readJson(std::move(text));
     if (!result.value) {
         ZqError("Error parsing server message", result.errorDescription).showAndExit();
     }
@@ -51,13 +51,14 @@ ZqMessage::ZqMessage(
     , m_requestId(std::move(requestId)) {
 }
 
-std::unique_ptr<const ZqMessage> ZqMessage::initWithBody(std::string body) {
-    JsonObject envelope = readEnvelope(withoutLastCharacter(body));
+std::unique_ptr<const ZqMessage> ZqMessage::initWithBody(JudgedText body) {
+    body.removeSuffix(lastCharacterLength(body.view()));
+    JsonObject envelope = readEnvelope(std::move(body));
     std::optional<JsonValue> command = envelope.take("command");
     if (!command) {
         ZqError("Malformed server message received", "Message command missing").showAndExit();
     }
-    std::string* name = command->as<std::string>();
+    const JsonText* name = command->as<JsonText>();
     if (name == nullptr) {
         fatalError("the command of a message is not text");
     }
@@ -67,12 +68,12 @@ std::unique_ptr<const ZqMessage> ZqMessage::initWithBody(std::string body) {
         requestId = JsonValue("");
     }
     return std::make_unique<const ZqMessage>(
-        std::move(*name), std::move(payload), std::move(requestId));
+        std::string(name->view()), std::move(payload), std::move(requestId));
 }
 
-std::optional<std::string> ZqMessage::getBody() const {
+std::optional<TextPieces> ZqMessage::getBody() const {
     const JsonValue command(m_command);
-    JsonWriteResult result = writeJsonObject({
+    JsonWritten<TextPieces> result = writeJsonObject({
         {"command", &command},
         {"payload", m_payload ? &*m_payload : nullptr},
         {"requestId", m_requestId ? &*m_requestId : nullptr},

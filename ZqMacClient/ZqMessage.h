@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "foundation/CleanText.h"
 #include "foundation/JsonValue.h"
+#include "foundation/TextPieces.h"
 
 #include <memory>
 #include <optional>
@@ -15,7 +17,7 @@ public:
 
     /// Reads the body of a received frame, JSON text followed by one further character. What is no
     /// envelope ends the process; in that case nothing is returned.
-    static std::unique_ptr<const ZqMessage> initWithBody(std::string body);
+    static std::unique_ptr<const ZqMessage> initWithBody(JudgedText body);
 
     const std::string& command() const { return m_command; }
     /// Absent when the envelope had no such key; a JSON null is present.
@@ -23,8 +25,9 @@ public:
     /// The server's correlation value, never interpreted.
     const std::optional<JsonValue>& requestId() const { return m_requestId; }
 
-    /// The envelope as compact JSON text; what cannot be written ends the process.
-    std::optional<std::string> getBody() const;
+    /// The envelope as compact JSON text, whose long texts are those of the values; what cannot be
+    /// written ends the process.
+    std::optional<TextPieces> getBody() const;
 
 private:
     std::string m_command;

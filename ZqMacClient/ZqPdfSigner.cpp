@@ -21,14 +21,16 @@ void ZqPdfSigner::signPdf(
     }
     ZqLogPrivacy::addPayload(LogLine().add("Signing PDF: "), message->payload()).write();
     const JsonObject& payload = signingPayload(*message);
-    const std::string& digest
+    const JsonText& digest
         = requiredText(payload, "certificateDigest", "Certificate digest missing");
-    auto bytesToSign = base64Decoded(requiredText(payload, "bytesToSign", "PDF bytes to sign"));
-    std::optional<Bytes> pdfToSign;
-    if (const std::string* text = optionalText(payload, "pdfToSign")) {
-        pdfToSign = base64Decoded(*text);
+    auto bytesToSign
+        = base64Decoded(requiredText(payload, "bytesToSign", "PDF bytes to sign").view());
+    // Only its text is needed: decoding and encoding it again gives this one.
+    std::optional<JsonText> pdfToSign;
+    if (const JsonText* text = optionalText(payload, "pdfToSign")) {
+        pdfToSign = base64Canonical(*text);
     }
-    const std::string& algorithm = signatureAlgorithmOf(payload);
+    const std::string algorithm(signatureAlgorithmOf(payload).view());
 
     ZqConsent* const consent = client == nullptr ? nullptr : client->consent();
     if (consent != nullptr) {
@@ -36,7 +38,7 @@ void ZqPdfSigner::signPdf(
     }
     const ZqKeychainAccess keychain;
     const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
-    const ZqCertificate& certificate = signingCertificate(certificates, digest);
+    const ZqCertificate& certificate = signingCertificate(certificates, digest.view());
     LogLine().add("bytesToSign: ").addOptional(bytesToSign).write();
     NSLog("privateKey: ", debugDescription(certificate.privateKeyRef));
     NSLog("signatureAlgorithm: ", algorithm);
@@ -53,14 +55,11 @@ void ZqPdfSigner::signPdf(
     ZqLogPrivacy::addOptionalText(LogLine().add("PDF successfully signed: "), signatureText)
         .write();
 
-    JsonValue document = base64OrNull(pdfToSign);
-    // Tens of megabytes that are needed no more.
-    bytesToSign.reset();
-    pdfToSign.reset();
+    bytesToSign.reset(); // may be tens of megabytes
     JsonObject answer;
     answer.add("signature", std::move(signatureText));
     answer.add("certificate", certificateText(certificate));
-    answer.add("pdfToSign", std::move(document));
+    answer.add("pdfToSign", pdfToSign ? JsonValue(*pdfToSign) : JsonValue(nullptr));
     answer.add("requestId", requestIdValue(*message));
     const ZqMessage response("SIGN_PDF_RESPONSE", std::move(answer), message->requestId());
     if (client == nullptr) {

@@ -30,7 +30,7 @@ std::string quoted(std::string_view text) {
 template <typename Rule, std::size_t count>
 Problem chooseRule(
     const JsonValue& value, const std::pair<std::string_view, Rule> (&rules)[count], Rule& chosen) {
-    const auto* text = value.as<std::string>();
+    const auto* text = value.as<JsonText>();
     std::string words;
     for (const auto& [word, rule] : rules) {
         if (text != nullptr && *text == word) {
@@ -59,12 +59,12 @@ Problem readServers(const JsonValue& value, std::optional<ZqServerList>& list) {
     }
     list.emplace();
     for (const JsonValue& element : *array) {
-        const auto* text = element.as<std::string>();
+        const auto* text = element.as<JsonText>();
         if (text == nullptr) {
             return "holds what is not text";
         }
-        if (const Problem problem = list->add(*text)) {
-            return "holds " + quoted(*text) + ": " + *problem;
+        if (const Problem problem = list->add(std::string(text->view()))) {
+            return "holds " + quoted(text->view()) + ": " + *problem;
         }
     }
     return std::nullopt;
@@ -77,8 +77,9 @@ std::optional<unsigned> wholeNumber(const JsonValue& value) {
         return std::nullopt;
     }
     unsigned result = 0;
-    const char* const end = number->literal.data() + number->literal.size();
-    const auto [parsed, error] = std::from_chars(number->literal.data(), end, result);
+    const std::string_view literal = number->literal.view();
+    const char* const end = literal.data() + literal.size();
+    const auto [parsed, error] = std::from_chars(literal.data(), end, result);
     return error == std::errc() && parsed == end ? std::optional(result) : std::nullopt;
 }
 
@@ -111,12 +112,13 @@ ZqPolicy::Reading ZqPolicy::read(std::string_view text) {
     ZqPolicy policy;
     std::set<std::string_view> keys;
     for (const auto& [key, value] : object->members()) {
-        Problem problem = keys.insert(key).second ? std::nullopt : Problem("stands there twice");
+        Problem problem
+            = keys.insert(key.view()).second ? std::nullopt : Problem("stands there twice");
         if (!problem) {
-            problem = policy.add(key, value);
+            problem = policy.add(std::string(key.view()), value);
         }
         if (problem) {
-            return {std::nullopt, quoted(key) + " " + *problem + "."};
+            return {std::nullopt, quoted(key.view()) + " " + *problem + "."};
         }
     }
     return {std::move(policy), {}};

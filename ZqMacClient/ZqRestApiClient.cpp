@@ -22,8 +22,8 @@ struct Outcome {
 
 /// The printed form of a value in an error text: a text as it stands.
 std::string printed(const JsonValue& value) {
-    if (const auto* text = value.as<std::string>()) {
-        return *text;
+    if (const auto* text = value.as<JsonText>()) {
+        return std::string(text->view());
     }
     return value.isNull() ? "<null>" : writeJson(value).text.value_or(std::string());
 }
@@ -65,8 +65,8 @@ void readAnswer(std::string_view data, const std::string& actionText, Outcome& o
         return;
     }
     const JsonValue* value = object->find("value");
-    if (const auto* text = value == nullptr ? nullptr : value->as<std::string>()) {
-        outcome.value = *text;
+    if (const auto* text = value == nullptr ? nullptr : value->as<JsonText>()) {
+        outcome.value = text->view();
     }
 }
 

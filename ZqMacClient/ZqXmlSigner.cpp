@@ -20,25 +20,24 @@ void ZqXmlSigner::signXml(
     }
     ZqLogPrivacy::addPayload(LogLine().add("Signing XML document: "), message->payload()).write();
     const JsonObject& payload = signingPayload(*message);
-    const std::string& digest
+    const JsonText& digest
         = requiredText(payload, "certificateDigest", "Certificate digest missing");
-    const std::string& signedInfo
-        = requiredText(payload, "xmlSignedInfo", "XML signed info missing");
-    const std::string& algorithm = signatureAlgorithmOf(payload);
+    const JsonText& signedInfo = requiredText(payload, "xmlSignedInfo", "XML signed info missing");
+    const std::string algorithm(signatureAlgorithmOf(payload).view());
     ZqLogPrivacy::addText(LogLine().add("xmlSignedInfo: "), signedInfo).write();
 
     ZqConsent* const consent = client == nullptr ? nullptr : client->consent();
     if (consent != nullptr) {
-        consent->beforeSigning(bytesOf(signedInfo), algorithm);
+        consent->beforeSigning(bytesOf(signedInfo.view()), algorithm);
     }
     const ZqKeychainAccess keychain;
     const auto certificates = keychain.listCertificates(/*withRawValues=*/true);
-    const ZqCertificate& certificate = signingCertificate(certificates, digest);
+    const ZqCertificate& certificate = signingCertificate(certificates, digest.view());
     if (consent != nullptr) {
-        consent->beforeSignature(certificate, bytesOf(signedInfo));
+        consent->beforeSignature(certificate, bytesOf(signedInfo.view()));
     }
     // Byte for byte as received: no canonicalisation, no trimming.
-    const Bytes signedInfoDigest = signingDigest(keychain, bytesOf(signedInfo), algorithm);
+    const Bytes signedInfoDigest = signingDigest(keychain, bytesOf(signedInfo.view()), algorithm);
     LogLine()
         .add("xmlSignedInfo digest: ")
         .addOptional(std::optional(base64Encoded(signedInfoDigest)))

@@ -112,6 +112,23 @@ void addFrames(Table& table, const std::string& text) {
         const std::string wire
             = *stomp::encodeHead("MESSAGE", headers, stomp::Version::v1_2) + text + '\0';
         table.add(
+            "decode frame of " + size + " in one memory" + (hasLength ? "" : ", without length"),
+            [wire = std::make_shared<std::string>(wire)] {
+                constexpr std::size_t pieceSize = 256 * kibi;
+                stomp::FrameDecoder decoder;
+                stomp::Frame frame;
+                OwnedText rest(wire, wire->data(), wire->size());
+                OwnedText body;
+                while (!rest.empty()) {
+                    OwnedText piece = rest.takePrefix(std::min(rest.size(), pieceSize));
+                    benchmark::DoNotOptimize(decoder.decode(piece, frame, body));
+                }
+                if (body.empty()) {
+                    std::abort();
+                }
+            },
+            "memcpy", copyOf(text));
+        table.add(
             "decode frame of " + size + (hasLength ? "" : " without content-length"),
             [wire] {
                 constexpr std::size_t pieceSize = 16 * kibi; // as they come from the network
@@ -172,9 +189,9 @@ void addLog(Table& table, const std::string& text) {
         };
     };
     table.add("log line of " + sizeText(text.size()),
-        truncating([&text, system = platform::LinuxSystem(0, nullptr)]() mutable {
-            const std::string_view pieces[] = {"Signing PDF: ", text};
-            system.NSLog(pieces);
+        truncating([&text, system = std::make_shared<platform::LinuxSystem>(0, nullptr)] {
+            const platform::LogPiece pieces[] = {"Signing PDF: ", text};
+            system->NSLog(pieces);
         }),
         "write to the same file", truncating([&text] {
             if (write(STDERR_FILENO, text.data(), text.size()) < 0) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/Base64.h"
 
+#include "foundation/ByteBlocks.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -50,6 +52,14 @@ std::uint32_t groupOf(const char* text) {
 std::uint64_t numberOf(const std::uint8_t* bytes) {
     const auto at = [&](int i) { return std::uint64_t{bytes[i]} << (56 - 8 * i); };
     return at(0) | at(1) | at(2) | at(3) | at(4) | at(5) | at(6) | at(7);
+}
+
+/// Of a character, or of each of a block.
+template <typename Character>
+auto isInAlphabet(Character c) {
+    const auto letter = c | std::uint8_t{0x20}; // lower case
+    return ((letter >= std::uint8_t{'a'}) & (letter <= std::uint8_t{'z'}))
+        | ((c >= std::uint8_t{'/'}) & (c <= std::uint8_t{'9'})) | (c == std::uint8_t{'+'});
 }
 
 void writePair(char* out, std::uint64_t twelveBits) {
@@ -113,4 +123,20 @@ std::optional<Bytes> base64Decoded(std::string_view text) {
         return std::nullopt;
     }
     return data;
+}
+
+std::optional<JsonText> base64Canonical(const JsonText& text) {
+    if (text.size() % 4 != 0) {
+        return std::nullopt;
+    }
+    // All groups but the last hold no padding and no unused bits.
+    const std::size_t before = text.size() - std::min<std::size_t>(text.size(), 4);
+    const std::string_view groups = text.view().substr(0, before);
+    const std::string_view last = text.view().substr(before);
+    const std::optional<Bytes> end = base64Decoded(last);
+    if (!end || lengthWithout(groups, [](auto c) { return !isInAlphabet(c); }) != before) {
+        return std::nullopt;
+    }
+    const std::string canonicalEnd = base64Encoded(*end);
+    return canonicalEnd == last ? text : JsonText(std::string(groups) + canonicalEnd);
 }

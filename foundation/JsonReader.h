@@ -6,14 +6,13 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 /// Nested objects and arrays are read up to this depth.
 inline constexpr std::size_t jsonMaximumDepth = 512;
 
-/// More values than this are refused: each takes many times the memory that its text does, and the
-/// text may come from anybody.
-inline constexpr std::size_t jsonMaximumValues = std::size_t{1} << 20;
+/// A text whose values would take more memory than this, in bytes, besides its own is refused: a
+/// value may take fifty times the memory that its text does, and the text may come from anybody.
+inline constexpr std::size_t jsonMemoryLimit = std::size_t{1} << 30;
 
 struct JsonReadResult {
     std::optional<JsonValue> value;
@@ -21,4 +20,5 @@ struct JsonReadResult {
 };
 
 /// Reads UTF-8 JSON text whose top level is an object or an array; a byte order mark is skipped.
-JsonReadResult readJson(std::string_view text);
+/// Texts and numbers stay where they are: the memory of `text` is theirs from now on.
+JsonReadResult readJson(JudgedText text, std::size_t memoryLimit = jsonMemoryLimit);

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/JsonValue.h"
 
+#include "foundation/JsonEscapes.h"
+#include "foundation/Utf8.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -16,6 +19,23 @@ JsonNumber numberOf(T value) {
 
 } // namespace
 
+JsonText::JsonText(std::string text)
+    : m_text(isUtf8(text) ? std::move(text) : utf8Repaired(text)) {
+    m_contents = jsonPlainPrefixLength(view()) == view().size() ? Contents::plain
+        : view().find('\0') == std::string_view::npos           ? Contents::withEscapes
+                                                                : Contents::withNul;
+}
+
+std::optional<CleanText> JsonText::clean() const {
+    return m_contents == Contents::withNul ? std::nullopt : std::optional(CleanText(view()));
+}
+
+JsonText JsonText::escaped() const {
+    std::string text;
+    appendJsonEscaped(text, view());
+    return {std::move(text), Contents::withEscapes};
+}
+
 JsonObject::JsonObject(std::initializer_list<Member> members)
     : m_members(members) {
 }
@@ -26,7 +46,7 @@ const JsonValue* JsonObject::find(std::string_view name) const {
     return found == m_members.rend() ? nullptr : &found->second;
 }
 
-void JsonObject::add(std::string name, JsonValue value) {
+void JsonObject::add(JsonText name, JsonValue value) {
     m_members.emplace_back(std::move(name), std::move(value));
 }
 

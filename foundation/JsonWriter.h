@@ -3,30 +3,32 @@
 #pragma once
 
 #include "foundation/JsonValue.h"
+#include "foundation/TextPieces.h"
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-struct JsonWriteResult {
-    std::optional<std::string> text; // UTF-8
+template <typename Text>
+struct JsonWritten {
+    std::optional<Text> text; // UTF-8
     std::string errorDescription; // when there is no text
 };
 
-/// Fails on a number that is not finite. Text that is not UTF-8 is repaired with U+FFFD.
+using JsonWriteResult = JsonWritten<std::string>;
+
+/// Fails on a number that is not finite.
 JsonWriteResult writeJson(const JsonValue& value);
 
 /// A member of an object that is written without being built; an absent value is written as null.
 struct JsonMemberView {
-    std::string_view name;
+    JsonText name;
     const JsonValue* value;
 };
 
-/// Writes an object of these members. Large values are not copied into one first.
-JsonWriteResult writeJsonObject(std::initializer_list<JsonMemberView> members);
+/// Writes an object of these members. Long texts are not copied.
+JsonWritten<TextPieces> writeJsonObject(std::initializer_list<JsonMemberView> members);
 
-/// The length of the part at the start of `text` that JSON text takes as it stands.
-std::size_t jsonPlainPrefixLength(std::string_view text);
-
-/// Appends the escape of one character that JSON text cannot hold as it stands.
-void appendJsonEscape(std::string& out, char c);
+/// Appends the text of a value. False when it holds a number that is not finite, which then stands
+/// in `out` all the same.
+bool appendJson(TextPieces& out, const JsonValue& value);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/Utf8.h"
 
+#include "foundation/ByteBlocks.h"
+
 #include <cstdint>
 
 namespace {
@@ -43,32 +45,20 @@ Sequence readSequence(std::string_view text) {
     return {length, true};
 }
 
-/// Whether a block of bytes is ASCII. It looks at all of them, which compilers turn into a few
-/// vector instructions.
-template <std::size_t size>
-bool isAsciiBlock(const char* block) {
-    std::uint8_t seen = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-        seen = static_cast<std::uint8_t>(seen | static_cast<std::uint8_t>(block[i]));
-    }
-    return seen < 0x80;
-}
-
-template <std::size_t size>
-std::size_t asciiBlocksLength(std::string_view text) {
-    std::size_t length = 0;
-    while (length + size <= text.size() && isAsciiBlock<size>(text.data() + length)) {
-        length += size;
-    }
-    return length;
-}
-
-/// The number of ASCII bytes at the start.
-std::size_t asciiPrefixLength(std::string_view text) {
-    std::size_t length = asciiBlocksLength<64>(text);
-    length += asciiBlocksLength<16>(text.substr(length));
-    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) {
-        ++length;
+/// The length of the longest well-formed beginning. `asciiLength` gives the length of the ASCII
+/// beginning of a text, or of a part of it that ends at a byte which shall end the whole.
+template <typename AsciiLength>
+std::size_t prefixLength(std::string_view text, AsciiLength asciiLength) {
+    std::size_t length = asciiLength(text);
+    while (length < text.size() && static_cast<unsigned char>(text[length]) >= 0x80) {
+        const Sequence sequence = readSequence(text.substr(length));
+        if (!sequence.wellFormed) {
+            break;
+        }
+        length += sequence.length;
+        if (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) {
+            length += asciiLength(text.substr(length));
+        }
     }
     return length;
 }
@@ -76,16 +66,16 @@ std::size_t asciiPrefixLength(std::string_view text) {
 } // namespace
 
 std::size_t utf8PrefixLength(std::string_view text) {
-    std::size_t length = asciiPrefixLength(text);
-    while (length < text.size()) {
-        const Sequence sequence = readSequence(text.substr(length));
-        if (!sequence.wellFormed) {
-            break;
-        }
-        length += sequence.length;
-        length += asciiPrefixLength(text.substr(length));
-    }
-    return length;
+    return prefixLength(text, [](std::string_view rest) {
+        return lengthWithout(rest, [](auto byte) { return byte >= std::uint8_t{0x80}; });
+    });
+}
+
+std::size_t utf8PrefixLengthWithoutNul(std::string_view text) {
+    return prefixLength(text, [](std::string_view rest) {
+        return lengthWithout(rest,
+            [](auto byte) { return (byte >= std::uint8_t{0x80}) | (byte == std::uint8_t{0}); });
+    });
 }
 
 bool isUtf8(std::string_view text) {

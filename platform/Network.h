@@ -2,6 +2,8 @@
 // The two things that the program asks of a network: an HTTPS data task and a secure WebSocket.
 #pragma once
 
+#include "foundation/SharedText.h"
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -61,8 +63,9 @@ public:
     virtual ~WebSocketDelegate() = default;
     /// `subprotocol` is the one that the server picked, or empty.
     virtual void webSocketDidOpen(const std::string& subprotocol) = 0;
-    /// Some bytes of a message. Messages are not told apart and may come in several pieces.
-    virtual void webSocketDidReceiveData(std::string data) = 0;
+    /// Some bytes of a message. Messages are not told apart and may come in several pieces. Pieces
+    /// of a large message may follow each other in one memory.
+    virtual void webSocketDidReceiveData(OwnedText data) = 0;
     /// The last event: refused, failed, lost or closed, with the cause in words.
     virtual void webSocketDidClose(const std::string& reason) = 0;
 };
@@ -74,7 +77,7 @@ public:
     virtual ~WebSocket() = default;
     /// Queues one text message, given in pieces. Never blocks; no effect after the close. While too
     /// much waits to be sent, nothing is received.
-    virtual void send(std::vector<std::string> pieces) = 0;
+    virtual void send(std::vector<SharedText> pieces) = 0;
     /// Replaces the timers, which count from now.
     virtual void setTimers(WebSocketTimers timers) = 0;
     /// Closes after what was queued before has gone out.

@@ -44,7 +44,7 @@ std::unique_ptr<Platform> makeNativePlatform(int argc, char** argv);
 /// Writes the parts as one log line.
 template <typename... Parts>
 void NSLog(const Parts&... parts) {
-    const std::string_view pieces[] = {std::string_view(parts)...};
+    const LogPiece pieces[] = {LogPiece(parts)...};
     current().system().NSLog(pieces);
 }
 

@@ -2,9 +2,11 @@
 // The system around the program: log, main bundle, arguments, versions, URL schemes, digests.
 #pragma once
 
+#include "foundation/CleanText.h"
 #include "platform/Types.h"
 
 #include <array>
+#include <concepts>
 #include <optional>
 #include <span>
 #include <string>
@@ -13,8 +15,27 @@
 
 namespace platform {
 
+/// A part of a log line. What is known to be clean is not looked at again.
+class LogPiece {
+public:
+    LogPiece(CleanText text)
+        : m_text(text.view())
+        , m_isClean(true) { }
+    template <typename Text>
+    requires std::convertible_to<const Text&, std::string_view> LogPiece(const Text& text)
+        : m_text(text) { }
+
+    std::string_view view() const { return m_text; }
+    /// Whether it is well-formed UTF-8 without NUL for certain.
+    bool isClean() const { return m_isClean; }
+
+private:
+    std::string_view m_text;
+    bool m_isClean = false;
+};
+
 /// A log line in pieces, so that a text of tens of megabytes is written without being copied.
-using LogText = std::span<const std::string_view>;
+using LogText = std::span<const LogPiece>;
 
 struct NSOperatingSystemVersion {
     long majorVersion = 0;

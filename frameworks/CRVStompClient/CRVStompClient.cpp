@@ -91,8 +91,8 @@ void CRVStompClient::subscribeToDestination(
     sendFrame("SUBSCRIBE", headers, {});
 }
 
-void CRVStompClient::sendMessage(std::optional<std::string> body, const std::string& destination) {
-    std::string text = std::move(body).value_or(std::string());
+void CRVStompClient::sendMessage(std::optional<TextPieces> body, const std::string& destination) {
+    TextPieces text = std::move(body).value_or(TextPieces());
     const stomp::Headers headers{
         {"destination", destination}, {"content-length", std::to_string(text.size())}};
     sendFrame("SEND", headers, std::move(text));
@@ -115,17 +115,17 @@ void CRVStompClient::webSocketDidOpen(const std::string&) {
     sendFrame("CONNECT", headers, {});
 }
 
-void CRVStompClient::webSocketDidReceiveData(std::string data) {
-    std::string_view input = data;
+void CRVStompClient::webSocketDidReceiveData(OwnedText data) {
     stomp::Frame frame;
+    OwnedText body;
     while (m_state == State::handshaking || m_state == State::connected) {
-        switch (m_decoder.decode(input, frame)) {
-        case stomp::FrameDecoder::Result::frame:
-            handleFrame(std::move(frame));
+        switch (m_decoder.decode(data, frame, body)) {
+        case stomp::MessageDecoder::Result::frame:
+            handleFrame(frame, std::move(body));
             break;
-        case stomp::FrameDecoder::Result::needMore:
+        case stomp::MessageDecoder::Result::needMore:
             return;
-        case stomp::FrameDecoder::Result::failed:
+        case stomp::MessageDecoder::Result::failed:
             disconnect("the server broke the STOMP protocol: " + m_decoder.error());
             return;
         }
@@ -136,9 +136,9 @@ void CRVStompClient::webSocketDidClose(const std::string& reason) {
     disconnect(reason);
 }
 
-void CRVStompClient::handleFrame(stomp::Frame frame) {
+void CRVStompClient::handleFrame(const stomp::Frame& frame, OwnedText body) {
     if (frame.command == "ERROR") {
-        handleError(std::move(frame));
+        handleError(frame, body.view().substr(0, body.size() - 1));
     } else if (m_state == State::handshaking) {
         if (frame.command == "CONNECTED") {
             handleConnected(frame);
@@ -147,8 +147,7 @@ void CRVStompClient::handleFrame(stomp::Frame frame) {
         }
     } else if (frame.command == "MESSAGE") {
         if (const auto delegate = m_delegate.lock()) {
-            frame.body.push_back('\0');
-            delegate->messageReceived(this, std::move(frame.body), frame.headers);
+            delegate->messageReceived(this, std::move(body), frame.headers);
         }
     } else if (frame.command == "RECEIPT") {
         const std::string* receiptId = frame.headers.find("receipt-id");
@@ -176,7 +175,7 @@ void CRVStompClient::handleConnected(const stomp::Frame& frame) {
     }
 }
 
-void CRVStompClient::handleError(stomp::Frame frame) {
+void CRVStompClient::handleError(const stomp::Frame& frame, std::string_view details) {
     const std::string* message = frame.headers.find("message");
     // The server must close after an ERROR; some never do, so nothing is awaited from it.
     m_state = State::disconnected;
@@ -184,12 +183,12 @@ void CRVStompClient::handleError(stomp::Frame frame) {
     if (const auto delegate = m_delegate.lock()) {
         delegate->serverDidSendError(this,
             message == nullptr ? std::nullopt : std::optional<std::string>(*message),
-            std::move(frame.body));
+            std::string(details));
     }
 }
 
 void CRVStompClient::sendFrame(
-    const std::string& command, const stomp::Headers& headers, std::string body) {
+    const std::string& command, const stomp::Headers& headers, TextPieces body) {
     if (m_state != (command == "CONNECT" ? State::handshaking : State::connected)) {
         NSLog("Not connected, STOMP frame not sent: ", command);
         return;
@@ -200,10 +199,11 @@ void CRVStompClient::sendFrame(
             + std::string(stomp::versionText(m_version)));
         return;
     }
-    std::vector<std::string> pieces;
-    pieces.push_back(std::move(*head));
-    pieces.push_back(std::move(body));
-    pieces.emplace_back(1, '\0');
+    std::vector<SharedText> pieces{std::move(*head)};
+    for (const auto& [text, clean] : std::move(body).take()) {
+        pieces.push_back(text);
+    }
+    pieces.emplace_back(std::string(1, '\0'));
     m_socket->send(std::move(pieces));
 }
 

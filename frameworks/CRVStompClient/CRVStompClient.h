@@ -2,8 +2,9 @@
 // A STOMP client (1.0, 1.1, 1.2) over a WebSocket of the platform.
 #pragma once
 
+#include "foundation/TextPieces.h"
 #include "frameworks/CRVStompClient/CRVStompClientDelegate.h"
-#include "frameworks/CRVStompClient/StompFrame.h"
+#include "frameworks/CRVStompClient/StompMessages.h"
 #include "platform/Network.h"
 
 #include <cstdint>
@@ -30,11 +31,11 @@ public:
     /// Starts to connect; nothing happens when that was done before.
     void connect();
     void subscribeToDestination(const std::string& destination, const HeaderDictionary& header);
-    /// Queues a SEND frame; the body is moved to the network. An absent body is sent as empty.
-    void sendMessage(std::optional<std::string> body, const std::string& destination);
+    /// Queues a SEND frame; the body goes to the network as it is. An absent body is sent as empty.
+    void sendMessage(std::optional<TextPieces> body, const std::string& destination);
 
     void webSocketDidOpen(const std::string& subprotocol) override;
-    void webSocketDidReceiveData(std::string data) override;
+    void webSocketDidReceiveData(OwnedText data) override;
     void webSocketDidClose(const std::string& reason) override;
 
 private:
@@ -44,10 +45,10 @@ private:
         std::optional<std::string> login, std::optional<std::string> passcode,
         std::weak_ptr<CRVStompClientDelegate> delegate, bool wss);
 
-    void handleFrame(stomp::Frame frame);
+    void handleFrame(const stomp::Frame& frame, OwnedText body);
     void handleConnected(const stomp::Frame& frame);
-    void handleError(stomp::Frame frame);
-    void sendFrame(const std::string& command, const stomp::Headers& headers, std::string body);
+    void handleError(const stomp::Frame& frame, std::string_view details);
+    void sendFrame(const std::string& command, const stomp::Headers& headers, TextPieces body);
     void disconnect(const std::string& reason);
     std::string address() const;
 
@@ -60,6 +61,6 @@ private:
     bool m_secure;
     State m_state = State::idle;
     stomp::Version m_version = stomp::Version::v1_2;
-    stomp::FrameDecoder m_decoder;
+    stomp::MessageDecoder m_decoder;
     std::shared_ptr<platform::WebSocket> m_socket;
 };

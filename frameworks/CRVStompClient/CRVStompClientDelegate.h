@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "foundation/SharedText.h"
 #include "frameworks/CRVStompClient/StompFrame.h"
 
 #include <optional>
@@ -22,7 +23,7 @@ public:
         = 0;
     /// A MESSAGE frame. The body ends in one further character, the frame's terminator.
     virtual void messageReceived(
-        CRVStompClient* client, std::optional<std::string> body, const stomp::Headers& headers)
+        CRVStompClient* client, std::optional<OwnedText> body, const stomp::Headers& headers)
         = 0;
 
     // Optional ones.

@@ -37,7 +37,10 @@ public:
         m_application.openURL(std::move(take));
     }
     void windowClosed() override { m_application.stop(EXIT_SUCCESS); }
-    void log(std::string_view line) override { m_system.NSLog({&line, 1}); }
+    void log(std::string_view line) override {
+        const LogPiece piece(line);
+        m_system.NSLog({&piece, 1});
+    }
 
 private:
     LinuxApplication& m_application;

@@ -141,13 +141,15 @@ void LinuxSystem::NSLog(LogText text) {
         parts.push_back({const_cast<char*>(part.data()), part.size()});
     };
     add(prefix);
-    for (const std::string_view piece : text) {
-        const std::string_view content = withoutTrailingNuls(piece);
+    for (const LogPiece& piece : text) {
+        const std::string_view content
+            = piece.isClean() ? piece.view() : withoutTrailingNuls(piece.view());
         if (!m_hasLogFile) {
             add(copies.emplace_back(displayableLine(content)));
             continue;
         }
-        const bool isSafe = content.find('\0') == std::string_view::npos && isUtf8(content);
+        const bool isSafe
+            = piece.isClean() || CleanText::beginningOf(content).view().size() == content.size();
         add(isSafe ? content : std::string_view(copies.emplace_back(logSafe(content))));
     }
     add("\n");
@@ -206,7 +208,7 @@ std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
     // A link must not start what somebody else puts there.
     if (const auto reason = whyNotTrusted(program)) {
         const std::string line = "No links are asked for, because " + *reason;
-        NSLog(std::array{std::string_view(line)});
+        NSLog(std::array{LogPiece(line)});
         return -1;
     }
     const ShellKind shell = isDesktopModuleThere() ? ShellKind::desktop : ShellKind::terminal;

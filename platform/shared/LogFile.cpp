@@ -11,8 +11,8 @@ namespace platform {
 
 std::string logLine(LogText text) {
     std::string line;
-    for (const std::string_view piece : text) {
-        line += piece;
+    for (const LogPiece& piece : text) {
+        line += piece.view();
     }
     std::erase(line, '\0');
     return line;

@@ -22,10 +22,15 @@ public:
         m_connection->close();
     }
 
-    void send(std::vector<std::string> pieces) override {
+    void send(std::vector<SharedText> pieces) override {
+        std::size_t size = 0;
+        for (const SharedText& piece : pieces) {
+            size += piece.size();
+        }
         std::string text;
-        for (const std::string& piece : pieces) {
-            text += piece;
+        text.reserve(size);
+        for (const SharedText& piece : pieces) {
+            text += piece.view();
         }
         m_connection->send(std::move(text));
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Base64, compared with OpenSSL's. Input: the bytes to encode, which are also a text to decode.
 #include "foundation/Base64.h"
+#include "foundation/Utf8.h"
 #include "tests/fuzz/FuzzTarget.h"
 
 #include <algorithm>
@@ -55,5 +56,12 @@ void fuzz::target(std::string_view input) {
     require(decoded.has_value() == isCanonical(input), "nothing but canonical text is decoded");
     if (decoded) {
         require(*decoded == decodedByOpenSsl(input), "both decode alike");
+    }
+    const bool isText = decoded.has_value() || isUtf8(input);
+    const auto canonical = isText ? base64Canonical(JsonText(std::string(input))) : std::nullopt;
+    require(canonical.has_value() == decoded.has_value(), "what decodes has a canonical text");
+    if (decoded) {
+        require(*canonical == base64Encoded(*decoded), "it is the one that encoding gives");
+        require(canonical->isPlain(), "it needs no escape");
     }
 }

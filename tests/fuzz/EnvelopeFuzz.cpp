@@ -19,7 +19,7 @@ void fuzz::target(std::string_view body) {
     }
     LogLine().addOptional(message->payload()).addOptional(message->requestId()).write();
 
-    const std::string written = *message->getBody();
+    const std::string written = message->getBody()->joined();
     const auto again = ZqMessage::initWithBody(written + '\0');
     require(again->command() == message->command(), "the command comes back");
     require(again->payload().has_value(), "a written envelope has a payload");

@@ -16,7 +16,7 @@ void fuzz::target(std::string_view body) {
     const std::string end = endOf([&] { value = ZqRestApiClient(url).getValue("asking"); });
     requireDefinedEnd(memory, end);
 
-    const JsonReadResult json = readJson(body);
+    const JsonReadResult json = readJson(std::string(body));
     const auto* object = json.value ? json.value->as<JsonObject>() : nullptr;
     const bool isError = object == nullptr || object->find("status") != nullptr;
     require(end == (isError ? "exit 1" : "runs on"), "an error answer ends the process");
@@ -24,8 +24,8 @@ void fuzz::target(std::string_view body) {
         return;
     }
     const JsonValue* member = object->find("value");
-    const auto* text = member == nullptr ? nullptr : member->as<std::string>();
-    require(value == (text == nullptr ? std::nullopt : std::optional(*text)),
+    const auto* text = member == nullptr ? nullptr : member->as<JsonText>();
+    require(value == (text == nullptr ? std::nullopt : std::optional(std::string(text->view()))),
         "the value is the text under \"value\"");
     if (value) {
         ViewController view(memory.userInterface().statusTextView());

@@ -18,9 +18,9 @@ public:
         m_state = State::connected;
     }
     void messageReceived(
-        CRVStompClient*, std::optional<std::string> body, const stomp::Headers&) override {
+        CRVStompClient*, std::optional<OwnedText> body, const stomp::Headers&) override {
         require(m_state == State::connected, "messages come while connected");
-        require(body && body->ends_with('\0'), "a body ends in the frame's terminator");
+        require(body && body->view().ends_with('\0'), "a body ends in the frame's terminator");
     }
     void serverDidSendReceipt(CRVStompClient*, const std::string&) override {
         require(m_state == State::connected, "receipts come while connected");

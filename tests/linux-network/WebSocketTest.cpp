@@ -106,7 +106,7 @@ TEST_F(WebSocketTest, LargeMessageArrivesInPieces) {
         socket.close(websocket::close_code::normal);
     });
     EXPECT_TRUE(m_delegate->data == large);
-    EXPECT_GE(m_delegate->pieces, 64);
+    EXPECT_GE(m_delegate->pieces, 13); // a little more than a megabyte waits at most
 }
 
 TEST_F(WebSocketTest, EachSendIsOneTextMessageInOrder) {

@@ -32,10 +32,10 @@ protected:
         close(m_savedError);
     }
 
-    void log(std::vector<std::string_view> pieces) { system.NSLog(pieces); }
+    void log(const std::vector<platform::LogPiece>& pieces) { system.NSLog(pieces); }
 
     /// What was logged while standard error was no log file.
-    std::string loggedToTerminal(const std::vector<std::string_view>& pieces) {
+    std::string loggedToTerminal(const std::vector<platform::LogPiece>& pieces) {
         const auto path = folder / "terminal";
         const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         dup2(descriptor, STDERR_FILENO);
@@ -45,7 +45,7 @@ protected:
     }
 
     /// What was logged into a fresh file.
-    std::string logged(const std::vector<std::string_view>& pieces) {
+    std::string logged(const std::vector<platform::LogPiece>& pieces) {
         const auto path = folder / "fresh.log";
         std::filesystem::remove(path);
         EXPECT_TRUE(system.reopenStandardError(path.string(), "a+"));
@@ -77,13 +77,15 @@ TEST_F(LinuxSystemTest, FrameTerminatorsDoNotReachTheLog) {
 
 TEST_F(LinuxSystemTest, IllFormedTextIsLoggedAsReplacementCharacters) {
     EXPECT_THAT(logged({"x\xff\xc3", "y"}), EndsWith("] x\xEF\xBF\xBD\xEF\xBF\xBDy\n"));
+    const JudgedText judged("caf\xC3\xA9\xff\n");
+    EXPECT_THAT(logged({judged.clean(), judged.rest()}), EndsWith("] caf\xC3\xA9\xEF\xBF\xBD\n\n"));
 }
 
 TEST_F(LinuxSystemTest, LineOfManyPiecesIsWrittenWhole) {
-    const std::vector<std::string_view> pieces(3000, "ab");
+    const std::vector<platform::LogPiece> pieces(3000, "ab");
     std::string expected;
-    for (const auto piece : pieces) {
-        expected += piece;
+    for (const platform::LogPiece& piece : pieces) {
+        expected += piece.view();
     }
     EXPECT_THAT(logged(pieces), EndsWith("] " + expected + "\n"));
 }

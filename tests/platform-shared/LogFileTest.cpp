@@ -16,7 +16,7 @@ bool isOwnLogFile(const std::string& path) {
 }
 
 TEST(LogLineTest, PiecesAreJoinedWithoutNul) {
-    const std::string_view pieces[]
+    const platform::LogPiece pieces[]
         = {"STOMP message received: ", std::string_view("{}\0", 3), "\0", " \xff"};
     EXPECT_EQ(platform::logLine(pieces), "STOMP message received: {} \xff");
     EXPECT_EQ(platform::logLine({}), "");

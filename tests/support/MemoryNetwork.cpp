@@ -25,10 +25,10 @@ MemoryWebSocket::MemoryWebSocket(Trace& trace, WebSocketRequest webSocketRequest
     , m_post(std::move(post)) {
 }
 
-void MemoryWebSocket::send(std::vector<std::string> pieces) {
+void MemoryWebSocket::send(std::vector<SharedText> pieces) {
     std::string message;
-    for (const std::string& piece : pieces) {
-        message += piece;
+    for (const SharedText& piece : pieces) {
+        message += piece.view();
     }
     m_trace.add("sent: " + message);
     sent.push_back(std::move(message));

@@ -20,7 +20,7 @@ public:
     MemoryWebSocket(Trace& trace, platform::WebSocketRequest request,
         std::weak_ptr<platform::WebSocketDelegate> delegate, Post post);
 
-    void send(std::vector<std::string> pieces) override;
+    void send(std::vector<SharedText> pieces) override;
     void setTimers(platform::WebSocketTimers timers) override;
     void close() override;
 

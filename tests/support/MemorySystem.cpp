@@ -7,8 +7,8 @@ using namespace platform;
 
 void MemorySystem::NSLog(LogText text) {
     std::string line = "log: ";
-    for (const std::string_view piece : text) {
-        line += piece;
+    for (const LogPiece& piece : text) {
+        line += piece.view();
     }
     m_trace.add(std::move(line));
 }

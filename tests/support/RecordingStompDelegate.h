@@ -29,8 +29,8 @@ public:
         m_trace.add("error: " + message.value_or("nil") + " | " + details.value_or("nil"));
     }
     void messageReceived(
-        CRVStompClient*, std::optional<std::string> body, const stomp::Headers& headers) override {
-        std::string text = "message: " + body.value_or("nil");
+        CRVStompClient*, std::optional<OwnedText> body, const stomp::Headers& headers) override {
+        std::string text = "message: " + std::string(body ? body->view() : "nil");
         for (const auto& [name, value] : headers.entries()) {
             text += "|" + name + "=" + value;
         }

@@ -92,10 +92,10 @@ public:
         opened = true;
         subprotocol = picked;
     }
-    void webSocketDidReceiveData(std::string piece) override {
+    void webSocketDidReceiveData(OwnedText piece) override {
         EXPECT_EQ(thread, std::this_thread::get_id());
         EXPECT_TRUE(opened && reasons.empty());
-        data += piece;
+        data += piece.view();
         ++pieces;
     }
     void webSocketDidClose(const std::string& reason) override {

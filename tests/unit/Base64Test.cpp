@@ -93,6 +93,24 @@ TEST(Base64, UrlAlphabetIsRefused) {
     EXPECT_FALSE(base64Decoded("--__"));
 }
 
+TEST(Base64, CanonicalTextIsWhatEncodingGives) {
+    const std::string groups(200, 'Q'); // more than a few blocks
+    for (const std::string end : {"", "QUJD", "QUI=", "QQ=="}) {
+        const JsonText text(groups + end);
+        EXPECT_EQ(base64Canonical(text).value().view().data(), text.view().data()) << end;
+    }
+    EXPECT_EQ(base64Canonical(groups + "QR=="), groups + "QQ==");
+    EXPECT_EQ(base64Canonical(groups + "QUJ="), groups + "QUI=");
+    for (std::size_t place = 0; place < groups.size(); ++place) {
+        for (const char c : {'=', '-', '_', '.', ':', '@', '[', '`', '{', '\n', '\x80'}) {
+            std::string damaged = groups + "QQ==";
+            damaged[place] = c;
+            EXPECT_FALSE(base64Canonical(JsonText(c == '\x80' ? "\xC2\x80QQ" : damaged)));
+        }
+    }
+    EXPECT_FALSE(base64Canonical(groups + "QQ="));
+}
+
 TEST(Base64, UnusedBitsBeforeThePaddingAreNotLookedAt) {
     EXPECT_EQ(decodedText("Zh=="), "f");
     EXPECT_EQ(decodedText("Zm9="), "fo");

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "foundation/JsonEscapes.h"
 #include "foundation/JsonReader.h"
 #include "foundation/JsonWriter.h"
 
@@ -29,7 +30,7 @@ std::string textIn(const std::string& json) {
     if (!result.value) {
         return result.errorDescription;
     }
-    return *result.value->as<JsonArray>()->at(0).as<std::string>();
+    return std::string(result.value->as<JsonArray>()->at(0).as<JsonText>()->view());
 }
 
 std::string nestedObjects(std::size_t depth) {
@@ -51,7 +52,7 @@ TEST(JsonReader, EveryKindOfValueIsReadAsItself) {
     EXPECT_TRUE(*array[1].as<bool>());
     EXPECT_FALSE(*array[2].as<bool>());
     EXPECT_EQ(array[3].as<JsonNumber>()->literal, "12");
-    EXPECT_EQ(*array[4].as<std::string>(), "t");
+    EXPECT_EQ(*array[4].as<JsonText>(), "t");
     EXPECT_TRUE(array[5].as<JsonArray>()->empty());
     EXPECT_TRUE(array[6].as<JsonObject>()->members().empty());
     EXPECT_EQ(array[0].as<bool>(), nullptr);
@@ -159,27 +160,70 @@ TEST(JsonReader, NestingIsReadDownToTheMaximumDepth) {
     EXPECT_FALSE(readJson(std::string(1'000'000, '[')).value);
 }
 
-TEST(JsonReader, MoreValuesThanTheMaximumAreRefused) {
-    const auto listOf = [](std::size_t count) {
-        std::string text = "[1";
-        for (std::size_t i = 1; i < count; ++i) {
-            text += ",1";
-        }
-        return text + "]";
-    };
-    EXPECT_TRUE(readJson(listOf(jsonMaximumValues - 1)).value); // the list is one more
-    EXPECT_FALSE(readJson(listOf(jsonMaximumValues)).value);
+TEST(JsonReader, ExponentsOfAnyLengthAreKept) {
+    for (const char* number : {"1e2147483648", "0e2147483648", "-1.5E-99999999999999999999"}) {
+        const std::string json = std::string("[") + number + "]";
+        EXPECT_EQ(rewritten(json), json);
+    }
 }
 
-TEST(JsonReader, LongTextsWithEscapesKeepNoMoreMemoryThanTheyNeed) {
-    const std::string longText = "\"" + std::string(std::size_t{3} << 20, 'a') + "\\n\"";
-    const JsonReadResult result
-        = readJson("[" + longText + "," + longText + "," + longText + "," + longText + "]");
-    ASSERT_TRUE(result.value);
-    for (const JsonValue& element : *result.value->as<JsonArray>()) {
-        const auto* text = element.as<std::string>();
-        EXPECT_LE(text->capacity(), text->size() * 2);
+TEST(JsonReader, ValuesAreBoundedByTheMemoryThatTheyTake) {
+    std::string many = "[1";
+    for (int i = 0; i < 3'000'000; ++i) {
+        many += ",1";
     }
+    many += "]";
+    EXPECT_EQ(rewritten(many), many);
+    EXPECT_EQ(jsonMemoryLimit, 1073741824U);
+    for (const char* json : {"[[[1,2,3]]]", R"({"a":1,"b":[2],"c":{"d":3}})"}) {
+        EXPECT_TRUE(readJson(json, 2000).value);
+        const JsonReadResult refused = readJson(json, 500);
+        EXPECT_FALSE(refused.value);
+        EXPECT_THAT(refused.errorDescription, HasSubstr("there is not enough memory"));
+    }
+}
+
+TEST(JsonReader, TextsAndNumbersStayInTheMemoryInWhichTheyCame) {
+    OwnedText text(R"([12345678901234567890,"plain","a\nb"])");
+    const char* const start = text.data();
+    const char* const end = start + text.size();
+    const JsonReadResult result = readJson(std::move(text));
+    ASSERT_TRUE(result.value);
+    const auto isWithin = [&](std::string_view part) {
+        return part.data() >= start && part.data() + part.size() <= end;
+    };
+    const JsonArray& array = *result.value->as<JsonArray>();
+    EXPECT_TRUE(isWithin(array[0].as<JsonNumber>()->literal.view()));
+    EXPECT_TRUE(isWithin(array[1].as<JsonText>()->view()));
+    EXPECT_TRUE(isWithin(array[2].as<JsonText>()->view()));
+}
+
+TEST(JsonReader, ValuesOutliveTheText) {
+    std::optional<JsonValue> value;
+    {
+        JsonReadResult result = readJson(std::string(R"([1,"a\u0062c",{"k":"v"}])"));
+        value = std::move(result.value);
+    }
+    EXPECT_EQ(written(*value), R"([1,"abc",{"k":"v"}])");
+}
+
+TEST(JsonText, IsPlainUnlessItNeedsAnEscape) {
+    const auto texts = [](const char* json) {
+        return *readJson(json).value->as<JsonArray>()->at(0).as<JsonText>();
+    };
+    for (const char* json : {R"(["a"])", R"(["\/"])", R"(["\u0041\u00e9"])", R"([""])"}) {
+        EXPECT_TRUE(texts(json).isPlain()) << json;
+    }
+    for (const char* json :
+        {R"(["\""])", R"(["\\"])", R"(["\u0022"])", R"(["\n"])", R"(["\u0001\u0041"])"}) {
+        EXPECT_FALSE(texts(json).isPlain()) << json;
+        EXPECT_TRUE(texts(json).clean()) << json;
+    }
+    EXPECT_FALSE(texts(R"(["a\u0000\n"])").isPlain());
+    EXPECT_FALSE(texts(R"(["a\u0000\n"])").clean());
+    EXPECT_FALSE(JsonText(std::string("a\0b", 3)).clean());
+    EXPECT_FALSE(JsonText("a\"").isPlain());
+    EXPECT_TRUE(JsonText("a\"").clean());
 }
 
 TEST(JsonObject, LastOfRepeatedNamesCounts) {
@@ -268,6 +312,25 @@ TEST(JsonWriter, NumbersThatAreNotFiniteCannotBeWritten) {
         const JsonValue value(number);
         EXPECT_FALSE(writeJsonObject({{"a", &value}}).text);
     }
+}
+
+TEST(JsonWriter, LongTextsOfAnObjectAreNotCopied) {
+    const JsonText text(std::string(100'000, 'a'));
+    const JsonValue value(JsonObject{{"k", text}});
+    auto result = writeJsonObject({{"a", &value}});
+    const auto pieces = std::move(*result.text).take();
+    ASSERT_EQ(pieces.size(), 3U);
+    EXPECT_EQ(pieces[1].text.view().data(), text.view().data());
+    EXPECT_TRUE(pieces[1].clean);
+}
+
+TEST(JsonWriter, LongTextsWithEscapesAreWrittenWhole) {
+    const std::string text = std::string(100'000, 'a') + "\"" + std::string(100'000, 'b') + "\n";
+    const JsonValue value{std::string(text)};
+    const auto result = writeJsonObject({{"a", &value}, {"b", &value}});
+    const std::string expected
+        = "\"" + std::string(100'000, 'a') + "\\\"" + std::string(100'000, 'b') + "\\n\"";
+    EXPECT_EQ(*result.text, "{\"a\":" + expected + ",\"b\":" + expected + "}");
 }
 
 TEST(JsonWriter, ObjectOfViewsWritesAbsentValuesAsNull) {

@@ -68,7 +68,7 @@ TEST_F(ZqClientCommandsTest, CertificateListIsBase64OfACompactArrayInKeychainOrd
         m_platform.security().addIdentity(name);
         const JsonObject certificate
             = ZqKeychainAccess().listCertificates(false).back().getDictionary();
-        EXPECT_EQ(*certificate.find("alias")->as<std::string>(), name);
+        EXPECT_EQ(*certificate.find("alias")->as<JsonText>(), name);
         EXPECT_TRUE(certificate.find("certificate")->isNull());
         array += (array.size() > 1 ? "," : "") + writeJson(certificate).text.value();
     }

@@ -197,7 +197,7 @@ TEST_F(ZqClientTest, SendLogsCommandPayloadAndRequestId) {
         m_session->send(m_session->client().get(), &message);
         EXPECT_EQ(happened(),
             (Events{std::string("log: Sending message: ") + line,
-                sentToRoom(message.getBody().value())}));
+                sentToRoom(message.getBody().value().joined())}));
     }
 }
 

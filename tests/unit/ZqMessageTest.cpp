@@ -56,8 +56,8 @@ TEST_F(ZqMessageTest, PartsAreKeptAsGiven) {
     EXPECT_EQ(message.command(), "X");
     ASSERT_TRUE(message.payload() && message.payload()->as<JsonArray>());
     EXPECT_EQ(message.payload()->as<JsonArray>()->size(), 2U);
-    ASSERT_TRUE(message.requestId() && message.requestId()->as<std::string>());
-    EXPECT_EQ(*message.requestId()->as<std::string>(), "r1");
+    ASSERT_TRUE(message.requestId() && message.requestId()->as<JsonText>());
+    EXPECT_EQ(*message.requestId()->as<JsonText>(), "r1");
     const ZqMessage bare("Y", std::nullopt, std::nullopt);
     EXPECT_FALSE(bare.payload());
     EXPECT_FALSE(bare.requestId());
@@ -67,8 +67,8 @@ TEST_F(ZqMessageTest, TerminatedBodyGivesCommandNoPayloadAndEmptyRequestId) {
     const auto message = read(R"({"command":"GET_DIAGNOSTICS"})");
     EXPECT_EQ(message->command(), "GET_DIAGNOSTICS");
     EXPECT_FALSE(message->payload());
-    ASSERT_TRUE(message->requestId() && message->requestId()->as<std::string>());
-    EXPECT_EQ(*message->requestId()->as<std::string>(), "");
+    ASSERT_TRUE(message->requestId() && message->requestId()->as<JsonText>());
+    EXPECT_EQ(*message->requestId()->as<JsonText>(), "");
     expectSilence();
 }
 
@@ -192,7 +192,7 @@ TEST_F(ZqMessageTest, PayloadAndRequestIdOfAnyKindComeBackEqual) {
 TEST_F(ZqMessageTest, EscapedTextIsReadAsItsCharacters) {
     const auto message = read(R"({"command":"\u0053IGN\u005fPDF","requestId":"\ud83d\ude00\/"})");
     EXPECT_EQ(message->command(), "SIGN_PDF");
-    EXPECT_EQ(*message->requestId()->as<std::string>(), "\xF0\x9F\x98\x80/");
+    EXPECT_EQ(*message->requestId()->as<JsonText>(), "\xF0\x9F\x98\x80/");
 }
 
 TEST_F(ZqMessageTest, JsonIsReadDownTo512Levels) {

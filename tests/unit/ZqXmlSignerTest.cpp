@@ -110,7 +110,7 @@ TEST_F(ZqXmlSignerTest, TextIsHashedAndEchoedCharacterForCharacter) {
         const auto* echoed
             = answer.value->as<JsonObject>()->find("payload")->as<JsonObject>()->find(
                 "xmlSignedInfo");
-        EXPECT_EQ(*echoed->as<std::string>(), text);
+        EXPECT_EQ(*echoed->as<JsonText>(), text);
         EXPECT_THAT(events, testing::Contains("log: xmlSignedInfo: " + text));
     }
 }

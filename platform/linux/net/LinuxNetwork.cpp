@@ -125,8 +125,9 @@ std::shared_ptr<WebSocket> LinuxNetwork::Impl::open(
     const auto channel = std::make_shared<SocketChannel>(
         m_application, std::move(delegate), m_gate, m_silenced, m_options.unsentLimit);
     post([this, channel, request] {
-        const auto session = std::make_shared<WebSocketSession>(
-            m_connector, channel, request, m_options.closeLimit, m_io.context().get_executor());
+        const auto session = std::make_shared<WebSocketSession>(m_connector, channel, request,
+            WebSocketSession::Limits{m_options.closeLimit, m_options.memoryLimit},
+            m_io.context().get_executor());
         m_sessions.insert(session);
         session->start([this](WebSocketSession* ended) { sessionEnded(ended); });
     });

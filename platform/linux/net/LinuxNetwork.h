@@ -22,6 +22,8 @@ struct LinuxNetworkOptions {
     std::chrono::milliseconds nextAddressDelay{250};
     /// How long a close waits for a server that does nothing any more.
     std::chrono::milliseconds closeLimit{2000};
+    /// How long the memory of a large message is kept for the next one.
+    std::chrono::milliseconds memoryLimit = std::chrono::seconds(60);
     /// Bytes that may wait to be sent on a WebSocket before nothing more is read from it. Far above
     /// what an honest server leaves unread.
     std::size_t unsentLimit = std::size_t{512} << 20;

@@ -14,7 +14,7 @@ constexpr std::size_t joinedSize = std::size_t{256} << 10;
 
 std::size_t sizeOf(const MessagePieces& message) {
     std::size_t size = 0;
-    for (const std::string& piece : message) {
+    for (const SharedText& piece : message) {
         size += piece.size();
     }
     return size;
@@ -27,7 +27,7 @@ public:
         : m_channel(std::move(channel)) { }
     ~ChannelWebSocket() override { m_channel->abandon(); }
 
-    void send(std::vector<std::string> pieces) override { m_channel->send(std::move(pieces)); }
+    void send(std::vector<SharedText> pieces) override { m_channel->send(std::move(pieces)); }
     void setTimers(WebSocketTimers timers) override { m_channel->setTimers(std::move(timers)); }
     void close() override { m_channel->close(); }
 
@@ -76,7 +76,7 @@ void SocketChannel::close() {
 }
 
 void SocketChannel::abandon() {
-    std::deque<std::string> dropped;
+    std::deque<Waiting> dropped;
     {
         const std::lock_guard lock(m_mutex);
         m_abandoned = true;
@@ -132,19 +132,26 @@ void SocketChannel::deliverOpen(std::string subprotocol) {
                   WebSocketDelegate& delegate) { delegate.webSocketDidOpen(subprotocol); });
 }
 
-void SocketChannel::deliverData(std::string data) {
+void SocketChannel::deliverData(OwnedText data) {
     if (data.empty() || isMuted()) {
         return;
     }
     {
         const std::lock_guard lock(m_mutex);
         m_waitingBytes += data.size();
-        if (!m_waiting.empty() && data.size() <= smallPiece
-            && m_waiting.back().size() + data.size() <= joinedSize) {
-            m_waiting.back() += data;
-            return;
+        if (!m_waiting.empty()) {
+            auto& [text, joined] = m_waiting.back();
+            if (text.takeOverNext(data)) {
+                return;
+            }
+            if (text.size() <= smallPiece && data.size() <= smallPiece
+                && joined.size() + data.size() <= joinedSize) {
+                joined += std::exchange(text, {}).view();
+                joined += data.view();
+                return;
+            }
         }
-        m_waiting.push_back(std::move(data));
+        m_waiting.push_back({std::move(data), {}});
     }
     m_application.performOnMainThread([self = shared_from_this()] { self->dispatchData(); });
 }
@@ -187,7 +194,7 @@ void SocketChannel::postEvent(Event event) {
 }
 
 void SocketChannel::dispatchData() {
-    std::string data;
+    OwnedText data;
     bool wasFull = false;
     {
         const std::lock_guard lock(m_mutex);
@@ -195,7 +202,8 @@ void SocketChannel::dispatchData() {
             return;
         }
         wasFull = m_waitingBytes >= waitingLimit;
-        data = std::move(m_waiting.front());
+        auto& [text, joined] = m_waiting.front();
+        data = joined.empty() ? std::move(text) : OwnedText(std::move(joined));
         m_waiting.pop_front();
         m_waitingBytes -= data.size();
     }

@@ -19,7 +19,7 @@ namespace platform::linux_ {
 
 class WebSocketSession;
 
-using MessagePieces = std::vector<std::string>;
+using MessagePieces = std::vector<SharedText>;
 
 /// Outlives its session and the network, for a user may hold it longer than either. Safe on every
 /// thread.
@@ -54,12 +54,18 @@ public:
     /// The main thread has not seen yet all that came in.
     bool hasWaitingData();
     void deliverOpen(std::string subprotocol);
-    void deliverData(std::string data);
+    void deliverData(OwnedText data);
     /// The last call.
     void deliverClose(std::string reason);
 
 private:
     using Event = std::function<void(WebSocketDelegate&)>;
+
+    /// What came in: one text, or small ones that were joined.
+    struct Waiting {
+        OwnedText text;
+        std::string joined;
+    };
 
     void wakeSession();
     bool isMuted();
@@ -78,7 +84,7 @@ private:
     std::deque<MessagePieces> m_messages;
     std::optional<WebSocketTimers> m_timers;
     std::size_t m_unsentBytes = 0; // of m_messages
-    std::deque<std::string> m_waiting; // one event posted for each
+    std::deque<Waiting> m_waiting; // one event posted for each
     std::size_t m_waitingBytes = 0;
     bool m_closeRequested = false;
     bool m_abandoned = false;

@@ -19,7 +19,6 @@ namespace websocket = beast::websocket;
 using boost::system::error_code;
 using std::chrono::steady_clock;
 
-constexpr std::size_t readSize = std::size_t{16} << 10; // the most that a TLS record holds
 constexpr std::size_t fragmentSize = std::size_t{64} << 10;
 constexpr std::size_t unfragmentedSize = std::size_t{256} << 10;
 constexpr std::chrono::milliseconds closeWatchInterval{100};
@@ -53,13 +52,14 @@ std::string refusalText(const Peer& peer, const ClientStream& stream, const erro
 } // namespace
 
 WebSocketSession::WebSocketSession(Connector& connector, std::shared_ptr<SocketChannel> channel,
-    WebSocketRequest request, CloseLimit closeLimit, const asio::any_io_executor& io)
+    WebSocketRequest request, Limits limits, const asio::any_io_executor& io)
     : m_connector(connector)
     , m_channel(std::move(channel))
     , m_request(std::move(request))
-    , m_closeLimit(closeLimit)
+    , m_limits(limits)
     , m_clock(steady_clock::now())
     , m_watchTimer(io)
+    , m_memoryTimer(io)
     , m_closeTimer(io) {
 }
 
@@ -183,8 +183,8 @@ void WebSocketSession::pump() {
 void WebSocketSession::readSome() {
     m_reading = true;
     m_clock.received(steady_clock::now()); // or what was not asked for could not come
-    m_input.resize(readSize);
-    m_stream->async_read_some(asio::buffer(m_input),
+    const std::span<char> space = m_memory.space();
+    m_stream->async_read_some(asio::buffer(space.data(), space.size()),
         [self = shared_from_this()](
             const error_code& error, std::size_t length) { self->didRead(error, length); });
 }
@@ -201,15 +201,23 @@ void WebSocketSession::didRead(const error_code& error, std::size_t length) {
         return;
     }
     if (!isEnding()) {
-        // A small piece is copied out, so that it does not hold much more memory than it needs.
-        if (length > readSize / 2) {
-            m_input.resize(length);
-            m_channel->deliverData(std::exchange(m_input, std::string()));
-        } else {
-            m_channel->deliverData(m_input.substr(0, length));
+        const bool isDone = m_stream->is_message_done();
+        const bool endsLarge = isDone && m_memory.holdsPart();
+        m_channel->deliverData(m_memory.received(length, isDone));
+        if (endsLarge) {
+            releaseMemoryLater();
         }
     }
     pump();
+}
+
+void WebSocketSession::releaseMemoryLater() {
+    m_memoryTimer.expires_after(m_limits.memory);
+    m_memoryTimer.async_wait([self = shared_from_this()](const error_code& error) {
+        if (!error && self->m_phase != Phase::ended && !self->m_memory.releaseUnused()) {
+            self->releaseMemoryLater(); // the program still works on a message
+        }
+    });
 }
 
 void WebSocketSession::write(MessagePieces message) {
@@ -217,8 +225,8 @@ void WebSocketSession::write(MessagePieces message) {
     m_output = std::move(message);
     std::vector<asio::const_buffer> buffers;
     buffers.reserve(m_output.size());
-    for (const std::string& piece : m_output) {
-        buffers.push_back(asio::buffer(piece));
+    for (const SharedText& piece : m_output) {
+        buffers.push_back(asio::buffer(piece.view()));
     }
     // A large message goes out in fragments, so that pings are answered in between.
     m_stream->auto_fragment(asio::buffer_size(buffers) > unfragmentedSize);
@@ -303,7 +311,7 @@ bool WebSocketSession::stillSends() {
 void WebSocketSession::watchClosing() {
     const auto now = steady_clock::now();
     if (m_closeDeadline == steady_clock::time_point() || stillSends()) {
-        m_closeDeadline = now + m_closeLimit;
+        m_closeDeadline = now + m_limits.close;
     }
     if (now >= m_closeDeadline) {
         m_stream->next_layer().layer().close();
@@ -324,6 +332,7 @@ void WebSocketSession::end(std::string reason) {
     m_phase = Phase::ended;
     m_closeTimer.cancel();
     m_watchTimer.cancel();
+    m_memoryTimer.cancel();
     if (m_stream) {
         m_stream->next_layer().layer().close();
     }

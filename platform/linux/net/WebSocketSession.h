@@ -4,6 +4,7 @@
 
 #include "platform/Network.h"
 #include "platform/linux/net/Connector.h"
+#include "platform/linux/net/ReceiveMemory.h"
 #include "platform/linux/net/SocketChannel.h"
 #include "platform/shared/ConnectionClock.h"
 
@@ -21,12 +22,16 @@ namespace platform::linux_ {
 /// Lives on the network's thread. Whoever starts it keeps it until it says that it has ended.
 class WebSocketSession : public std::enable_shared_from_this<WebSocketSession> {
 public:
-    /// How long the closing of a connection waits for a peer that does nothing any more.
-    using CloseLimit = std::chrono::milliseconds;
+    struct Limits {
+        /// How long the closing of a connection waits for a peer that does nothing any more.
+        std::chrono::milliseconds close;
+        /// How long the memory of a large message is kept for the next one.
+        std::chrono::milliseconds memory;
+    };
     using Ended = std::function<void(WebSocketSession*)>;
 
     WebSocketSession(Connector& connector, std::shared_ptr<SocketChannel> channel,
-        WebSocketRequest request, CloseLimit closeLimit, const boost::asio::any_io_executor& io);
+        WebSocketRequest request, Limits limits, const boost::asio::any_io_executor& io);
     ~WebSocketSession();
 
     /// Connects and serves the channel; `ended` is called once, last.
@@ -46,6 +51,7 @@ private:
     bool isEnding();
     void readSome();
     void didRead(const ErrorCode& error, std::size_t length);
+    void releaseMemoryLater();
     void write(MessagePieces message);
     void didWrite(const ErrorCode& error);
     void watch();
@@ -58,7 +64,7 @@ private:
     Connector& m_connector;
     const std::shared_ptr<SocketChannel> m_channel;
     const WebSocketRequest m_request;
-    const CloseLimit m_closeLimit;
+    const Limits m_limits;
     Ended m_ended;
     Phase m_phase = Phase::connecting;
     Peer m_peer;
@@ -71,7 +77,8 @@ private:
     bool m_reading = false;
     bool m_writing = false;
     bool m_serverClosed = false;
-    std::string m_input; // read into
+    ReceiveMemory m_memory; // read into
+    boost::asio::steady_timer m_memoryTimer;
     MessagePieces m_output; // being written
     boost::asio::steady_timer m_closeTimer;
     std::chrono::steady_clock::time_point m_closeDeadline;

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/net/ReceiveMemory.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <sys/mman.h>
+
+namespace platform::linux_ {
+
+namespace {
+
+constexpr std::size_t hugePage = std::size_t{2} << 20;
+constexpr std::size_t readSize = std::size_t{256} << 10;
+
+} // namespace
+
+/// Addresses for one large message. Its pages are the system's until bytes are put there.
+struct ReceiveMemory::Block {
+    Block()
+        : mapping(mmap(nullptr, blockSize + hugePage, PROT_READ | PROT_WRITE,
+            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
+        if (mapping == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        const auto address = reinterpret_cast<std::uintptr_t>(mapping);
+        data = static_cast<char*>(mapping) + (hugePage - address % hugePage) % hugePage;
+        madvise(data, blockSize, MADV_HUGEPAGE); // a wish
+    }
+    ~Block() { munmap(mapping, blockSize + hugePage); }
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+
+    void* mapping;
+    char* data;
+};
+
+/// The blocks that are in use, and one that is not.
+class ReceiveMemory::Pool : public std::enable_shared_from_this<Pool> {
+public:
+    std::shared_ptr<Block> take() {
+        std::unique_ptr<Block> block;
+        {
+            const std::lock_guard lock(m_mutex);
+            block = std::move(m_spare);
+            ++m_used;
+        }
+        if (block == nullptr) {
+            block = std::make_unique<Block>();
+        }
+        return {block.release(),
+            [pool = shared_from_this()](Block* free) { pool->give(std::unique_ptr<Block>(free)); }};
+    }
+
+    bool releaseUnused() {
+        std::unique_ptr<Block> released; // outside the lock
+        const std::lock_guard lock(m_mutex);
+        released = std::move(m_spare);
+        return m_used == 0;
+    }
+
+private:
+    void give(std::unique_ptr<Block> block) {
+        const std::lock_guard lock(m_mutex);
+        --m_used;
+        m_spare.swap(block); // the former one is as warm, but one is enough
+    }
+
+    std::mutex m_mutex;
+    std::unique_ptr<Block> m_spare;
+    std::size_t m_used = 0;
+};
+
+ReceiveMemory::ReceiveMemory()
+    : m_pool(std::make_shared<Pool>())
+    , m_first(smallMessage, '\0') {
+}
+
+ReceiveMemory::~ReceiveMemory() = default;
+
+std::span<char> ReceiveMemory::space() {
+    if (m_block == nullptr) {
+        return m_first;
+    }
+    return {m_block->data + m_fill, std::min(readSize, blockSize - m_fill)};
+}
+
+OwnedText ReceiveMemory::received(std::size_t length, bool messageIsDone) {
+    if (m_block == nullptr) {
+        if (messageIsDone) {
+            return m_first.substr(0, length);
+        }
+        m_block = m_pool->take();
+        std::memcpy(m_block->data, m_first.data(), length);
+    }
+    OwnedText text(m_block, m_block->data + m_fill, length);
+    m_fill += length;
+    if (messageIsDone || m_fill == blockSize) {
+        m_block = nullptr;
+        m_fill = 0;
+    }
+    return text;
+}
+
+bool ReceiveMemory::releaseUnused() {
+    return m_pool->releaseUnused();
+}
+
+} // namespace platform::linux_
