@@ -13,6 +13,7 @@
 #include "foundation/URLReference.h"
 #include "tests/fuzz/FuzzTarget.h"
 
+#include <algorithm>
 #include <boost/url/parse.hpp>
 #include <boost/url/url.hpp>
 
