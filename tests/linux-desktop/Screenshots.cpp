@@ -82,6 +82,16 @@ TEST_F(Screenshots, ConsentForASession) {
     save(dialog, "consent-session");
 }
 
+TEST_F(Screenshots, ConsentForAList) {
+    home.makeIdentities(1);
+    home.setPolicy(R"({"version":1,"consent":"signature"})");
+    startSessionOnDesktop();
+    session->sendCommand("LIST_CERTIFICATES");
+    dialogText();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    save(dialog, "consent-list");
+}
+
 TEST_F(Screenshots, ConsentForASignature) {
     home.makeIdentities(1);
     const json::object request = [this] {
