@@ -82,7 +82,7 @@ std::optional<std::string> linkOfDesktop(const std::vector<std::string>& argumen
 
 /// Whether the program only writes a report, for which it needs no window.
 bool isForTerminal(const std::vector<std::string>& arguments) {
-    return arguments.size() > 1 && arguments[1] == "policy";
+    return wantsIdentities(arguments) || (arguments.size() > 1 && arguments[1] == "policy");
 }
 
 class LinuxPlatform : public Platform, public Trust {
@@ -135,9 +135,6 @@ public:
 
 private:
     std::unique_ptr<DesktopShell> openDesktopIfDisplayed() {
-        if (wantsIdentities(m_system.arguments())) {
-            return nullptr;
-        }
         const std::optional<std::string> link = linkOfDesktop(m_system.arguments());
         const bool hasWindow = isDisplayNamed() && !isForTerminal(m_system.arguments());
         auto desktop = hasWindow ? openDesktopFor(link) : nullptr;

@@ -17,7 +17,7 @@ public:
     /// `tell` shows a line to the user; it is called on the main thread. `patience` is how long
     /// nothing is said.
     SideWork(LinuxApplication& application, Tell tell,
-        std::chrono::milliseconds patience = std::chrono::seconds(1))
+        std::chrono::milliseconds patience = std::chrono::seconds(2))
         : m_application(application)
         , m_tell(std::move(tell))
         , m_patience(patience) { }

@@ -26,6 +26,9 @@ CertificateBuilder named(const std::string& name) {
 
 class CardSession : public SessionTest {
 protected:
+    explicit CardSession(devserver::ServerOptions options = {})
+        : SessionTest(std::move(options)) { }
+
     ConfiguredModules configured;
     SoftTokens tokens;
     NssDirectory profile{"abcd.default-release"};
@@ -212,4 +215,22 @@ TEST_F(CardSession, IdentitiesAreToldWithThePinWhenTold) {
     EXPECT_EQ(report.waitForEnd(), (ProcessEnd{0, 0}));
     EXPECT_THAT(report.output(), HasSubstr("Token Card: open\n"));
     EXPECT_THAT(report.output(), testing::ContainsRegex("    Hidden, .*: offered\n"));
+}
+
+class CardSessionWithBeats : public CardSession {
+protected:
+    CardSessionWithBeats()
+        : CardSession({.heartBeat = "0,10000"}) { }
+};
+
+TEST_F(CardSessionWithBeats, BeatsGoOutWhileACardSigns) {
+    makeCard("Card", AWKWARD_MODULE);
+    tokens.add("Card", named("Slow"));
+    startSession();
+    const json::object request = requestFor(0);
+    behave("very-slow-sign");
+    session->sendCommand("SIGN_PDF", request);
+    answerPrompt("Card", SoftTokens::pin);
+    EXPECT_TRUE(session->waitForBeats(2, limit));
+    expectValidAnswer();
 }

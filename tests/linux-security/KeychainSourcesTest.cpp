@@ -124,6 +124,8 @@ TEST_F(Sources, ModuleThatIsListedAndConfiguredIsLoadedOnce) {
     directory.addModule("Soft Cards", SoftTokens::module());
     makeCard("Carded");
     tokens.add("Card", named("Hidden"), {.publicKey = false});
+    EXPECT_EQ(namesOf(ModuleTrial(modulesListedIn(directory.path()), true).modules()),
+        Texts{"Soft Cards"});
     userInterface.passwords = {SoftTokens::pin};
     EXPECT_EQ(descriptions().size(), 2U);
     EXPECT_EQ(userInterface.questions, Texts{"Card"});

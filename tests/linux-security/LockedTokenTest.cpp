@@ -94,6 +94,12 @@ TEST_F(LockedDatabase, CertificateWhosePrivateKeyIsGoneIsNotListed) {
     EXPECT_EQ(namesOn(security), (Texts{"Identity 0001", "Paired"}));
 }
 
+TEST_F(LockedDatabase, EmptyOneAsksForNothing) {
+    directory.create(password);
+    EXPECT_EQ(security.SecItemCopyMatching(allIdentities()).status, errSecItemNotFound);
+    EXPECT_TRUE(userInterface.questions.empty());
+}
+
 TEST_F(LockedDatabase, CertificatesOfAuthoritiesAskForNothing) {
     directory.create(password);
     directory.addIdentity(named("Paired"), "paired");

@@ -66,7 +66,7 @@ def outcome(build, tree, file):
     if built.returncode != 0:
         return "does not compile"
     try:
-        tested = run([build / "bin" / tests, "--gtest_brief=1"], timeout=120)
+        tested = run([build / "bin" / tests, "--gtest_brief=1"], timeout=300)
     except subprocess.TimeoutExpired:
         return "caught"
     return "survived" if tested.returncode == 0 else "caught"

@@ -8,6 +8,7 @@
 //     pin-count-low, pin-final-try, pin-locked
 //     keypad, keypad-cancel                a PIN pad: the right PIN is entered there, or none
 //     slow-sign         a signature takes 3 seconds
+//     very-slow-sign    a signature takes 25 seconds
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +21,8 @@
 
 namespace {
 
-constexpr unsigned signSeconds = 3;
+constexpr unsigned slowSeconds = 3;
+constexpr unsigned verySlowSeconds = 25;
 constexpr const char* keypadPin = "1234";
 
 CK_FUNCTION_LIST* soft = nullptr;
@@ -127,7 +129,10 @@ CK_RV getAttributeValue(
 CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE* data, CK_ULONG length, CK_BYTE* signature,
     CK_ULONG* signatureLength) {
     if (is("slow-sign")) {
-        sleep(signSeconds);
+        sleep(slowSeconds);
+    }
+    if (is("very-slow-sign")) {
+        sleep(verySlowSeconds);
     }
     if (is("remove-at-sign")) {
         say("removed");
