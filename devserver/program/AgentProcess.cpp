@@ -79,7 +79,9 @@ std::optional<std::string> AgentProcess::start(const Start& start) {
     arguments.insert(arguments.end(), start.arguments.begin(), start.arguments.end());
     std::vector<std::string> environment = environmentWith("SSL_CERT_FILE", start.authorityFile);
     FileActions actions;
-    actions.open(STDIN_FILENO, "/dev/null", O_RDONLY);
+    if (isatty(STDIN_FILENO) == 0) {
+        actions.open(STDIN_FILENO, "/dev/null", O_RDONLY);
+    }
     const int error = posix_spawn(&m_id, start.program.c_str(), actions.get(), nullptr,
         pointersTo(arguments).data(), pointersTo(environment).data());
     if (error != 0) {

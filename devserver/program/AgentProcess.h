@@ -24,7 +24,8 @@ public:
     AgentProcess& operator=(const AgentProcess&) = delete;
     ~AgentProcess();
 
-    /// Nothing on success, else the cause. Its standard input is empty; its output is ours.
+    /// Nothing on success, else the cause. Its output is ours; so is its standard input if that is
+    /// a terminal, where it may ask for a password, and otherwise it is empty.
     std::optional<std::string> start(const Start& start);
     /// How it ended ("ended with status 0"), or nothing while it runs after `timeout`.
     std::optional<std::string> waitForEnd(std::chrono::milliseconds timeout);

@@ -17,13 +17,15 @@ const char* const usageText =
                               [--reason TEXT] [--location TEXT] [--id-attribute NAME]
                               [--signature-at first|last|after=NAME]
                               [--agent PROGRAM [-- ARGUMENT...]]
+       quillet-devserver (trust | untrust) [--yes] [--authority DIR]
        quillet-devserver --help | --version
 
 A signing server on this machine, for those who integrate the signing agent.
 
 Without a command it serves a web page that signs documents and shows every message, until it is
 ended. "sign" waits for an agent, has the files signed in one session, and ends with status 0 only
-if all of them were.
+if all of them were. "trust" puts the server's certificate authority where the agent, Chromium and
+Firefox find it, after it has said how and asked; "untrust" takes it away again.
 
   --port N              the port to listen on (default: 8443; for "sign" a free one)
   --open                opens the page in the browser
@@ -44,7 +46,9 @@ if all of them were.
   --id-attribute NAME   signs the root of XML documents by its identifier in this attribute
   --signature-at WHERE  where XML signatures go: the root's first or last child (default: last), or
                         behind its child NAME
-  --agent PROGRAM       starts PROGRAM with the link, and the ARGUMENTs behind it
+  --agent PROGRAM       starts PROGRAM with the link, and the ARGUMENTs behind it; in a terminal it
+                        may ask there for a password
+  --yes                 asks no question
 )";
 
 namespace {
@@ -192,12 +196,31 @@ CommandLine parseServe(std::vector<std::string> arguments) {
     return options;
 }
 
+CommandLine parseTrust(std::vector<std::string> arguments) {
+    TrustOptions options;
+    options.isTrusted = arguments[0] == "trust";
+    options.isConfirmed = std::erase(arguments, "--yes") > 0;
+    const Takers takers = {{"--authority", textInto(options.authorityFolder)}};
+    std::size_t rest = 1;
+    std::optional<std::string> error = takeOptions(arguments, takers, rest);
+    if (!error && rest < arguments.size()) {
+        error = "'" + arguments[rest] + "' is not expected";
+    }
+    if (error) {
+        return UsageError{std::move(*error)};
+    }
+    return options;
+}
+
 } // namespace
 
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     const std::string command = arguments.empty() ? "" : arguments[0];
     if (command == "sign") {
         return parseSign(arguments);
+    }
+    if (command == "trust" || command == "untrust") {
+        return parseTrust(arguments);
     }
     if (arguments.size() == 1 && (command == "--help" || command == "-h")) {
         return HelpRequest{};

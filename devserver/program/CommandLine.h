@@ -46,12 +46,18 @@ struct ServeOptions {
     std::string authorityFolder; // empty: the user's
 };
 
+struct TrustOptions {
+    bool isTrusted = true; // else no longer
+    bool isConfirmed = false; // asks no question
+    std::string authorityFolder; // empty: the user's
+};
+
 struct UsageError {
     std::string reason;
 };
 
-using CommandLine
-    = std::variant<HelpRequest, VersionRequest, SignOptions, ServeOptions, UsageError>;
+using CommandLine = std::variant<HelpRequest, VersionRequest, SignOptions, ServeOptions,
+    TrustOptions, UsageError>;
 
 /// `arguments` without the program's own name.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);

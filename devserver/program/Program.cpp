@@ -6,6 +6,7 @@
 #include "devserver/program/Serve.h"
 #include "devserver/program/SignCommand.h"
 #include "devserver/program/StopSignal.h"
+#include "devserver/program/TrustCommand.h"
 
 #include <iostream>
 
@@ -20,6 +21,9 @@ int runProgram(const std::vector<std::string>& arguments) {
     }
     if (const auto* serve = std::get_if<ServeOptions>(&commandLine)) {
         return runServe(*serve, stopSignals(), out, err);
+    }
+    if (const auto* trust = std::get_if<TrustOptions>(&commandLine)) {
+        return runTrust(*trust);
     }
     if (const auto* error = std::get_if<UsageError>(&commandLine)) {
         err << "quillet-devserver: " << error->reason << "\n\n" << usageText;

@@ -6,6 +6,7 @@
 #include "devserver/program/Introduction.h"
 #include "devserver/program/MessageLog.h"
 #include "devserver/program/StopSignal.h"
+#include "devserver/program/TrustCommand.h"
 #include "devserver/server/Server.h"
 #include "devserver/session/Doorkeeper.h"
 #include "devserver/web/RoomList.h"
@@ -30,13 +31,14 @@ int runServe(const ServeOptions& options, int stop, std::ostream& out, std::ostr
     }
     const std::string authority
         = std::filesystem::absolute(CertificateAuthority::fileIn(folder)).string();
+    const std::string trust = trustCommand(options.authorityFolder);
     MessageLog log(out);
     const auto rooms = std::make_shared<RoomList>(
-        server, authority, [&log](const std::string& text) { log.note(text); });
+        server, authority, trust, [&log](const std::string& text) { log.note(text); });
     server.setWebHandler(rooms);
     const Doorkeeper door(server, [&](const auto& agent) { return rooms->admit(agent); });
 
-    out << introductionOf(server, authority) << std::flush;
+    out << introductionOf(server, authority, trust) << std::flush;
     if (options.open) {
         if (const std::optional<std::string> reason = openInBrowser(pageAddress(server))) {
             log.note(*reason);

@@ -160,7 +160,7 @@ private:
         if (std::optional<std::string> reason = m_server.start()) {
             return reason;
         }
-        m_out << introductionOf(m_server, authorityFile(), m_room) << std::flush;
+        m_out << introductionOfRoom(m_server, authorityFile(), m_room) << std::flush;
         return startAgent();
     }
 

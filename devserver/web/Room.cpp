@@ -181,8 +181,11 @@ void Room::run() {
             tellProblem("The agent left before it was asked to sign.");
         }
         m_isReady = false;
-        m_note("the agent has left");
-        m_feed->add("agent", json::object{{"state", "left"}, {"reason", end ? end->reason : ""}});
+        const bool isProper = end && end->handshake;
+        m_note("the agent has left" + (isProper || !end ? "" : ": " + end->reason));
+        m_feed->add("agent",
+            json::object{{"state", "left"},
+                {"reason", isProper ? "the session is over" : "the connection to it was lost"}});
     }
 }
 

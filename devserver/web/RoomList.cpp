@@ -67,9 +67,11 @@ DocumentKind kindOf(const std::string& name, const std::string& document) {
 
 } // namespace
 
-RoomList::RoomList(const Server& server, std::string authorityFile, Room::Note note)
+RoomList::RoomList(
+    const Server& server, std::string authorityFile, std::string trustCommand, Room::Note note)
     : m_server(server)
     , m_authorityFile(std::move(authorityFile))
+    , m_trustCommand(std::move(trustCommand))
     , m_note(std::move(note)) {
 }
 
@@ -80,6 +82,12 @@ WebAnswer RoomList::answer(const RecordedRequest& request, std::string body) {
     if (request.method == "GET") {
         if (const std::optional<HttpAnswer> file = staticFile(target.path)) {
             return *file;
+        }
+        if (target.path == "/authority.pem") {
+            return HttpAnswer{200, m_server.authorityPem(),
+                {{"Content-Type", "application/x-pem-file"}, {"Cache-Control", "no-store"},
+                    {"X-Content-Type-Options", "nosniff"},
+                    {"Content-Disposition", "attachment; filename=quillet-devserver.pem"}}};
         }
     } else if (request.method != "POST") {
         return problem(405, "Method not allowed");
@@ -123,7 +131,7 @@ HttpAnswer RoomList::openRoom() {
     m_note("room " + room->id() + " was opened");
     return jsonAnswer(201,
         {{"room", room->id()}, {"code", roomCode(room->id())}, {"link", link},
-            {"command", agentCommand(m_authorityFile, link)}});
+            {"command", agentCommand(m_authorityFile, link)}, {"trust", m_trustCommand}});
 }
 
 WebAnswer RoomList::answerInRoom(

@@ -30,8 +30,10 @@ namespace devserver {
 
 class RoomList final : public WebHandler {
 public:
-    /// `authorityFile` is named in the command that starts an agent. The server outlives the list.
-    RoomList(const Server& server, std::string authorityFile, Room::Note note);
+    /// `authorityFile` is named in the command that starts an agent; `trustCommand` has the
+    /// authority trusted. The server outlives the list.
+    RoomList(
+        const Server& server, std::string authorityFile, std::string trustCommand, Room::Note note);
     ~RoomList() override;
 
     WebAnswer answer(const RecordedRequest& request, std::string body) override;
@@ -51,6 +53,7 @@ private:
 
     const Server& m_server;
     const std::string m_authorityFile;
+    const std::string m_trustCommand;
     const Room::Note m_note;
     mutable std::mutex m_mutex;
     std::list<std::shared_ptr<Room>> m_rooms; // the newest last

@@ -66,6 +66,7 @@ function agentEvent({ state: agent, reason, stomp }) {
     state.digest = "";
     element("certificate-list").replaceChildren();
     show("certificates", false);
+    show("certificate-help", false);
     show("no-certificates", true);
     element("no-certificates").textContent = "The agent has left" + (reason ? ": " + reason : "") + ".";
   }
@@ -97,6 +98,7 @@ function certificatesEvent({ certificates }) {
   });
   show("certificates", certificates.length > 0);
   show("no-certificates", certificates.length === 0);
+  show("certificate-help", certificates.length === 0);
   element("no-certificates").textContent = "The agent has no certificate to sign with.";
   state.ready = true;
   update();
@@ -188,6 +190,7 @@ async function start() {
     element("code").textContent = room.code;
     element("link").href = room.link;
     element("command").textContent = room.command;
+    element("trust").textContent = room.trust;
     update();
     listen();
   } catch (error) {

@@ -127,7 +127,7 @@ TEST_F(PageTest, DocumentsAreSignedByTheAgentOfTheLink) {
     browser->waitForText("#signed", "order-signed.xml");
 
     browser->click("#end");
-    browser->waitForText("#no-certificates", "The agent has left");
+    browser->waitForText("#no-certificates", "The agent has left: the session is over.");
     EXPECT_EQ(agent->waitForEnd(), (ProcessEnd{0, 0}));
     EXPECT_TRUE(browser->isShown("#link"));
     EXPECT_THAT(browser->consoleErrors(), IsEmpty());
@@ -137,6 +137,7 @@ TEST_F(PageTest, EverythingCanBeDoneWithTheKeyboard) {
     EXPECT_EQ(browser->press(Browser::tab), "link");
     EXPECT_EQ(browser->press(Browser::tab), "command");
     EXPECT_EQ(browser->press(Browser::tab), "copy");
+    EXPECT_EQ(browser->press(Browser::tab), "help-summary");
     EXPECT_EQ(browser->press(Browser::tab), "file");
     startAgent();
     choose(DEVSERVER_SAMPLES "/order.xml");
@@ -212,8 +213,28 @@ TEST_F(PageTest, TextsOfTheAgentAreTextsAndItsSilentEndIsTold) {
     EXPECT_EQ(browser->count("b"), 0U);
     sign(DEVSERVER_SAMPLES "/order.xml");
     browser->waitForText("#problem", "order.xml was not signed: the agent left before");
-    browser->waitForText("#no-certificates", "The agent has left");
+    browser->waitForText("#no-certificates", "The agent has left: the connection to it was lost.");
     EXPECT_THAT(browser->consoleErrors(), IsEmpty());
+}
+
+TEST_F(PageTest, WhatToDoWhenNothingHappensIsTold) {
+    EXPECT_FALSE(browser->isShown("#trust"));
+    browser->click("#help-summary");
+    EXPECT_EQ(browser->text("#trust"),
+        DEVSERVER_PROGRAM " trust --authority " + (home.path() / "authority").string());
+    EXPECT_THAT(browser->text("#help"), HasSubstr("ZqMacClient install"));
+    picture("help");
+    browser->click("#help a");
+    const std::filesystem::path file = browser->downloads() / "quillet-devserver.pem";
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file); }));
+    EXPECT_EQ(contentOf(file), contentOf(authority()));
+}
+
+TEST_F(PageTest, AgentWithoutCertificatesGetsToldHowToGetOne) {
+    devserver::test::TestAgent other;
+    other.start(port(), contentOf(authority()), room(), {.hasCertificates = false});
+    browser->waitForText("#no-certificates", "The agent has no certificate to sign with.");
+    EXPECT_THAT(browser->text("#certificate-help"), HasSubstr("pk12util -i identity.p12 "));
 }
 
 } // namespace

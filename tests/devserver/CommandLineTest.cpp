@@ -71,6 +71,19 @@ TEST(CommandLineTest, SignNeedsFilesAndCertificate) {
     EXPECT_EQ(usageErrorOf({"sign", "--pdf", "a", "--out", "b"}), "sign needs --certificate");
 }
 
+TEST(CommandLineTest, TrustTakesItsOptions) {
+    for (const char* command : {"trust", "untrust"}) {
+        const CommandLine commandLine = parseCommandLine({command, "--authority", "a", "--yes"});
+        const auto* trust = std::get_if<TrustOptions>(&commandLine);
+        ASSERT_NE(trust, nullptr);
+        EXPECT_EQ(trust->isTrusted, std::string(command) == "trust");
+        EXPECT_TRUE(trust->isConfirmed);
+        EXPECT_EQ(trust->authorityFolder, "a");
+        EXPECT_EQ(usageErrorOf({command, "--port", "1"}), "unknown option '--port'");
+        EXPECT_EQ(usageErrorOf({command, "--", "x"}), "'x' is not expected");
+    }
+}
+
 TEST(CommandLineTest, BadUsageIsToldInWords) {
     EXPECT_EQ(usageErrorOf({"sing"}), "unknown command 'sing'");
     EXPECT_EQ(usageErrorOf({"--help", "x"}), "unknown option '--help'");

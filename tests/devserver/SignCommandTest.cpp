@@ -7,6 +7,7 @@
 #include "tests/documents/Verifiers.h"
 #include "tests/support/TemporaryFolder.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <thread>
@@ -270,6 +271,7 @@ TEST_F(SignCommandTest, PasswordComesFromAFile) {
 }
 
 TEST_F(SignCommandTest, AgentIsStartedWithLinkAuthorityAndArguments) {
+    ASSERT_NE(std::freopen("/dev/null", "r", stdin), nullptr); // no terminal, whoever runs this
     writeFile(folder / "agent.sh",
         "#!/bin/sh\necho \"$1|$2|$SSL_CERT_FILE|$(cat)\" >" + path("called") + "\nexit 3\n");
     std::filesystem::permissions(folder / "agent.sh", std::filesystem::perms::owner_all);
@@ -282,6 +284,22 @@ TEST_F(SignCommandTest, AgentIsStartedWithLinkAuthorityAndArguments) {
     options.agent = "/no such agent";
     EXPECT_EQ(runAlone(), 1);
     EXPECT_THAT(errors.text(), HasSubstr("/no such agent cannot be started: No such file"));
+}
+
+TEST_F(SignCommandTest, AgentMayAskForAPasswordInTheTerminal) {
+    writeFile(folder / "agent.sh",
+        "#!/bin/sh\n[ -t 0 ] && read -r password && echo \"$password\" >" + path("entered")
+            + "\nexit 3\n");
+    std::filesystem::permissions(folder / "agent.sh", std::filesystem::perms::owner_all);
+    const std::string command = "'" DEVSERVER_PROGRAM "' sign --xml '" DEVSERVER_SAMPLES
+                                "/order.xml' --out '"
+        + path("out") + "' --certificate first --authority '" + path("authority") + "' --agent '"
+        + path("agent.sh") + "'";
+    // The program `script` gives it a terminal, and enters there what it reads itself.
+    EXPECT_NE(
+        std::system(("echo secret | script -qec \"" + command + "\" /dev/null >/dev/null").c_str()),
+        0);
+    EXPECT_EQ(contentOf(folder / "entered"), "secret\n");
 }
 
 TEST(ShownTextTest, TextsOfOutsidersFitIntoALine) {
