@@ -49,7 +49,7 @@ TEST(SignedAttributesTest, TheContentMustBeDataAndTheDigest32Bytes) {
     const std::string signedData = oid("\x2A\x86\x48\x86\xF7\x0D\x01\x07\x02");
     EXPECT_FALSE(
         accepts(setOf({attribute(contentTypeOid(), signedData), messageDigestAttribute()})));
-    for (const std::size_t size : {0, 20, 31, 33, 48, 64}) {
+    for (const unsigned size : {0U, 20U, 31U, 33U, 48U, 64U}) {
         EXPECT_FALSE(accepts(
             setOf({contentTypeAttribute(), attribute(messageDigestOid(), digestOfSize(size))})));
     }
