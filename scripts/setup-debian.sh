@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Installs what a task needs on Debian 12; does nothing when all is there.
-#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots | clicks]    tests unless told otherwise
+#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots | clicks | packages]
+#                         tests unless told otherwise
 #   QUILLET_BOOST=1.83    another version of Boost, for systems that do not have 1.81
 set -euo pipefail
 
@@ -35,23 +36,29 @@ corpus=(default-jdk-headless) # its validator of XML signatures; half a gigabyte
 analysis=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr)
 screenshots=(openbox)
 clicks=(openbox xfwm4 xdotool exo-utils kde-cli-tools firefox-esr) # links clicked by hand, many times
+packages=(
+  debhelper fakeroot lintian # Debian packages
+  mmdebstrap appstream desktop-file-utils # a fresh system to try them in; judges of their files
+  rpm                        # RPM packages
+)
 
 case "${1:-tests}" in
-  build) packages=("${build[@]}") ;;
-  demo) packages=("${build[@]}" "${demo[@]}") ;;
-  tests) packages=("${build[@]}" "${demo[@]}" "${tests[@]}") ;;
-  corpus) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${corpus[@]}") ;;
-  analysis) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${analysis[@]}") ;;
-  screenshots) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${screenshots[@]}") ;;
-  clicks) packages=("${build[@]}" "${demo[@]}" "${tests[@]}" "${clicks[@]}") ;;
+  build) wanted=("${build[@]}") ;;
+  demo) wanted=("${build[@]}" "${demo[@]}") ;;
+  tests) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}") ;;
+  corpus) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${corpus[@]}") ;;
+  analysis) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${analysis[@]}") ;;
+  screenshots) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${screenshots[@]}") ;;
+  clicks) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${clicks[@]}") ;;
+  packages) wanted=("${build[@]}" "${demo[@]}" "${packages[@]}") ;;
   *)
-    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots | clicks]" >&2
+    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots | clicks | packages]" >&2
     exit 2
     ;;
 esac
 
 missing=()
-for package in "${packages[@]}"; do
+for package in "${wanted[@]}"; do
   state=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
   [ "$state" = "install ok installed" ] || missing+=("$package")
 done
@@ -65,4 +72,4 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 export DEBIAN_FRONTEND=noninteractive
 "${asRoot[@]}" apt-get update -qq
-"${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+"${asRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

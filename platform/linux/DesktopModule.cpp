@@ -13,14 +13,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Empty in a build without the desktop shell.
+/// Seen from the program's folder; empty in a build without the desktop shell.
 constexpr std::string_view moduleFile = QUILLET_DESKTOP_MODULE;
 
-/// Only the place beside this very program counts: what is loaded here can reach the keys.
+/// Only the place that belongs to this very program counts: what is loaded here can reach the keys.
 fs::path modulePath() {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    return program.parent_path().parent_path() / "lib" / moduleFile;
+    return (program.parent_path() / moduleFile).lexically_normal();
 }
 
 bool isSet(const char* variable) {

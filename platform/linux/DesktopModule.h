@@ -11,8 +11,8 @@ namespace platform {
 /// Whether the environment names a display (DISPLAY or WAYLAND_DISPLAY).
 bool isDisplayNamed();
 
-/// Whether the module of the desktop shell lies where it belongs: in ../lib, seen from the folder
-/// of the running program.
+/// Whether the module of the desktop shell lies where it belongs: in the agent's folder below the
+/// libraries' of the same installation (or build) as the running program.
 bool isDesktopModuleThere();
 
 /// Loads the module, for the rest of the process, and opens the desktop. Null, and `outcome` says

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace platform {
@@ -11,14 +12,20 @@ enum class ShellKind {
     desktop, ///< has a window, and comes to the front for a link
 };
 
-/// Writes the user's desktop entry (Desktop Entry 1.5, freedesktop.org) for the running program,
-/// named after the bundle, and makes it the default handler of a URL scheme through `xdg-mime`.
-/// For a desktop, also the icon. A service file of the session bus that an older version wrote
-/// goes. Writes only what differs. False when something is missing for it.
-bool registerUrlScheme(
-    const std::string& scheme, const std::string& bundleIdentifier, ShellKind shell);
+enum class Registration {
+    atStart, ///< every start of the program
+    askedFor, ///< its user asked for this copy, by `install`
+};
 
-/// A program's path as one word of a desktop entry's Exec key, quoted if it must be.
-std::string quotedForExec(const std::string& path);
+/// Makes a URL scheme's links come to this program, as far as that is its turn. Where an entry for
+/// all users is there, it serves, and a start writes nothing; it only takes away the user's entry
+/// before it, unless the user asked for that one and its program is there. Elsewhere the
+/// user's entry (Desktop Entry 1.5, freedesktop.org) is made to name the running program, unless
+/// the user asked for another copy that is there; and it is made the scheme's default handler
+/// through `xdg-mime`. For a desktop, there is also the icon. A service file of the session bus
+/// that an older version wrote goes. Writes only what differs. Nothing on success, else what failed
+/// and what to do about it.
+std::optional<std::string> registerUrlScheme(const std::string& scheme,
+    const std::string& bundleIdentifier, ShellKind shell, Registration registration);
 
 } // namespace platform

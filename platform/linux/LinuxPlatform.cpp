@@ -4,6 +4,7 @@
 #include "BundleInfo.h"
 #include "platform/Platform.h"
 #include "platform/Trust.h"
+#include "platform/linux/CommandLineAnswer.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
@@ -17,6 +18,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <unistd.h>
 
 namespace platform {
 
@@ -210,6 +212,10 @@ std::unique_ptr<Platform> makeNativePlatform(int argc, char** argv) {
     keepMemoryPrivate();
     // A closed output or connection is an error of that write, not the end of the process.
     std::signal(SIGPIPE, SIG_IGN);
+    if (const auto answer = commandLineAnswer({argv, argv + argc})) {
+        writeAll(STDOUT_FILENO, *answer);
+        std::exit(EXIT_SUCCESS);
+    }
     return std::make_unique<LinuxPlatform>(argc, argv);
 }
 

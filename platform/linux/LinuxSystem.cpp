@@ -17,6 +17,7 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <list>
 #include <openssl/evp.h>
@@ -132,6 +133,16 @@ LinuxSystem::LinuxSystem(int argc, char** argv)
     std::for_each(argv, argv + argc, hideLink);
 }
 
+LinuxSystem::~LinuxSystem() {
+    if (m_firstError >= 0) {
+        close(m_firstError);
+    }
+}
+
+bool LinuxSystem::isInstall() const {
+    return m_arguments.size() > 1 && m_arguments[1] == "install";
+}
+
 void LinuxSystem::NSLog(LogText text) {
     const std::string prefix = logPrefix();
     std::list<std::string> copies;
@@ -170,6 +181,9 @@ bool LinuxSystem::reopenStandardError(const std::string& path, const std::string
     }
     if (descriptor < 0) {
         return false;
+    }
+    if (isInstall() && m_firstError < 0) {
+        m_firstError = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     }
     const bool reopened = dup2(descriptor, STDERR_FILENO) == STDERR_FILENO;
     close(descriptor);
@@ -212,7 +226,18 @@ std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
         return -1;
     }
     const ShellKind shell = isDesktopModuleThere() ? ShellKind::desktop : ShellKind::terminal;
-    return registerUrlScheme(scheme, bundleIdentifier, shell) ? 0 : -1;
+    const bool isAskedFor = isInstall();
+    const std::optional<std::string> problem = registerUrlScheme(scheme, bundleIdentifier, shell,
+        isAskedFor ? Registration::askedFor : Registration::atStart);
+    if (problem && isAskedFor) {
+        const std::string line = "Not registered for " + scheme + ":// links: " + *problem;
+        const std::string_view view = line;
+        NSLog({&view, 1});
+        if (m_firstError >= 0) {
+            writeAll(m_firstError, displayableLine(line) + "\n");
+        }
+    }
+    return problem ? -1 : 0;
 }
 
 std::array<std::uint8_t, 20> LinuxSystem::CC_SHA1(BytesView data) {

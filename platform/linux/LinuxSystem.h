@@ -12,6 +12,9 @@ public:
     /// Takes the arguments over, and what they tell of a link out of the command line, which every
     /// user of the computer can read.
     LinuxSystem(int argc, char** argv);
+    LinuxSystem(const LinuxSystem&) = delete;
+    LinuxSystem& operator=(const LinuxSystem&) = delete;
+    ~LinuxSystem() override;
 
     /// While standard error is no file of `reopenStandardError`, it may be a terminal or a journal,
     /// and no control characters go there.
@@ -24,14 +27,19 @@ public:
     std::optional<PropertyValue> objectForInfoDictionaryKey(const std::string& key) override;
     std::vector<std::string> arguments() override;
     NSOperatingSystemVersion operatingSystemVersion() override;
+    /// Whoever asked for it by `install` is told of a failure, in the log and on the standard error
+    /// of the start.
     std::int32_t LSSetDefaultHandlerForURLScheme(
         const std::string& scheme, const std::string& bundleIdentifier) override;
     std::array<std::uint8_t, 20> CC_SHA1(BytesView data) override;
     std::array<std::uint8_t, 32> CC_SHA256(BytesView data) override;
 
 private:
+    bool isInstall() const;
+
     std::vector<std::string> m_arguments;
     std::atomic<bool> m_hasLogFile = false;
+    int m_firstError = -1; // standard error before it became the log, kept for `install`
 };
 
 /// Writes all of `text` to a file descriptor, whatever interrupts it.

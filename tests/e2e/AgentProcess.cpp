@@ -178,8 +178,8 @@ std::string AgentHome::waitForToolCall(const std::string& name) const {
 std::map<std::string, std::string> AgentHome::environment() const {
     std::map<std::string, std::string> variables{
         {"HOME", (m_folder / "home").string()},
-        {"PATH", (m_folder / "bin").string() + ":/usr/bin:/bin"},
-        {"LANG", "C.UTF-8"},
+        {"PATH", (m_folder / "bin").string() + ":/usr/bin:/bin"}, {"LANG", "C.UTF-8"},
+        {"XDG_DATA_DIRS", (m_folder / "system").string()}, // nothing that is installed here
     };
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS",
              "GCOV_PREFIX", "GCOV_PREFIX_STRIP"}) {

@@ -95,6 +95,8 @@ public:
 
     /// All that was written to standard output so far.
     std::string output();
+    /// What went to standard error while that was not the log.
+    std::string standardError() const { return contentOf(m_errorFile); }
     /// This process's lines of the log, without their prefix.
     std::vector<std::string> log() const;
     /// The same with prefixes.

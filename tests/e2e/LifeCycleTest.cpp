@@ -87,9 +87,40 @@ TEST_F(LifeCycle, InstallRegistersShowsItsAlertAndEndsWithStatusOne) {
         "default\ncom.quillet.ZqMacClient.desktop\nx-scheme-handler/quillet\n");
     EXPECT_THAT(
         contentOf(home.path() / "home/.local/share/applications/com.quillet.ZqMacClient.desktop"),
-        AllOf(AnyOf(HasSubstr("Exec=" QUILLET_AGENT " %u\n"),
-                  HasSubstr("Exec=\"" QUILLET_AGENT "\" %u\n")),
+        AllOf(AnyOf(HasSubstr("Exec=" QUILLET_AGENT " --link %u\n"),
+                  HasSubstr("Exec=\"" QUILLET_AGENT "\" --link %u\n")),
             HasSubstr("MimeType=x-scheme-handler/quillet;\n")));
+}
+
+TEST_F(LifeCycle, InstallThatFailsTellsWhyInTheLogAndOnStandardError) {
+    home.makeTool("xdg-mime", 3);
+    startAgent({"install"});
+    expectEnd({1, 0});
+    EXPECT_THAT(agent->output(), HasSubstr("--- Quillet\nQuillet successfully installed.\n"));
+    const std::string line = "Not registered for quillet:// links: \"xdg-mime default ";
+    EXPECT_TRUE(everLogged(line));
+    EXPECT_THAT(agent->standardError(),
+        AllOf(StartsWith(line), testing::EndsWith(" with the argument \"install\" again.\n")));
+}
+
+TEST_F(LifeCycle, StartsThatOnlyAskAboutTheProgramRegisterNothing) {
+    for (const char* question : {"--help", "-h", "--version"}) {
+        startAgent({question});
+        EXPECT_EQ(agent->waitForEnd(), (ProcessEnd{0, 0}));
+        EXPECT_THAT(agent->output(), HasSubstr("ZqMacClient "));
+        EXPECT_THAT(agent->log(), testing::IsEmpty());
+    }
+    EXPECT_FALSE(home.toolWasCalled("xdg-mime"));
+    EXPECT_FALSE(std::filesystem::exists(home.path() / "home/.local"));
+}
+
+TEST_F(LifeCycle, StartWritesNothingWhereTheAgentIsInstalledForAll) {
+    writeFile(home.path() / "system/applications/com.quillet.ZqMacClient.desktop",
+        "[Desktop Entry]\nExec=/bin/sh %u\n");
+    startAgent({"quillet://x"});
+    expectEnd({1, 0});
+    EXPECT_FALSE(home.toolWasCalled("xdg-mime"));
+    EXPECT_FALSE(std::filesystem::exists(home.path() / "home/.local"));
 }
 
 TEST_F(LifeCycle, EveryStartRegistersTheUrlScheme) {

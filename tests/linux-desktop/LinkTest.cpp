@@ -273,7 +273,7 @@ TEST_F(InstalledAgent, IsStartedByItsEntryAndHasItsIcon) {
 TEST_F(InstalledAgent, MayLieInAFolderWithBlanksAndQuotes) {
     const fs::path folder = home.path() / "it's \"my\" $HOME \\ folder";
     const fs::path built = fs::path(QUILLET_AGENT).parent_path().parent_path();
-    for (const char* file : {"bin/ZqMacClient", "lib/quillet-desktop.so"}) {
+    for (const char* file : {"bin/ZqMacClient", QUILLET_DESKTOP_MODULE}) {
         fs::create_directories((folder / file).parent_path());
         fs::copy_file(built / file, folder / file);
     }

@@ -1,50 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The desktop entry, and the default handler of the URL scheme.
-#include "platform/linux/DesktopRegistration.h"
-#include "tests/support/TemporaryFolder.h"
-
-#include <cstdlib>
-#include <gmock/gmock.h>
+#include "platform/linux/DesktopEntryFile.h"
+#include "tests/linux-shell/RegistrationTest.h"
 
 namespace fs = std::filesystem;
-using platform::registerUrlScheme;
 using platform::ShellKind;
 using testing::HasSubstr;
 
 namespace {
 
-/// A home of its own, with an `xdg-mime` that notes how often it ran.
-class DesktopRegistrationTest : public testing::Test {
-protected:
-    DesktopRegistrationTest() {
-        setenv("HOME", (m_folder / "home").c_str(), 1);
-        setenv("PATH", ((m_folder / "bin").string() + ":/usr/bin:/bin").c_str(), 1);
-        unsetenv("XDG_DATA_HOME");
-        unsetenv("XDG_CONFIG_HOME");
-        makeTool("printf '%s ' \"$@\" >>" + calls().string());
-    }
-
-    void makeTool(const std::string& script) const {
-        writeFile(m_folder / "bin/xdg-mime", "#!/bin/sh\n" + script + "\n");
-        fs::permissions(m_folder / "bin/xdg-mime", fs::perms::owner_all);
-    }
-    bool registered(ShellKind shell = ShellKind::terminal) const {
-        return registerUrlScheme("quillet", "com.quillet.ZqMacClient", shell);
-    }
-    fs::path home() const { return m_folder / "home"; }
-    fs::path entry() const {
-        return home() / ".local/share/applications/com.quillet.ZqMacClient.desktop";
-    }
-    fs::path service() const {
-        return home() / ".local/share/dbus-1/services/com.quillet.ZqMacClient.service";
-    }
-    fs::path icon() const {
-        return home() / ".local/share/icons/hicolor/scalable/apps/com.quillet.ZqMacClient.svg";
-    }
-    fs::path calls() const { return m_folder / "calls"; }
-
-    TemporaryFolder m_folder;
-};
+class DesktopRegistrationTest : public RegistrationTest { };
 
 constexpr const char* oneCall = "default com.quillet.ZqMacClient.desktop x-scheme-handler/quillet ";
 
@@ -88,17 +53,28 @@ TEST_F(DesktopRegistrationTest, BaseDirectoriesOfTheUserAreHonoured) {
     EXPECT_FALSE(fs::exists(entry()));
 }
 
-TEST_F(DesktopRegistrationTest, FailuresAreToldAndHarmless) {
+TEST_F(DesktopRegistrationTest, FailuresAreToldWithWhatToDoAndAreHarmless) {
     makeTool("exit 3");
-    EXPECT_FALSE(registered());
+    const char* const withoutTool
+        = "\"xdg-mime default com.quillet.ZqMacClient.desktop x-scheme-handler/quillet\" failed. "
+          "Install xdg-mime (the package xdg-utils) if it is missing, and run this program with "
+          "the "
+          "argument \"install\" again.";
+    EXPECT_EQ(problem(), withoutTool);
     fs::remove(m_folder / "bin/xdg-mime");
     setenv("PATH", (m_folder / "bin").c_str(), 1);
-    EXPECT_FALSE(registered());
+    EXPECT_EQ(problem(), withoutTool);
     writeFile(m_folder / "file", "");
     setenv("HOME", (m_folder / "file").c_str(), 1);
-    EXPECT_FALSE(registered());
+    EXPECT_EQ(problem(),
+        (m_folder / "file").string()
+            + "/.local/share/applications/com.quillet.ZqMacClient.desktop could not be written. "
+              "Make "
+              "its folder writable, and run this program with the argument \"install\" again.");
     unsetenv("HOME");
-    EXPECT_FALSE(registered());
+    EXPECT_EQ(problem(),
+        "neither HOME nor XDG_DATA_HOME names a folder. Set HOME, and run this program with the "
+        "argument \"install\" again.");
 }
 
 TEST_F(DesktopRegistrationTest, ProgramPathsAreQuotedForTheExecKey) {
