@@ -8,7 +8,7 @@ namespace platform {
 namespace {
 
 constexpr const char* helpText = R"(usage: ZqMacClient [LINK]
-       ZqMacClient install
+       ZqMacClient install | policy
        ZqMacClient --help | -h | --version
 
 The signing agent of web applications. Without an argument it waits for a link from the browser.
@@ -16,6 +16,7 @@ The signing agent of web applications. Without an argument it waits for a link f
   LINK        a quillet:// link, whose session is served
   install     makes this copy of the program the one that your quillet:// links start, and
               ends with status 1
+  policy      prints the signing policy of this computer
   -h, --help  prints this text
   --version   prints the version
 )";
