@@ -10,6 +10,8 @@ set(linux ${PROJECT_SOURCE_DIR}/resources/linux)
 set(share ${CMAKE_INSTALL_DATADIR})
 
 install(TARGETS ZqMacClient DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT quillet-agent)
+install(TARGETS quillet-module-probe DESTINATION ${CMAKE_INSTALL_LIBDIR}/quillet-agent
+  COMPONENT quillet-agent)
 install(FILES ${linux}/ZqMacClient.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
   COMPONENT quillet-agent)
 install(FILES ${linux}/ZqMacClient.bash RENAME ZqMacClient

@@ -2,6 +2,7 @@
 // Several sources of identities at once.
 #include "NssDirectory.h"
 #include "SoftTokens.h"
+#include "platform/linux/security/ImportHelp.h"
 #include "platform/linux/security/ModuleList.h"
 #include "platform/linux/security/NssSecurity.h"
 #include "tests/support/ConfiguredModules.h"
@@ -211,7 +212,8 @@ TEST_F(Sources, WithoutIdentitiesAreNamed) {
     EXPECT_EQ(security.SecCopyErrorMessageString(errSecItemNotFound),
         "The certificate database in " + directory.path()
             + " holds no certificate with a private key.\nNor does Firefox's profile in "
-            + profile.path() + ".\nNor does the card Card.");
+            + profile.path() + ".\nNor does the card Card.\n"
+            + platform::importHelp(directory.path(), true));
 }
 
 TEST_F(Sources, P11KitDecidesWhichModulesAreForThisProgram) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "NssDirectory.h"
+#include "platform/linux/security/ImportHelp.h"
 #include "platform/linux/security/NssSecurity.h"
 
 #include <cstdlib>
@@ -47,7 +48,11 @@ TEST_F(NssListing, MissingDatabaseIsNoDefaultKeychain) {
     EXPECT_EQ(security.SecKeychainCopyDefault(), errSecNoDefaultKeychain);
     EXPECT_EQ(security.SecItemCopyMatching(allIdentities()).status, errSecNoDefaultKeychain);
     EXPECT_EQ(message(security, errSecNoDefaultKeychain),
-        "There is no certificate database in " + directory.path() + ".");
+        "There is no certificate database in " + directory.path()
+            + ".\nTo import a certificate with its key from a file identity.p12, install "
+              "libnss3-tools (in Fedora: nss-tools) and enter in a terminal:\nmkdir -p -m 700 '"
+            + directory.path() + "'\ncertutil -N -d 'sql:" + directory.path()
+            + "'\npk12util -i identity.p12 -d 'sql:" + directory.path() + "'");
     EXPECT_TRUE(filesOf(directory.path()).empty());
 }
 
@@ -58,7 +63,8 @@ TEST_F(NssListing, EmptyDatabaseHoldsNoIdentity) {
     EXPECT_EQ(security.SecItemCopyMatching(allIdentities()).status, errSecItemNotFound);
     EXPECT_EQ(message(security, errSecItemNotFound),
         "The certificate database in " + directory.path()
-            + " holds no certificate with a private key.");
+            + " holds no certificate with a private key.\n"
+            + platform::importHelp(directory.path(), true));
 }
 
 TEST_F(NssListing, DamagedDatabaseHasAStatusOfItsOwn) {

@@ -43,7 +43,8 @@ bool holdsNoKeys(const std::string& library) {
 
 fs::path probeProgram() {
     std::error_code error;
-    return fs::read_symlink("/proc/self/exe", error).parent_path() / probe::programName;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    return program.parent_path() / QUILLET_PRIVATE_FOLDER / probe::programName;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "platform/linux/security/NssSecurity.h"
 
 #include "platform/linux/security/DigestInfo.h"
+#include "platform/linux/security/ImportHelp.h"
 #include "platform/linux/security/KeychainEntry.h"
 #include "platform/linux/security/KeychainReport.h"
 #include "platform/linux/security/NssDatabase.h"
@@ -277,13 +278,14 @@ std::string NssSecurity::whereNothingIs() const {
             }
         }
     }
-    return text;
+    return text + "\n" + importHelp(m_sources.database, true);
 }
 
 std::optional<std::string> NssSecurity::SecCopyErrorMessageString(OSStatus status) {
     switch (status) {
     case errSecNoDefaultKeychain:
-        return NssDatabase::openFailureText(NssDatabase::OpenFailure::missing, m_sources.database);
+        return NssDatabase::openFailureText(NssDatabase::OpenFailure::missing, m_sources.database)
+            + "\n" + importHelp(m_sources.database, false);
     case errSecNotAvailable:
         return NssDatabase::openFailureText(
             NssDatabase::OpenFailure::notPermitted, m_sources.database);
