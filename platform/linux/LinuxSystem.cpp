@@ -221,8 +221,7 @@ std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
     // A link must not start what somebody else puts there.
     if (const auto reason = whyNotTrusted(program)) {
-        const std::string line = "No links are asked for, because " + *reason;
-        NSLog(std::array{LogPiece(line)});
+        tellOfRegistration("No links are asked for, because " + *reason);
         return -1;
     }
     const ShellKind shell = isDesktopModuleThere() ? ShellKind::desktop : ShellKind::terminal;
@@ -230,14 +229,16 @@ std::int32_t LinuxSystem::LSSetDefaultHandlerForURLScheme(
     const std::optional<std::string> problem = registerUrlScheme(scheme, bundleIdentifier, shell,
         isAskedFor ? Registration::askedFor : Registration::atStart);
     if (problem && isAskedFor) {
-        const std::string line = "Not registered for " + scheme + ":// links: " + *problem;
-        const std::string_view view = line;
-        NSLog({&view, 1});
-        if (m_firstError >= 0) {
-            writeAll(m_firstError, displayableLine(line) + "\n");
-        }
+        tellOfRegistration("Not registered for " + scheme + ":// links: " + *problem);
     }
     return problem ? -1 : 0;
+}
+
+void LinuxSystem::tellOfRegistration(const std::string& line) {
+    NSLog(std::array{LogPiece(line)});
+    if (m_firstError >= 0) {
+        writeAll(m_firstError, displayableLine(line) + "\n");
+    }
 }
 
 std::array<std::uint8_t, 20> LinuxSystem::CC_SHA1(BytesView data) {

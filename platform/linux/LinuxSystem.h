@@ -36,6 +36,7 @@ public:
 
 private:
     bool isInstall() const;
+    void tellOfRegistration(const std::string& line);
 
     std::vector<std::string> m_arguments;
     std::atomic<bool> m_hasLogFile = false;
