@@ -238,6 +238,7 @@ TEST_F(WebSocketTest, OfARefusalTheHeadAloneIsRead) {
     // Neither a body without end nor one that breaks the rules matters.
     EXPECT_EQ(refusalFor("HTTP/1.1 500 x\r\nTransfer-Encoding: chunked\r\n\r\nno chunk\r\n"),
         "localhost refused the WebSocket: status 500 (Internal Server Error)");
+    m_delegate->reasons.clear();
     EXPECT_EQ(refusalFor("HTTP/1.1 403 x\r\nContent-Length: 99999999999\r\n\r\n"
                   + std::string(1 << 20, 'x')),
         "localhost refused the WebSocket: status 403 (Forbidden)");
