@@ -26,7 +26,7 @@ namespace {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-using Stream = beast::websocket::stream<beast::ssl_stream<asio::ip::tcp::socket>>;
+using Stream = beast::websocket::stream<beast::ssl_stream<asio::ip::tcp::socket>, false>;
 
 void send(Stream& stream, std::string_view frame) {
     stream.write(asio::buffer(frame.data(), frame.size()));

@@ -34,7 +34,9 @@ if(QUILLET_SANITIZERS)
     -fsanitize=${QUILLET_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(quillet_options INTERFACE -fsanitize=${QUILLET_SANITIZERS})
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_options(quillet_options INTERFACE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  # Needs optimisation, which what is compiled quickly goes without.
+  target_compile_options(quillet_options INTERFACE
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:QUILLET_QUICK>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
 endif()
 if(QUILLET_FUZZ)
   target_compile_options(quillet_options INTERFACE -fsanitize=fuzzer-no-link)

@@ -10,9 +10,13 @@ case $preset in
   clang | asan | tsan | fuzz | coverage) scripts/setup-debian.sh analysis ;;
   *) scripts/setup-debian.sh ;;
 esac
-cmake --preset "$preset" -DQUILLET_TESTS=ON -DQUILLET_BENCH=ON >/dev/null
-cmake --build --preset "$preset"
+options=(-DQUILLET_TESTS=ON)
 fuzzed=0
+if [ "$preset" = release ]; then
+  options+=(-DQUILLET_BENCH=ON -DQUILLET_CORPUS=OFF) # the fuzzers begin with their corpora
+fi
+cmake --preset "$preset" "${options[@]}" >/dev/null
+cmake --build --preset "$preset"
 if [ "$preset" = release ]; then
   scripts/fuzz.sh 10 || fuzzed=$?
 fi

@@ -182,7 +182,7 @@ private:
             reason.reason.empty() ? error.message() : std::string(reason.reason.c_str())});
     }
 
-    websocket::stream<TlsStream> m_socket;
+    websocket::stream<TlsStream, false> m_socket; // without compression
     TlsStream::executor_type m_executor;
     HttpRequest m_request;
     asio::steady_timer m_subscribeTimer;

@@ -110,7 +110,7 @@ struct TestClient::Impl {
 
     asio::io_context io;
     asio::ssl::context tls;
-    websocket::stream<Stream> socket;
+    websocket::stream<Stream, false> socket;
     beast::flat_buffer buffer;
     bool reading = false;
     bool arrived = false;

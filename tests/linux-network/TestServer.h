@@ -19,7 +19,7 @@
 
 using TcpSocket = boost::asio::ip::tcp::socket;
 using TlsSocket = boost::beast::ssl_stream<TcpSocket>;
-using ServerWebSocket = boost::beast::websocket::stream<TlsSocket>;
+using ServerWebSocket = boost::beast::websocket::stream<TlsSocket, false>;
 using ServerContext = std::shared_ptr<boost::asio::ssl::context>;
 
 /// What a server does with a connection, synchronously. Errors of the transport, which are thrown,

@@ -446,7 +446,7 @@ TEST_F(WebSocketTest, SocketMayOutliveTheNetwork) {
 
 TEST_F(WebSocketTest, PlainWebSocketWorksWhereAskedFor) {
     const TestServer server([](TcpSocket& tcp) {
-        websocket::stream<TcpSocket&> socket(tcp);
+        websocket::stream<TcpSocket&, false> socket(tcp);
         socket.accept();
         beast::flat_buffer buffer;
         socket.read(buffer);
