@@ -5,6 +5,7 @@
 #include "bench/Table.h"
 #include "foundation/Base64.h"
 #include "frameworks/CRVStompClient/StompFrame.h"
+#include "frameworks/CRVStompClient/StompMessages.h"
 #include "platform/linux/LinuxSystem.h"
 
 #include <benchmark/benchmark.h>
@@ -115,7 +116,7 @@ void addFrames(Table& table, const std::string& text) {
             "decode frame of " + size + " in one memory" + (hasLength ? "" : ", without length"),
             [wire = std::make_shared<std::string>(wire)] {
                 constexpr std::size_t pieceSize = 256 * kibi;
-                stomp::FrameDecoder decoder;
+                stomp::MessageDecoder decoder;
                 stomp::Frame frame;
                 OwnedText rest(wire, wire->data(), wire->size());
                 OwnedText body;

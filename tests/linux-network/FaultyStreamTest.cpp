@@ -169,8 +169,9 @@ public:
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) override {
         const auto channel = std::make_shared<SocketChannel>(m_platform.application(),
             std::move(delegate), m_gate, m_silenced, std::size_t{1} << 30);
-        m_session = std::make_shared<WebSocketSession>(
-            m_connector, channel, request, std::chrono::seconds(2), m_io.get_executor());
+        m_session = std::make_shared<WebSocketSession>(m_connector, channel, request,
+            WebSocketSession::Limits{std::chrono::seconds(2), std::chrono::seconds(60)},
+            m_io.get_executor());
         m_session->start([](WebSocketSession*) {});
         return makeWebSocket(channel);
     }

@@ -16,8 +16,8 @@ class TellingSystem : public MemorySystem {
 public:
     using MemorySystem::MemorySystem;
     void NSLog(platform::LogText text) override {
-        for (const std::string_view piece : text) {
-            std::cerr << piece;
+        for (const platform::LogPiece& piece : text) {
+            std::cerr << piece.view();
         }
         std::cerr << std::endl;
         if (runsOutAgain) {
