@@ -67,7 +67,8 @@ void requireAllFound(std::string_view text) {
 } // namespace
 
 void fuzz::target(std::string_view input) {
-    for (std::size_t padding = 0; padding<70; padding += input.size()> 200 ? 23 : 1) {
+    const std::size_t step = input.size() > 200 ? 23U : 1U;
+    for (std::size_t padding = 0; padding < 70; padding += step) {
         requireAllFound(std::string(padding, 'a') + std::string(input));
     }
     requireAllFound(std::string(input) + std::string(200, 'a'));
