@@ -54,7 +54,7 @@ protected:
             "[Profile0]\nIsRelative=0\nPath=" + profile.path() + "\nDefault=1\n");
     }
     void answerPrompt(const std::string& token, const std::string& password) {
-        ASSERT_TRUE(agent->waitForOutput("Password of \"" + token + "\" (empty to cancel): "))
+        ASSERT_TRUE(agent->waitForOutput("Password of \"" + token + "\" for the server localhost:"))
             << agent->output();
         agent->writeLine(password);
     }

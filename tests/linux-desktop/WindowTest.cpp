@@ -16,7 +16,7 @@ class DesktopWindow : public DesktopTest { };
 TEST_F(DesktopWindow, ShowsTheStepsOfASessionOneALine) {
     home.makeIdentities(1);
     startSessionOnDesktop();
-    EXPECT_EQ(display.title(window), "Quillet");
+    EXPECT_EQ(display.title(window), "localhost:" + std::to_string(server.port()) + " - Quillet");
     listCertificates();
     const std::string text = statusText();
     EXPECT_THAT(
@@ -142,17 +142,17 @@ TEST_F(NoDesktop, ModuleThatOthersMayChangeIsNotLoaded) {
     const fs::path built = fs::path(QUILLET_AGENT).parent_path().parent_path();
     const fs::path copy = home.path() / "copy";
     fs::create_directories(copy / "bin");
-    fs::create_directories(copy / "lib");
+    const fs::path lib = copy / "lib/quillet-agent";
+    fs::create_directories(lib);
     fs::copy(QUILLET_AGENT, copy / "bin/ZqMacClient");
-    fs::copy(built / "lib/quillet-desktop.so", copy / "lib");
-    fs::permissions(copy / "lib", fs::perms::group_write, fs::perm_options::add);
+    fs::copy(built / "lib/quillet-agent/quillet-desktop.so", lib);
+    fs::permissions(lib, fs::perms::group_write, fs::perm_options::add);
     agent = startProgram((copy / "bin/ZqMacClient").string());
     ASSERT_TRUE(agent->waitForLog("No window, because "));
-    EXPECT_THAT(
-        agent->log().back(), HasSubstr((copy / "lib").string() + " can be changed by other users"));
+    EXPECT_THAT(agent->log().back(), HasSubstr(lib.string() + " can be changed by other users"));
     EXPECT_TRUE(agent->waitForOutput("Running on macOS "));
     agent.reset();
-    fs::permissions(copy / "lib", fs::perms::group_write, fs::perm_options::remove);
+    fs::permissions(lib, fs::perms::group_write, fs::perm_options::remove);
     agent = startProgram((copy / "bin/ZqMacClient").string());
     EXPECT_TRUE(display.waitForMainWindow().has_value());
 }

@@ -135,7 +135,7 @@ TEST_F(Sources, ModuleThatIsListedAndConfiguredIsLoadedOnce) {
 TEST_F(Sources, CertificateInDatabaseAndBrowserIsListedOnce) {
     CertificateBuilder builder = named("Twice");
     builder.key = makeKeyPair("RSA");
-    builder.serialNumber = {0x01};
+    builder.serialNumber = {0x70};
     directory.create();
     directory.addIdentity(builder);
     makeProfile();
@@ -146,7 +146,7 @@ TEST_F(Sources, CertificateInDatabaseAndBrowserIsListedOnce) {
 TEST_F(Sources, TokenWithTheKeyWins) {
     CertificateBuilder builder = named("Twice");
     builder.key = makeKeyPair("RSA");
-    builder.serialNumber = {0x01};
+    builder.serialNumber = {0x70};
     directory.create();
     directory.addCertificate(builder, "certificate alone");
     directory.addIdentity(named("Another"), "another");
@@ -160,7 +160,7 @@ TEST_F(Sources, TokenWithTheKeyWins) {
 TEST_F(Sources, TokenThatShowsTheKeyWinsOverOneThatVouches) {
     CertificateBuilder builder = named("Twice");
     builder.key = makeKeyPair("RSA");
-    builder.serialNumber = {0x01};
+    builder.serialNumber = {0x70};
     directory.create(password);
     directory.addIdentity(builder);
     makeProfile();
