@@ -61,7 +61,7 @@ TEST_F(DesktopNotification, EachStepReplacesTheOneBeforeUnderTheProgramsNameAndI
 TEST_F(DesktopNotification, RefusedRequestIsToldBeforeTheProcessEnds) {
     startService({"body"});
     startSessionOnDesktop();
-    session->sendCommand("SIGN_PDF", json::object{{"bytesToSign", 1}}); // of the wrong type
+    session->sendCommand("SIGN_PDF", json::object{{"certificateDigest", 1}}); // no text
     expectEnd({-1, SIGABRT});
     EXPECT_FALSE(waitFor("The signing session has ended").is_null());
 }

@@ -159,8 +159,9 @@ TEST_F(CardLife, LastTryIsMadeOnlyWhenTheUserWantsIt) {
     userInterface.response = NSAlertFirstButtonReturn + 1;
     EXPECT_EQ(whyNotSigned(identity), "The password of Card was not given.");
     EXPECT_TRUE(userInterface.questions.empty());
+    security.beginSession(); // in which nothing has been refused yet
     userInterface.response = NSAlertFirstButtonReturn;
-    expectSigns(identity);
+    expectSigns(onlyIdentity());
     EXPECT_EQ(userInterface.alerts,
         (Texts{"Last try for the PIN of \"Card\"", "Last try for the PIN of \"Card\""}));
 }
