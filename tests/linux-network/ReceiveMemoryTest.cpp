@@ -23,7 +23,10 @@ protected:
         OwnedText message = receive(piece, false);
         while (message.size() < size) {
             OwnedText next = receive(piece, message.size() + piece.size() >= size);
-            EXPECT_TRUE(message.takeOverNext(next));
+            if (!message.takeOverNext(next)) {
+                ADD_FAILURE() << "a piece after " << message.size() << " bytes does not follow";
+                break;
+            }
         }
         return message;
     }

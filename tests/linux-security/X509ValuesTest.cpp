@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/X509Values.h"
-#include "CertificateBuilder.h"
+#include "X509Fixture.h"
 #include "foundation/Utf8.h"
-#include "platform/Security.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -12,97 +11,6 @@
 #include <openssl/x509.h>
 
 using namespace platform;
-
-namespace {
-
-KeyPair smallKey() {
-    static const KeyPair key = makeKeyPair("EC"); // quick to make; names do not depend on it
-    return key;
-}
-
-X509Values valuesOf(CertificateBuilder builder) {
-    if (!builder.key) {
-        builder.key = smallKey();
-    }
-    return X509Values::parse(builder.build()).value();
-}
-
-X509Values valuesOfSubject(std::vector<NameAttribute> subject) {
-    CertificateBuilder builder;
-    builder.subject = std::move(subject);
-    return valuesOf(builder);
-}
-
-std::string textUnder(const PropertyDictionary& property, const char* key) {
-    const PropertyValue* value = property.find(key);
-    const auto* text = value == nullptr ? nullptr : value->as<std::string>();
-    return text == nullptr ? "(none)" : *text;
-}
-
-const PropertyDictionary& property(const PropertyDictionary& values, const char* oid) {
-    return *values.find(oid)->as<PropertyDictionary>();
-}
-
-const PropertyArray& list(const PropertyDictionary& dictionary) {
-    return *dictionary.find(kSecPropertyKeyValue)->as<PropertyArray>();
-}
-
-/// "2.5.4.6=NL" for each attribute, those of one RDN in brackets.
-std::vector<std::string> flat(const PropertyArray& section) {
-    std::vector<std::string> lines;
-    for (const PropertyValue& value : section) {
-        const auto& dictionary = *value.as<PropertyDictionary>();
-        if (textUnder(dictionary, kSecPropertyKeyType) == kSecPropertyTypeSection) {
-            lines.push_back("[");
-            for (const std::string& line : flat(list(dictionary))) {
-                lines.push_back(line);
-            }
-            lines.push_back("]");
-        } else {
-            EXPECT_EQ(textUnder(dictionary, kSecPropertyKeyType), kSecPropertyTypeString);
-            lines.push_back(textUnder(dictionary, kSecPropertyKeyLabel) + "="
-                + textUnder(dictionary, kSecPropertyKeyValue));
-        }
-    }
-    return lines;
-}
-
-std::vector<std::string> subjectOf(const X509Values& values) {
-    const PropertyDictionary all = values.values();
-    return flat(list(property(all, kSecOIDX509V1SubjectName)));
-}
-
-std::string commonNameOf(const X509Values& values) {
-    const PropertyDictionary all = values.values();
-    return *list(property(all, kSecOIDCommonName)).at(0).as<std::string>();
-}
-
-std::string commonNameFrom(int stringType, const std::string& bytes) {
-    return commonNameOf(valuesOfSubject({{"CN", bytes, stringType}}));
-}
-
-/// For values that OpenSSL refuses to write: put in place of harmless ones.
-std::string commonNameFromBroken(int stringType, const std::string& bytes) {
-    CertificateBuilder builder;
-    builder.key = smallKey();
-    builder.subject = {{"CN", std::string(bytes.size(), 'Q')}};
-    Bytes der = builder.build();
-    const auto encoded = [](int type, const std::string& text) {
-        Bytes element = {static_cast<std::uint8_t>(type), static_cast<std::uint8_t>(text.size())};
-        element.insert(element.end(), text.begin(), text.end());
-        return element;
-    };
-    const Bytes harmless = encoded(V_ASN1_UTF8STRING, builder.subject[0].bytes);
-    const Bytes broken = encoded(stringType, bytes);
-    const auto place = std::search(der.begin(), der.end(), harmless.begin(), harmless.end());
-    EXPECT_NE(place, der.end());
-    std::copy(broken.begin(), broken.end(), place);
-    return commonNameOf(X509Values::parse(der).value());
-}
-
-using Lines = std::vector<std::string>;
-
-} // namespace
 
 TEST(X509Values, NamesKeepTheCertificatesOwnOrder) {
     const X509Values values
@@ -173,78 +81,6 @@ TEST(X509Values, EmptySubjectIsAnEmptySection) {
     EXPECT_TRUE(list(property(all, kSecOIDX509V1SubjectName)).empty());
     EXPECT_EQ(all.find(kSecOIDCommonName), nullptr);
     EXPECT_EQ(values.subjectText(), "");
-}
-
-TEST(X509Values, Utf8StringIsKept) {
-    EXPECT_EQ(commonNameFrom(V_ASN1_UTF8STRING, "J\xC3\xBCrgen \xF0\x9F\x96\x8B"),
-        "J\xC3\xBCrgen \xF0\x9F\x96\x8B");
-}
-
-TEST(X509Values, IllFormedUtf8BecomesReplacementCharacters) {
-    EXPECT_EQ(
-        commonNameFromBroken(V_ASN1_UTF8STRING, "a\xFF!b\xC3"), "a\xEF\xBF\xBD!b\xEF\xBF\xBD");
-}
-
-TEST(X509Values, PrintableIa5AndNumericStringsAreKept) {
-    EXPECT_EQ(commonNameFrom(V_ASN1_PRINTABLESTRING, "Plain (text)"), "Plain (text)");
-    EXPECT_EQ(commonNameFrom(V_ASN1_IA5STRING, "signer@example.org"), "signer@example.org");
-    EXPECT_EQ(commonNameFrom(V_ASN1_NUMERICSTRING, "12 34"), "12 34");
-    EXPECT_EQ(commonNameFrom(V_ASN1_PRINTABLESTRING, "a\xE9z"), "a\xEF\xBF\xBDz");
-}
-
-TEST(X509Values, T61StringIsReadAsLatin1) {
-    EXPECT_EQ(commonNameFrom(V_ASN1_T61STRING, "J\xFCrgen"), "J\xC3\xBCrgen");
-}
-
-TEST(X509Values, BmpStringIsReadAsUtf16) {
-    EXPECT_EQ(commonNameFrom(V_ASN1_BMPSTRING, std::string("\0J\0\xFC\x20\xAC", 6)),
-        "J\xC3\xBC\xE2\x82\xAC");
-    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\xD8\x3D\xDD\x8B\0!", 6)),
-        "\xF0\x9F\x96\x8B!");
-}
-
-TEST(X509Values, WhatIsNoCharacterInABmpStringIsReplaced) {
-    const std::string replaced = "\xEF\xBF\xBD!";
-    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\xD8\x3D\0!", 4)), replaced);
-    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\xDD\x8B\0!", 4)), replaced);
-    EXPECT_EQ(commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\0!\0", 3)), "!\xEF\xBF\xBD");
-    EXPECT_EQ(
-        commonNameFromBroken(V_ASN1_BMPSTRING, std::string("\0!\xD8\x3D", 4)), "!\xEF\xBF\xBD");
-}
-
-TEST(X509Values, UniversalStringIsReadAsUtf32) {
-    EXPECT_EQ(commonNameFrom(V_ASN1_UNIVERSALSTRING, std::string("\0\0\0J\0\x01\xF5\x8B", 8)),
-        "J\xF0\x9F\x96\x8B");
-}
-
-TEST(X509Values, WhatIsNoCharacterInAUniversalStringIsReplaced) {
-    EXPECT_EQ(commonNameFromBroken(V_ASN1_UNIVERSALSTRING, std::string("\0\x11\0\0\0\0\0!", 8)),
-        "\xEF\xBF\xBD!");
-    EXPECT_EQ(
-        commonNameFromBroken(V_ASN1_UNIVERSALSTRING, std::string("\0\0\xD8\0", 4)), "\xEF\xBF\xBD");
-    EXPECT_EQ(commonNameFromBroken(V_ASN1_UNIVERSALSTRING, std::string("\0\0\0!\0\0", 6)),
-        "!\xEF\xBF\xBD");
-}
-
-TEST(X509Values, ValueThatIsNoTextIsItsDerInHexadecimal) {
-    EXPECT_EQ(commonNameFrom(V_ASN1_BIT_STRING, "\xA5"), "#030200A5");
-}
-
-TEST(X509Values, CommasQuotesAndLineBreaksAreKeptAsTheyStand) {
-    const std::string odd = std::string("Doe, \"Jo\"\r\n=+;<>\\\0end", 21);
-    EXPECT_EQ(commonNameFrom(V_ASN1_UTF8STRING, odd), odd);
-}
-
-TEST(X509Values, SubjectTextIsOneLine) {
-    EXPECT_EQ(
-        valuesOfSubject({{"CN", "line\nbreak\x7F"}, {"O", ""}}).subjectText(), "line break , ");
-}
-
-TEST(X509Values, VeryLongNamesAreKeptWhole) {
-    const std::string longText(60000, 'x');
-    EXPECT_EQ(commonNameFrom(V_ASN1_UTF8STRING, longText), longText);
-    std::vector<NameAttribute> many(500, {"OU", "unit"});
-    EXPECT_EQ(subjectOf(valuesOfSubject(many)).size(), 500U);
 }
 
 TEST(X509Values, SerialNumberIsTheIntegersContent) {
