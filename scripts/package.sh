@@ -35,7 +35,7 @@ makeDeb() {
     tail -40 "$work/deb.log" >&2
     exit 1
   }
-  lintian --allow-root --fail-on error,warning,info "$work"/deb/*.changes
+  lintian --allow-root --fail-on error,warning "$work"/deb/*.changes
   mv "$work"/deb/*.deb "$out/"
 }
 

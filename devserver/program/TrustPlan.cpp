@@ -43,13 +43,18 @@ std::vector<std::string> databasesOfBrowsers(const fs::path& home) {
 
 std::optional<TrustPlaces::System> systemOfThisMachine() {
     const TrustPlaces::System systems[] = {
-        {"/usr/local/share/ca-certificates/quillet-devserver.crt", {"update-ca-certificates"}},
-        {"/etc/pki/ca-trust/source/anchors/quillet-devserver.pem", {"update-ca-trust"}},
+        {"/usr/local/share/ca-certificates/quillet-devserver.crt", {"update-ca-certificates"},
+            {"update-ca-certificates", "--fresh"}},
+        {"/etc/pki/ca-trust/source/anchors/quillet-devserver.pem", {"update-ca-trust"},
+            {"update-ca-trust"}},
     };
     for (const TrustPlaces::System& system : systems) {
         for (const char* folder : {"/usr/sbin/", "/usr/bin/"}) {
-            if (access((folder + system.update[0]).c_str(), X_OK) == 0) {
-                return TrustPlaces::System{system.file, {folder + system.update[0]}};
+            const std::string program = folder + system.update[0];
+            if (access(program.c_str(), X_OK) == 0) {
+                TrustPlaces::System found = system;
+                found.update[0] = found.updateAnew[0] = program;
+                return found;
             }
         }
     }
@@ -110,7 +115,7 @@ std::vector<TrustStep> untrustSteps(const TrustPlaces& places) {
     if (places.system) {
         steps.push_back({systemName,
             {asRoot(places, {"rm", "-f", places.system->file}),
-                asRoot(places, places.system->update)}});
+                asRoot(places, places.system->updateAnew)}});
     }
     const auto add = [&](const std::string& name, const std::string& database) {
         steps.push_back({name, {{"certutil", "-D", "-d", "sql:" + database, "-n", nickname}},

@@ -11,7 +11,8 @@ namespace devserver {
 struct TrustPlaces {
     struct System {
         std::string file; // where an authority's certificate is put for it
-        Command update; // what takes the change over
+        Command update; // what takes a new file over
+        Command updateAnew; // ... and the absence of one
     };
     std::string database; // the user's key database, which Chromium reads
     bool hasDatabase = false;

@@ -39,8 +39,8 @@ protected:
     /// The user's places, and a system whose authorities are in this folder.
     TrustPlaces places() const {
         TrustPlaces found = TrustPlaces::of(home());
-        found.system
-            = {(folder / "system/quillet.crt").string(), {"touch", (folder / "updated").string()}};
+        found.system = {(folder / "system/quillet.crt").string(),
+            {"touch", (folder / "updated").string()}, {"touch", (folder / "forgotten").string()}};
         found.isRoot = true;
         return found;
     }
@@ -73,7 +73,7 @@ TEST_F(TrustTest, AuthorityIsPutWhereProgramsLookAndTakenAway) {
         EXPECT_FALSE(isTrusting(ownDatabase()));
         EXPECT_FALSE(isTrusting(profile()));
         EXPECT_FALSE(fs::exists(folder / "system/quillet.crt"));
-        EXPECT_TRUE(fs::remove(folder / "updated"));
+        EXPECT_TRUE(fs::remove(folder / "forgotten"));
     }
     EXPECT_EQ(err.str(), "");
 }
@@ -109,8 +109,8 @@ TEST_F(TrustTest, WhatFailsIsToldAndTheRestIsDone) {
 TEST(TrustPlan, SystemIsChangedByItsAdministrator) {
     TrustPlaces places;
     places.database = "/home/it's/.pki/nssdb";
-    places.system
-        = {"/usr/local/share/ca-certificates/q.crt", {"/usr/sbin/update-ca-certificates"}};
+    places.system = {"/usr/local/share/ca-certificates/q.crt", {"/usr/sbin/update-ca-certificates"},
+        {"/usr/sbin/update-ca-certificates", "--fresh"}};
     const std::vector<TrustStep> steps = trustSteps(places, "/a b/authority.pem");
     ASSERT_EQ(steps.size(), 2U);
     EXPECT_EQ(shellText(steps[0].commands[0]),
