@@ -223,7 +223,9 @@ TEST_F(PageTest, WhatToDoWhenNothingHappensIsTold) {
     EXPECT_EQ(browser->text("#trust"),
         DEVSERVER_PROGRAM " trust --authority " + (home.path() / "authority").string());
     EXPECT_THAT(browser->text("#help"), HasSubstr("ZqMacClient install"));
+    browser->resize(1280, 780);
     picture("help");
+    browser->resize(1280, 900);
     browser->click("#help a");
     const std::filesystem::path file = browser->downloads() / "quillet-devserver.pem";
     ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file); }));
