@@ -11,18 +11,18 @@ namespace {
 
 class ReceiveMemoryTest : public testing::Test {
 protected:
-    OwnedText receive(std::string_view bytes, bool messageIsDone) {
+    OwnedText receive(std::string_view bytes, std::size_t rest) {
         const std::span<char> space = memory.space();
         EXPECT_GE(space.size(), bytes.size());
         std::memcpy(space.data(), bytes.data(), bytes.size());
-        return memory.received(bytes.size(), messageIsDone);
+        return memory.received(bytes.size(), rest);
     }
     /// A message in pieces of 64 KiB.
     OwnedText receiveLarge(std::size_t size) {
         const std::string piece(std::size_t{64} << 10, 'x');
-        OwnedText message = receive(piece, false);
+        OwnedText message = receive(piece, size);
         while (message.size() < size) {
-            OwnedText next = receive(piece, message.size() + piece.size() >= size);
+            OwnedText next = receive(piece, size - std::min(size, message.size() + piece.size()));
             if (!message.takeOverNext(next)) {
                 ADD_FAILURE() << "a piece after " << message.size() << " bytes does not follow";
                 break;
@@ -31,6 +31,7 @@ protected:
         return message;
     }
 
+    static constexpr std::size_t large = ReceiveMemory::smallMessage + 1;
     ReceiveMemory memory;
 };
 
@@ -46,26 +47,36 @@ std::size_t residentSize() {
 } // namespace
 
 TEST_F(ReceiveMemoryTest, SmallMessagesAreCopiedOut) {
-    const OwnedText first = receive("one", true);
-    const OwnedText second = receive("two", true);
+    const OwnedText first = receive("one", 0);
+    const OwnedText second = receive("two", 0);
     EXPECT_EQ(first.view(), "one");
     EXPECT_EQ(second.view(), "two");
     EXPECT_TRUE(memory.releaseUnused());
 }
 
+TEST_F(ReceiveMemoryTest, SmallMessagesInPiecesAreCopiedOut) {
+    const char* const place = memory.space().data();
+    const OwnedText first = receive("one", large - 1);
+    const OwnedText second = receive("two", 0);
+    EXPECT_EQ(first.view(), "one");
+    EXPECT_EQ(second.view(), "two");
+    EXPECT_EQ(memory.space().data(), place);
+    EXPECT_TRUE(memory.releaseUnused());
+}
+
 TEST_F(ReceiveMemoryTest, PiecesOfAMessageFollowEachOther) {
-    OwnedText first = receive("one", false);
-    OwnedText second = receive("two", false);
-    OwnedText last = receive("three", true);
+    OwnedText first = receive("one", large);
+    OwnedText second = receive("two", large);
+    OwnedText last = receive("three", 0);
     EXPECT_TRUE(first.takeOverNext(second));
     EXPECT_TRUE(first.takeOverNext(last));
     EXPECT_EQ(first.view(), "onetwothree");
 }
 
 TEST_F(ReceiveMemoryTest, MessagesDoNotTouchEachOther) {
-    OwnedText first = receive("one", false);
-    OwnedText end = receive("1", true);
-    OwnedText second = receive("two", false);
+    OwnedText first = receive("one", large);
+    OwnedText end = receive("1", 0);
+    OwnedText second = receive("two", large);
     EXPECT_FALSE(first.takeOverNext(second));
     EXPECT_EQ(first.view(), "one");
     EXPECT_EQ(end.view(), "1");
@@ -94,11 +105,11 @@ TEST_F(ReceiveMemoryTest, MemoryThatNoMessageUsesIsGivenBack) {
 TEST_F(ReceiveMemoryTest, AMessageMayBeLongerThanABlock) {
     std::size_t size = 0;
     const std::string piece(std::size_t{256} << 10, 'x');
-    receive("start", false);
+    receive("start", large);
     for (std::size_t i = 0; i <= ReceiveMemory::blockSize / piece.size() + 1; ++i) {
         const std::size_t room = std::min(memory.space().size(), piece.size());
         ASSERT_GT(room, 0U);
-        size += receive(std::string_view(piece).substr(0, room), false).size();
+        size += receive(std::string_view(piece).substr(0, room), large).size();
     }
     EXPECT_GT(size, ReceiveMemory::blockSize);
 }
@@ -108,7 +119,7 @@ TEST_F(ReceiveMemoryTest, WhatIsHeldOutlivesTheMemory) {
     {
         ReceiveMemory other;
         std::memcpy(other.space().data(), "text", 4);
-        message = other.received(4, false);
+        message = other.received(4, ReceiveMemory::smallMessage + 1);
     }
     EXPECT_EQ(message.view(), "text");
 }

@@ -87,9 +87,9 @@ std::span<char> ReceiveMemory::space() {
     return {m_block->data + m_fill, std::min(readSize, blockSize - m_fill)};
 }
 
-OwnedText ReceiveMemory::received(std::size_t length, bool messageIsDone) {
+OwnedText ReceiveMemory::received(std::size_t length, std::size_t rest) {
     if (m_block == nullptr) {
-        if (messageIsDone) {
+        if (rest <= smallMessage) {
             return m_first.substr(0, length);
         }
         m_block = m_pool->take();
@@ -97,7 +97,7 @@ OwnedText ReceiveMemory::received(std::size_t length, bool messageIsDone) {
     }
     OwnedText text(m_block, m_block->data + m_fill, length);
     m_fill += length;
-    if (messageIsDone || m_fill == blockSize) {
+    if (rest == 0 || m_fill == blockSize) {
         m_block = nullptr;
         m_fill = 0;
     }

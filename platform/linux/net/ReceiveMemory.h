@@ -14,7 +14,7 @@ namespace platform::linux_ {
 /// Used on the network's thread. What it hands out may be let go on any thread.
 class ReceiveMemory {
 public:
-    /// Messages up to this size are handed out as copies of their own.
+    /// What is no longer is handed out as a copy of its own.
     static constexpr std::size_t smallMessage = std::size_t{64} << 10;
     /// The most of a message that comes to lie in one piece: the largest frame and its headers.
     static constexpr std::size_t blockSize = (std::size_t{256} << 20) + (std::size_t{1} << 20);
@@ -26,8 +26,8 @@ public:
 
     /// Where the next bytes are to be put; never empty.
     std::span<char> space();
-    /// The bytes that were put there.
-    OwnedText received(std::size_t length, bool messageIsDone);
+    /// The bytes that were put there. `rest` more of the message are announced; 0 at its end.
+    OwnedText received(std::size_t length, std::size_t rest);
 
     /// Whether a large message comes in.
     bool holdsPart() const { return m_block != nullptr; }

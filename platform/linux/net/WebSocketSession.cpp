@@ -201,9 +201,9 @@ void WebSocketSession::didRead(const error_code& error, std::size_t length) {
         return;
     }
     if (!isEnding()) {
-        const bool isDone = m_stream->is_message_done();
-        const bool endsLarge = isDone && m_memory.holdsPart();
-        m_channel->deliverData(m_memory.received(length, isDone));
+        const std::size_t rest = m_stream->is_message_done() ? 0 : m_stream->read_size_hint(1);
+        const bool endsLarge = rest == 0 && m_memory.holdsPart();
+        m_channel->deliverData(m_memory.received(length, rest));
         if (endsLarge) {
             releaseMemoryLater();
         }
