@@ -31,7 +31,7 @@ std::string quoted(const std::string& text) {
     return out + "\"";
 }
 
-std::string specificationOf(const CardModule& module) {
+std::string loadTextOf(const CardModule& module) {
     return "library=" + quoted(module.library) + " name=" + quoted(module.name);
 }
 
@@ -72,8 +72,8 @@ std::vector<CardModule> modulesListedIn(const fs::path& database) {
             } else if (key == "name") {
                 module.name = value;
             }
-            module.specification += (module.specification.empty() ? "" : " ");
-            module.specification += key + "=" + quoted(value);
+            module.loadText += (module.loadText.empty() ? "" : " ");
+            module.loadText += key + "=" + quoted(value);
         }
     }
     take();
@@ -164,7 +164,7 @@ void ModuleTrial::note(const std::string& line) {
         return;
     }
     CardModule module{"p11-kit", line.substr(0, first), file, "", problem};
-    module.specification = specificationOf(module);
+    module.loadText = loadTextOf(module);
     m_modules.push_back(std::move(module));
 }
 

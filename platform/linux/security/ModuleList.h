@@ -16,7 +16,7 @@ struct CardModule {
     std::string source; ///< the folder whose list names it, or "p11-kit"
     std::string name;
     std::string library; ///< as it is to be opened; once it was tried, its file
-    std::string specification; ///< how NSS is told to load it
+    std::string loadText; ///< how NSS is told to load it
     std::string problem; ///< why it must not be loaded; empty when it may
 };
 

@@ -151,8 +151,7 @@ void NssDatabase::openProfile(const std::string& path, const Log& log) {
 
 void NssDatabase::load(CardModule module, const Log& log) {
     if (module.problem.empty()) {
-        nss::ModuleHandle loaded(
-            SECMOD_LoadUserModule(module.specification.data(), nullptr, PR_FALSE));
+        nss::ModuleHandle loaded(SECMOD_LoadUserModule(module.loadText.data(), nullptr, PR_FALSE));
         if (loaded && loaded->loaded) {
             m_handles->modules.push_back(std::move(loaded));
         } else {
