@@ -116,7 +116,7 @@ std::string entryText(
     replaceAll(entry, "{scheme}", scheme);
     replaceAll(entry, "{terminal}", shell == ShellKind::terminal ? "true" : "false");
     replaceAll(entry, "{program}", quotedForExec(runningProgram().string()));
-    // An entry whose program is gone is passed over for the system's.
+    // An entry whose program is gone is not offered.
     std::string path = runningProgram().string();
     replaceAll(path, "\\", "\\\\");
     entry += "TryExec=" + path + "\n" + (isAskedFor ? askedForLine : "");
