@@ -35,8 +35,7 @@ sources() {
 
 project='".*"'
 standard='<[a-z_0-9]+>'
-check 'foundation/' "$standard|<boost/json[a-z_/]*\.hpp>|$project" $(sources foundation)
-check 'a portable room' "$standard|$project" $(sources ZqMacClient frameworks) platform/*.h platform/*.cpp
+check 'a portable room' "$standard|$project" $(sources foundation ZqMacClient frameworks) platform/*.h platform/*.cpp
 check 'platform/shared/' "$standard|<(arpa/inet|fcntl|strings|sys/(file|resource|stat)|unistd)\.h>|$project" platform/shared/*.h \
   platform/shared/*.cpp
 check 'the frame codec' "$standard|\"frameworks/CRVStompClient/StompFrame\.h\"" \
