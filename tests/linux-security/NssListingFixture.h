@@ -4,7 +4,11 @@
 #include "NssDirectory.h"
 #include "platform/linux/security/NssSecurity.h"
 
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <map>
+#include <sstream>
 #include <string>
 
 class NssListing : public testing::Test {
@@ -16,3 +20,14 @@ protected:
         return security.SecCopyErrorMessageString(status).value_or("(nothing)");
     }
 };
+
+/// The content of each file of a folder, by name.
+inline std::map<std::string, std::string> filesOf(const std::string& path) {
+    std::map<std::string, std::string> files;
+    for (const auto& file : std::filesystem::directory_iterator(path)) {
+        std::ostringstream content;
+        content << std::ifstream(file.path(), std::ios::binary).rdbuf();
+        files[file.path().filename()] = content.str();
+    }
+    return files;
+}

@@ -6,25 +6,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <map>
 #include <nss.h>
 #include <pk11pub.h>
-#include <sstream>
 #include <unistd.h>
 
 using namespace platform;
 
 namespace {
-
-std::map<std::string, std::string> filesOf(const std::string& path) {
-    std::map<std::string, std::string> files;
-    for (const auto& file : std::filesystem::directory_iterator(path)) {
-        std::ostringstream content;
-        content << std::ifstream(file.path(), std::ios::binary).rdbuf();
-        files[file.path().filename()] = content.str();
-    }
-    return files;
-}
 
 class ForeignIdentity final : public SecIdentity {
 public:
