@@ -237,6 +237,8 @@ TEST_F(PageTest, AgentWithoutCertificatesGetsToldHowToGetOne) {
     other.start(port(), contentOf(authority()), room(), {.hasCertificates = false});
     browser->waitForText("#no-certificates", "The agent has no certificate to sign with.");
     EXPECT_THAT(browser->text("#certificate-help"), HasSubstr("pk12util -i identity.p12 "));
+    browser->click("#end");
+    EXPECT_EQ(other.finish(), "");
 }
 
 } // namespace
