@@ -19,9 +19,22 @@ target_compile_definitions(quillet_options INTERFACE _GLIBCXX_ASSERTIONS)
 target_compile_options(quillet_options INTERFACE
   -fstack-protector-strong -fvisibility=hidden
   $<$<NOT:$<PLATFORM_ID:Darwin>>:-fstack-clash-protection>)
+# What a function forgets to fill must not show what was on the stack before. Clang before 16 asks
+# for a second word.
+include(CheckCXXCompilerFlag)
+set(zeroed -ftrivial-auto-var-init=zero)
+set(word -enable-trivial-auto-var-init-zero-knowing-it-will-be-removed-from-clang)
+check_cxx_compiler_flag(${zeroed} QUILLET_HAS_AUTO_VAR_INIT)
+if(QUILLET_HAS_AUTO_VAR_INIT)
+  target_compile_options(quillet_options INTERFACE ${zeroed})
+else()
+  check_cxx_compiler_flag("${zeroed} ${word}" QUILLET_HAS_AUTO_VAR_INIT_WORD)
+  if(QUILLET_HAS_AUTO_VAR_INIT_WORD)
+    target_compile_options(quillet_options INTERFACE ${zeroed} ${word})
+  endif()
+endif()
 if(NOT APPLE)
   # Not for macOS, where one compilation may be for two processors.
-  include(CheckCXXCompilerFlag)
   check_cxx_compiler_flag(-fcf-protection=full QUILLET_HAS_CF_PROTECTION)
   if(QUILLET_HAS_CF_PROTECTION)
     target_compile_options(quillet_options INTERFACE -fcf-protection=full)
@@ -36,7 +49,7 @@ if(QUILLET_SANITIZERS)
 elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   # Needs optimisation, which what is compiled quickly goes without.
   target_compile_options(quillet_options INTERFACE
-    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:QUILLET_QUICK>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:QUILLET_QUICK>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
 endif()
 if(QUILLET_FUZZ)
   target_compile_options(quillet_options INTERFACE -fsanitize=fuzzer-no-link)
