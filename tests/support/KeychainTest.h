@@ -3,10 +3,9 @@
 #pragma once
 
 #include "ZqMacClient/ZqKeychainAccess.h"
-#include "foundation/Base64.h"
 #include "tests/support/CertificateValues.h"
+#include "tests/support/KeychainEvents.h"
 #include "tests/support/PlatformTest.h"
-#include "tests/support/ReferenceDigests.h"
 
 class ZqKeychainAccessTest : public PlatformTest {
 protected:
@@ -31,24 +30,7 @@ protected:
     void returnItems(platform::PropertyArray items) {
         keychain.matching = {platform::errSecSuccess, std::move(items)};
     }
-    /// What happens while the query is made and the given identities are read.
-    static Events reading(const std::vector<std::string>& names) {
-        Events events{"SecKeychainCopyDefault", "SecItemCopyMatching"};
-        for (const std::string& name : names) {
-            events = joined(events,
-                Events{"SecIdentityCopyPrivateKey <" + name + ">",
-                    "SecIdentityCopyCertificate <" + name + ">",
-                    "log: Parsing certificiate Optional(<" + name + ">)"});
-        }
-        return events;
-    }
-
-    ScriptedKeychain& keychain = memory.security();
 };
-
-inline std::string digestOf(const Bytes& der) {
-    return base64Encoded(referenceSha1(der));
-}
 
 inline std::vector<std::string> namesOf(const std::vector<ZqCertificate>& certificates) {
     std::vector<std::string> names;

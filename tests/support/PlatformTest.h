@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The fixture of tests over the platform in memory, and the vocabulary of its events.
+// The fixture of tests over the platform in memory, and the vocabulary of its events. On it stand
+// SessionFixture.h (a session with a server) and on that SigningTest.h (with a key to sign with),
+// KeychainTest.h (the keychain's listing) and StompClientTest.h (the connection alone).
 #pragma once
 
 #include "tests/support/MemoryPlatform.h"
@@ -69,10 +71,39 @@ protected:
         return {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()};
     }
 
+    /// What happened since it was last asked or forgotten.
+    Events happened() {
+        Events events = memory.trace.events();
+        forget();
+        return events;
+    }
+    void forget() { memory.trace = {}; }
+    /// Nothing but this happened, and then an assumption of the program failed.
+    void expectFatalEnd(const Events& before) { EXPECT_THAT(happened(), AbortsAfter(before)); }
+
+    /// The server's end of the connection that was made last; what it does is handled at once.
+    MemoryWebSocket& server() {
+        const auto& connections = memory.network().webSockets;
+        return *connections.at(connections.size() - 1);
+    }
+    void open(const std::string& subprotocol = {}) {
+        server().open(subprotocol);
+        memory.application().runPending();
+    }
+    void receive(const std::string& data) {
+        server().receive(data);
+        memory.application().runPending();
+    }
+    void lose(const std::string& reason) {
+        server().lose(reason);
+        memory.application().runPending();
+    }
+
     void setProgramVersion(const char* version) {
         memory.system().info.clear();
         memory.system().info.emplace("CFBundleShortVersionString", version);
     }
 
     MemoryPlatform memory;
+    ScriptedKeychain& keychain = memory.security();
 };

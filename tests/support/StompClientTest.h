@@ -3,36 +3,16 @@
 #pragma once
 
 #include "frameworks/CRVStompClient/CRVStompClient.h"
-#include "tests/support/MemoryPlatform.h"
+#include "tests/support/PlatformTest.h"
 #include "tests/support/RecordingStompDelegate.h"
 #include "tests/support/StompText.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-class StompClientTest : public testing::Test {
+class StompClientTest : public PlatformTest {
 protected:
     std::shared_ptr<CRVStompClient> makeClient(
         std::optional<std::string> url = "/room/r", bool autoconnect = true, bool wss = true) {
         return CRVStompClient::initWithHost(
             "h", 443, std::move(url), std::nullopt, std::nullopt, m_delegate, autoconnect, wss);
-    }
-
-    MemoryWebSocket& server() { return *m_platform.network().webSockets.at(0); }
-
-    void open(const std::string& subprotocol = {}) {
-        server().open(subprotocol);
-        m_platform.application().runPending();
-    }
-
-    void receive(const std::string& data) {
-        server().receive(data);
-        m_platform.application().runPending();
-    }
-
-    void lose(const std::string& reason) {
-        server().lose(reason);
-        m_platform.application().runPending();
     }
 
     /// A connected client, its past forgotten.
@@ -43,15 +23,6 @@ protected:
         forget();
     }
 
-    /// What happened since it was last asked.
-    std::vector<std::string> happened() {
-        const std::vector<std::string> events = m_platform.trace.events();
-        forget();
-        return events;
-    }
-
-    void forget() { m_platform.trace = {}; }
-
     /// The connection ended with `reason`, which the log tells after `label`.
     void expectEnd(const std::string& label, const std::string& reason) {
         EXPECT_THAT(happened(),
@@ -60,9 +31,8 @@ protected:
         EXPECT_TRUE(server().closed);
     }
 
-    MemoryPlatform m_platform;
     std::shared_ptr<RecordingDelegate> m_delegate
-        = std::make_shared<RecordingDelegate>(m_platform.trace);
+        = std::make_shared<RecordingDelegate>(memory.trace);
     std::shared_ptr<CRVStompClient> m_client;
 };
 

@@ -14,7 +14,6 @@ const std::string protocolBroken = "the server broke the STOMP protocol: ";
 
 TEST_F(CRVStompClientEndTest, VersionThatWasNotOfferedIsRefused) {
     for (const std::string version : {"1.3", "2.0", "", "1.2 ", "1.0,1.1"}) {
-        m_platform.network().webSockets.clear();
         const auto client = makeClient();
         open();
         forget();
@@ -28,7 +27,6 @@ TEST_F(CRVStompClientEndTest, HeaderThatTheVersionCannotExpressEndsTheConnection
     const std::tuple<const char*, std::string, const char*> cases[]
         = {{"1.0", "a\nb", "1.0"}, {"1.1", "a\rb", "1.1"}, {"1.2", "a" + nul, "1.2"}};
     for (const auto& [version, destination, versionText] : cases) {
-        m_platform.network().webSockets.clear();
         establish(version);
         m_client->sendMessage("x", destination);
         expectEnd(connectionLost,
@@ -41,7 +39,6 @@ TEST_F(CRVStompClientEndTest, ErrorFrameEndsTheSessionThroughTheDelegate) {
         {frameText("ERROR\nmessage:m\nmessage:n", "details"), "error: m | details"},
         {frameText("ERROR\nmessage:"), "error:  | "}, {frameText("ERROR", "d"), "error: nil | d"}};
     for (const auto& [error, expected] : cases) {
-        m_platform.network().webSockets.clear();
         establish();
         receive(error + messageText("more"));
         receive(messageText("more"));
@@ -64,7 +61,6 @@ TEST_F(CRVStompClientEndTest, ErrorBeforeConnectedIsReadWhateverItsEscapes) {
     const std::pair<const char*, const char*> cases[]
         = {{"a\\tb", "a\\tb"}, {"C:\\dir\\", "C:\\dir\\"}, {"1\\c2\\r\\\\", "1:2\r\\"}};
     for (const auto& [written, read] : cases) {
-        m_platform.network().webSockets.clear();
         m_client = makeClient();
         open();
         forget();
@@ -75,7 +71,6 @@ TEST_F(CRVStompClientEndTest, ErrorBeforeConnectedIsReadWhateverItsEscapes) {
 
 TEST_F(CRVStompClientEndTest, OtherFramesBeforeConnectedEndTheConnection) {
     for (const std::string command : {"MESSAGE", "RECEIPT", "HELLO"}) {
-        m_platform.network().webSockets.clear();
         m_client = makeClient();
         open();
         forget();
@@ -100,7 +95,6 @@ TEST_F(CRVStompClientEndTest, BrokenProtocolAfterConnectedIsALostConnection) {
             "the body of a frame is larger than 268435456 bytes"},
     };
     for (const auto& [text, error] : cases) {
-        m_platform.network().webSockets.clear();
         establish();
         receive(text);
         expectEnd(connectionLost, protocolBroken + error);
@@ -114,7 +108,6 @@ TEST_F(CRVStompClientEndTest, FailureBeforeConnectedIsAFailedConnection) {
     forget();
     lose("name h could not be found");
     expectEnd(couldNotConnect, "name h could not be found");
-    m_platform.network().webSockets.clear();
     m_client = makeClient();
     open();
     forget();
@@ -145,14 +138,14 @@ TEST_F(CRVStompClientEndTest, LostConnectionIsNotMadeAgain) {
     establish();
     lose("gone");
     m_client->connect();
-    EXPECT_EQ(m_platform.network().webSockets.size(), 1U);
+    EXPECT_EQ(memory.network().webSockets.size(), 1U);
 }
 
 TEST_F(CRVStompClientEndTest, DroppedClientTellsItsDelegateNothing) {
     establish();
     server().receive(messageText("pending"));
     m_client.reset();
-    m_platform.application().runPending();
+    memory.application().runPending();
     receive(messageText("later"));
     lose("gone");
     EXPECT_THAT(happened(), ElementsAre());

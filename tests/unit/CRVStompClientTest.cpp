@@ -38,7 +38,7 @@ TEST_F(CRVStompClientTest, RequestTargetIsThePathEncoded) {
     };
     for (const auto& [url, target] : cases) {
         makeClient(url);
-        EXPECT_EQ(m_platform.network().webSockets.back()->request.target, target);
+        EXPECT_EQ(memory.network().webSockets.back()->request.target, target);
     }
 }
 
@@ -62,7 +62,6 @@ TEST_F(CRVStompClientTest, LoginAndPasscodeAreSentUnescaped) {
 TEST_F(CRVStompClientTest, DelegateIsToldOfTheConnectionOnceTheServerAcceptsIt) {
     for (const char* head : {"CONNECTED\nversion:1.2", "CONNECTED\nversion:1.1",
              "CONNECTED\nversion:1.0", "CONNECTED", "CONNECTED\nversion:1.2\nversion:9"}) {
-        m_platform.network().webSockets.clear();
         const auto client = makeClient();
         open();
         forget();
@@ -89,7 +88,6 @@ TEST_F(CRVStompClientTest, HeadersAreWrittenAndReadAsTheVersionSays) {
     } cases[]
         = {{"1.0", "a:b\\", "x\\cy"}, {"1.1", "a\\cb\\\\", "x:y"}, {"1.2", "a\\cb\\\\", "x:y"}};
     for (const auto& [version, written, read] : cases) {
-        m_platform.network().webSockets.clear();
         establish(version);
         m_client->subscribeToDestination("a:b\\", {});
         receive(frameText("MESSAGE\nh:x\\cy", "b"));
@@ -191,7 +189,6 @@ TEST_F(CRVStompClientTest, SessionMayBeCutAtEveryByte) {
         "message: one" + nul + "|destination=/topic/room/r",
         "message: x" + nul + "y" + nul + "|h=a:b|content-length=3"};
     for (std::size_t cut = 0; cut <= session.size(); ++cut) {
-        m_platform.network().webSockets.clear();
         const auto client = makeClient();
         open();
         forget();

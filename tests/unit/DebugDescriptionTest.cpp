@@ -2,23 +2,19 @@
 #include "ZqMacClient/DebugDescription.h"
 
 #include "foundation/JsonReader.h"
-#include "tests/support/MemoryPlatform.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/PlatformTest.h"
 
 namespace {
 
-class LogLineTest : public testing::Test {
+class LogLineTest : public PlatformTest {
 protected:
-    std::string lastLine() const { return m_platform.log().back(); }
+    std::string lastLine() const { return memory.log().back(); }
 
     template <typename Value>
     std::string lineOf(const std::optional<Value>& value) {
         LogLine().addOptional(value).write();
         return lastLine();
     }
-
-    MemoryPlatform m_platform;
 };
 
 } // namespace
@@ -64,7 +60,7 @@ TEST_F(LogLineTest, PartsMakeOneLine) {
         .add(" ")
         .addOptional(std::optional<JsonValue>(7))
         .write();
-    EXPECT_EQ(m_platform.log(), std::vector<std::string>{"Sending message: X nil Optional(7)"});
+    EXPECT_EQ(memory.log(), std::vector<std::string>{"Sending message: X nil Optional(7)"});
 }
 
 TEST_F(LogLineTest, LongAndShortTextsKeepTheirOrder) {
@@ -91,7 +87,7 @@ TEST_F(LogLineTest, WhatWasAddedMayBeGoneWhenTheLineIsWritten) {
 
 TEST_F(LogLineTest, AnEmptyLineIsWritten) {
     LogLine().write();
-    EXPECT_EQ(m_platform.log(), std::vector<std::string>{""});
+    EXPECT_EQ(memory.log(), std::vector<std::string>{""});
 }
 
 TEST_F(LogLineTest, ValueThatIsNoTextIsNilWhereATextIsExpected) {

@@ -59,14 +59,13 @@ protected:
     Events signingEnvelope(const std::string& text) { return eventsOfCommand(service.sign, text); }
     /// The first events of every command.
     Events beginning(const std::string& payloadText) const {
-        return joined(statusLine(service.title),
-            Events{"notification: " + service.title + " | Quillet",
-                "log: " + service.label
-                    + (payloadText.empty() ? "nil" : "Optional(" + payloadText + ")")});
+        return joined(notification(service.title),
+            Events{"log: " + service.label
+                + (payloadText.empty() ? "nil" : "Optional(" + payloadText + ")")});
     }
     /// The body of the answer that was sent last.
     std::string answer() {
-        const std::string& frame = memory.network().webSockets.at(0)->sent.back();
+        const std::string& frame = server().sent.back();
         return frame.substr(frame.find("\n\n") + 2);
     }
     std::string answerAfter(const std::string& payloadText) {
@@ -123,8 +122,7 @@ TEST_P(SigningRequestTest, MissingAlgorithmStopsTheProgram) {
 
 TEST_P(SigningRequestTest, AbsentMessageStopsTheProgramAfterTheNotification) {
     EXPECT_THAT(eventsOf([this] { service.sign(session->client().get(), session.get(), nullptr); }),
-        AbortsAfter(joined(
-            statusLine(service.title), Events{"notification: " + service.title + " | Quillet"})));
+        AbortsAfter(notification(service.title)));
 }
 
 TEST_P(SigningRequestTest, AbsentClientStopsTheProgramOnlyWhenTheAnswerIsReady) {

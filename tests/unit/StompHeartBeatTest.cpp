@@ -13,7 +13,6 @@ namespace {
 class StompHeartBeatTest : public StompClientTest {
 protected:
     WebSocketTimers timersAfter(const std::string& connected) {
-        m_platform.network().webSockets.clear();
         m_client = makeClient();
         open();
         receive(frameText(connected));

@@ -4,7 +4,7 @@
 #include "ZqMacClient/ZqKeychainAccess.h"
 #include "foundation/Base64.h"
 #include "foundation/JsonWriter.h"
-#include "tests/support/ReferenceDigests.h"
+#include "tests/support/KeychainEvents.h"
 #include "tests/support/SessionFixture.h"
 
 #include <gmock/gmock.h>
@@ -25,15 +25,15 @@ TEST_F(ZqClientCommandsTest, DiagnosticsAnswerTellsSystemAndVersion) {
     receive(messageText(json));
     const std::string payload = R"({"os":"macOS","version":"13.6.0"})";
     EXPECT_EQ(happened(),
-        together({receivedLines(json, "GET_DIAGNOSTICS"), notification("Getting diagnostics"),
-            {"log: Sending message: DIAGNOSTICS Optional(" + payload + ") nil",
+        joined(receivedLines(json, "GET_DIAGNOSTICS"), notification("Getting diagnostics"),
+            Events{"log: Sending message: DIAGNOSTICS Optional(" + payload + ") nil",
                 sentToRoom(R"({"command":"DIAGNOSTICS","payload":)" + payload
-                    + R"(,"requestId":null})")}}));
+                    + R"(,"requestId":null})")}));
 }
 
 TEST_F(ZqClientCommandsTest, DiagnosticsAnswerIgnoresPayloadAndRequestId) {
     establish();
-    m_platform.system().version = {10, 15, 7};
+    memory.system().version = {10, 15, 7};
     receive(messageText(R"({"command":"GET_DIAGNOSTICS","payload":[1],"requestId":"r9"})"));
     EXPECT_EQ(happened().back(),
         sentToRoom(R"({"command":"DIAGNOSTICS","payload":{"os":"macOS","version":"10.15.7"},)"
@@ -42,9 +42,10 @@ TEST_F(ZqClientCommandsTest, DiagnosticsAnswerIgnoresPayloadAndRequestId) {
 
 TEST_F(ZqClientCommandsTest, DiagnosticsWithoutConnectionAreFatalWhenSent) {
     establish();
-    EXPECT_EQ(endOf([&] { m_session->getDiagnostics(nullptr); }), "abort");
-    expectFatalEnd(together({notification("Getting diagnostics"),
-        {R"(log: Sending message: DIAGNOSTICS Optional({"os":"macOS","version":"13.6.0"}) nil)"}}));
+    EXPECT_EQ(endOf([&] { session->getDiagnostics(nullptr); }), "abort");
+    expectFatalEnd(joined(notification("Getting diagnostics"),
+        Events{
+            R"(log: Sending message: DIAGNOSTICS Optional({"os":"macOS","version":"13.6.0"}) nil)"}));
 }
 
 TEST_F(ZqClientCommandsTest, EmptyKeychainAnswersWithAnEmptyList) {
@@ -52,8 +53,8 @@ TEST_F(ZqClientCommandsTest, EmptyKeychainAnswersWithAnEmptyList) {
     const std::string json = R"({"command":"LIST_CERTIFICATES","requestId":"r2"})";
     receive(messageText(json));
     const Events events = happened();
-    const Events beginning = together(
-        {receivedLines(json, "LIST_CERTIFICATES"), notification("Listing certificates")});
+    const Events beginning
+        = joined(receivedLines(json, "LIST_CERTIFICATES"), notification("Listing certificates"));
     ASSERT_GT(events.size(), beginning.size() + 2);
     EXPECT_EQ(Events(events.begin(), events.begin() + 5), beginning);
     EXPECT_EQ(Events(events.end() - 2, events.end()),
@@ -65,7 +66,7 @@ TEST_F(ZqClientCommandsTest, CertificateListIsBase64OfACompactArrayInKeychainOrd
     establish();
     std::string array = "[";
     for (const std::string name : {"Zoe \xC3\xA9", "Alice/\"A\""}) {
-        m_platform.security().addIdentity(name);
+        keychain.addIdentity(name);
         const JsonObject certificate
             = ZqKeychainAccess().listCertificates(false).back().getDictionary();
         EXPECT_EQ(*certificate.find("alias")->as<JsonText>(), name);
@@ -83,26 +84,24 @@ TEST_F(ZqClientCommandsTest, CertificateListIsBase64OfACompactArrayInKeychainOrd
 TEST_F(ZqClientCommandsTest, CertificateListWithoutConnectionIsFatalAtOnce) {
     establish();
     const std::string json = R"({"command":"LIST_CERTIFICATES"})";
-    EXPECT_EQ(endOf([&] { m_session->messageReceived(nullptr, json + nul, {}); }), "abort");
+    EXPECT_EQ(endOf([&] { session->messageReceived(nullptr, json + nul, {}); }), "abort");
     expectFatalEnd(receivedLines(json, "LIST_CERTIFICATES"));
 }
 
 TEST_F(ZqClientCommandsTest, FailedListingSendsNothing) {
     establish();
-    m_platform.security().defaultKeychainStatus = platform::errSecItemNotFound;
+    keychain.defaultKeychainStatus = platform::errSecItemNotFound;
     EXPECT_EQ(endOfCommand(R"({"command":"LIST_CERTIFICATES"})"), "exit 1");
-    EXPECT_EQ(m_platform.userInterface().alerts.size(), 1U);
-    EXPECT_EQ(m_platform.trace.withPrefix("sent: "), Events());
+    EXPECT_EQ(memory.userInterface().alerts.size(), 1U);
+    EXPECT_EQ(memory.trace.withPrefix("sent: "), Events());
 }
 
 namespace {
 
 /// A signing command for the identity "Alice".
 std::string signingCommand(const std::string& command, const std::string& documentMember) {
-    const auto digest = referenceSha1(bytesOf("Alice"));
     return R"({"command":")" + command + R"(","requestId":"r1","payload":{"certificateDigest":")"
-        + base64Encoded(digest) + R"(","signatureAlgorithm":"SHA256withRSA",)" + documentMember
-        + "}}";
+        + digestOf("Alice") + R"(","signatureAlgorithm":"SHA256withRSA",)" + documentMember + "}}";
 }
 
 const std::string signXml = signingCommand("SIGN_XML", R"("xmlSignedInfo":"<a/>")");
@@ -112,7 +111,7 @@ const std::string signPdf = signingCommand("SIGN_PDF", R"("bytesToSign":"AAAA")"
 
 TEST_F(ZqClientCommandsTest, SigningCommandsGoToTheirSigners) {
     establish();
-    m_platform.security().addIdentity("Alice");
+    keychain.addIdentity("Alice");
     receive(messageText(signXml));
     Events events = happened();
     EXPECT_THAT(events, IsSupersetOf(notification("Signing document")));
@@ -125,16 +124,16 @@ TEST_F(ZqClientCommandsTest, SigningCommandsGoToTheirSigners) {
 
 TEST_F(ZqClientCommandsTest, CommandsOfOneChunkAreHandledToTheirEndOneByOne) {
     establish();
-    m_platform.security().addIdentity("Alice");
+    keychain.addIdentity("Alice");
     EXPECT_EQ(endOf([&] {
         receive(messageText(signPdf) + messageText(signXml)
             + messageText(R"({"command":"TERMINATE_CLIENT"})")
             + messageText(R"({"command":"SERVER_CONNECT"})"));
     }),
         "exit 0");
-    const Events sent = m_platform.trace.withPrefix("sent: ");
+    const Events sent = memory.trace.withPrefix("sent: ");
     ASSERT_EQ(sent.size(), 2U);
     EXPECT_THAT(sent[0], HasSubstr("SIGN_PDF_RESPONSE"));
     EXPECT_THAT(sent[1], HasSubstr("SIGN_XML_RESPONSE"));
-    EXPECT_EQ(m_platform.trace.events().back(), "exit: 0");
+    EXPECT_EQ(memory.trace.events().back(), "exit: 0");
 }

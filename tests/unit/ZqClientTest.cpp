@@ -18,8 +18,8 @@ const std::string greetingReply = R"({"command":"CLIENT_CONNECT","payload":null,
 } // namespace
 
 TEST_F(ZqClientTest, StartsWithoutRoomAndConnection) {
-    EXPECT_FALSE(m_session->roomId());
-    EXPECT_EQ(m_session->client(), nullptr);
+    EXPECT_FALSE(session->roomId());
+    EXPECT_EQ(session->client(), nullptr);
     EXPECT_EQ(happened(), Events());
 }
 
@@ -30,60 +30,56 @@ TEST_F(ZqClientTest, NeedsAView) {
 
 TEST_F(ZqClientTest, ConnectLogsAndStartsASecureConnection) {
     connect();
-    EXPECT_EQ(m_session->roomId(), "r1");
-    ASSERT_NE(m_session->client(), nullptr);
+    EXPECT_EQ(session->roomId(), "r1");
+    ASSERT_NE(session->client(), nullptr);
     EXPECT_EQ(happened(),
         (Events{"log: Connecting to Quillet server h:8443", "connect: h:8443/p/room/r1"}));
     EXPECT_TRUE(server().request.secure);
-    server().open();
-    m_platform.application().runPending();
+    open();
     EXPECT_EQ(happened(),
         Events{"sent: "
             + frameText("CONNECT\naccept-version:1.0,1.1,1.2\nhost:h\nheart-beat:10000,10000")});
 }
 
 TEST_F(ZqClientTest, UrlAndRoomMayBeAbsentWhenConnecting) {
-    m_session->connect("h", 1, std::nullopt, "r1");
+    session->connect("h", 1, std::nullopt, "r1");
     EXPECT_EQ(happened(), (Events{"log: Connecting to Quillet server h:1", "connect: h:1/"}));
-    m_session->connect("h", 2, "/x", std::nullopt);
-    EXPECT_FALSE(m_session->roomId());
+    session->connect("h", 2, "/x", std::nullopt);
+    EXPECT_FALSE(session->roomId());
     EXPECT_EQ(happened(), (Events{"log: Connecting to Quillet server h:2", "connect: h:2/x"}));
 }
 
 TEST_F(ZqClientTest, MissingHostOrPortIsFatalAfterTheRoomIsStored) {
-    EXPECT_EQ(endOf([&] { m_session->connect(std::nullopt, 443, "/", "a"); }), "abort");
-    EXPECT_EQ(m_session->roomId(), "a");
+    EXPECT_EQ(endOf([&] { session->connect(std::nullopt, 443, "/", "a"); }), "abort");
+    EXPECT_EQ(session->roomId(), "a");
     expectFatalEnd({});
-    EXPECT_EQ(endOf([&] { m_session->connect("h", std::nullopt, "/", "b"); }), "abort");
-    EXPECT_EQ(m_session->roomId(), "b");
+    EXPECT_EQ(endOf([&] { session->connect("h", std::nullopt, "/", "b"); }), "abort");
+    EXPECT_EQ(session->roomId(), "b");
     expectFatalEnd({});
 }
 
 TEST_F(ZqClientTest, ConnectedSessionNotifiesAndSubscribesOnceAndAwaitsTheGreeting) {
     connect();
-    server().open();
-    m_platform.application().runPending();
+    open();
     forget();
     receive(connectedText());
     EXPECT_EQ(happened(),
-        together({notification("Connected to Quillet server"),
-            {"log: Subscribing to messages on room Optional(\"r1\")",
+        joined(notification("Connected to Quillet server"),
+            Events{"log: Subscribing to messages on room Optional(\"r1\")",
                 "sent: "
                     + frameText("SUBSCRIBE\ndestination:/topic/room/r1\nx-source:zq_client"
-                                "\nid:sub-0\nclient_version:1.9")}}));
+                                "\nid:sub-0\nclient_version:1.9")}));
 }
 
 TEST_F(ZqClientTest, VersionThatIsMissingOrNoTextIsLeftOutOfTheSubscription) {
     for (const bool isNumber : {false, true}) {
-        m_platform.system().info.clear();
+        memory.system().info.clear();
         if (isNumber) {
-            m_platform.system().info.emplace("CFBundleShortVersionString", 7);
+            memory.system().info.emplace("CFBundleShortVersionString", 7);
         }
         connect();
-        m_platform.network().webSockets.back()->open();
-        m_platform.network().webSockets.back()->receive(connectedText());
-        m_platform.application().runPending();
-        EXPECT_EQ(m_platform.trace.events().back(),
+        acceptConnection();
+        EXPECT_EQ(memory.trace.events().back(),
             "sent: "
                 + frameText("SUBSCRIBE\ndestination:/topic/room/r1\nx-source:zq_client\nid:sub-0"));
     }
@@ -93,7 +89,7 @@ TEST_F(ZqClientTest, RoomIsSentAsItIsInDestinations) {
     connect("r 1/\xC3\xA9:2");
     server().open();
     receive(connectedText() + messageText(R"({"command":"SERVER_CONNECT"})"));
-    const Events sent = m_platform.trace.withPrefix("sent: ");
+    const Events sent = memory.trace.withPrefix("sent: ");
     ASSERT_EQ(sent.size(), 3U);
     EXPECT_THAT(sent[1], StartsWith("SUBSCRIBE\ndestination:/topic/room/r 1/\xC3\xA9\\c2\n"));
     EXPECT_THAT(sent[2], StartsWith("SEND\ndestination:/app/room/r 1/\xC3\xA9\\c2\n"));
@@ -101,20 +97,19 @@ TEST_F(ZqClientTest, RoomIsSentAsItIsInDestinations) {
 
 TEST_F(ZqClientTest, SubscriptionWithoutRoomIsFatalAfterItsLogLine) {
     connect(std::nullopt);
-    server().open();
-    m_platform.application().runPending();
+    open();
     forget();
     EXPECT_EQ(endOf([&] { receive(connectedText()); }), "abort");
-    expectFatalEnd(together({notification("Connected to Quillet server"),
-        {"log: Subscribing to messages on room nil"}}));
+    expectFatalEnd(joined(notification("Connected to Quillet server"),
+        Events{"log: Subscribing to messages on room nil"}));
 }
 
 TEST_F(ZqClientTest, SubscriptionWithoutConnectionIsFatal) {
     connect();
     forget();
-    EXPECT_EQ(endOf([&] { m_session->stompClientDidConnect(nullptr); }), "abort");
-    expectFatalEnd(together({notification("Connected to Quillet server"),
-        {"log: Subscribing to messages on room Optional(\"r1\")"}}));
+    EXPECT_EQ(endOf([&] { session->stompClientDidConnect(nullptr); }), "abort");
+    expectFatalEnd(joined(notification("Connected to Quillet server"),
+        Events{"log: Subscribing to messages on room Optional(\"r1\")"}));
 }
 
 TEST_F(ZqClientTest, GreetingIsAnsweredEachTimeWithNulls) {
@@ -123,20 +118,19 @@ TEST_F(ZqClientTest, GreetingIsAnsweredEachTimeWithNulls) {
              R"({"command":"SERVER_CONNECT","payload":{"a":1},"requestId":"r7"})"}) {
         receive(messageText(json));
         EXPECT_EQ(happened(),
-            together({receivedLines(json, "SERVER_CONNECT"),
-                {"log: Sending message: CLIENT_CONNECT nil nil", sentToRoom(greetingReply)}}));
+            joined(receivedLines(json, "SERVER_CONNECT"),
+                Events{"log: Sending message: CLIENT_CONNECT nil nil", sentToRoom(greetingReply)}));
     }
 }
 
 TEST_F(ZqClientTest, TerminateAndDisconnectExitWithoutReply) {
     for (const std::string command : {"TERMINATE_CLIENT", "SERVER_DISCONNECT"}) {
-        m_platform.network().webSockets.clear();
         establish();
         const std::string json = "{\"command\":\"" + command + "\"}";
         EXPECT_EQ(endOfCommand(json), "exit 0");
         EXPECT_EQ(happened(),
-            together({receivedLines(json, command),
-                {"log: " + command + " received - exiting", "exit: 0"}}));
+            joined(receivedLines(json, command),
+                Events{"log: " + command + " received - exiting", "exit: 0"}));
     }
 }
 
@@ -147,14 +141,13 @@ TEST_F(ZqClientTest, OtherCommandsAreLoggedAndIgnored) {
         const std::string json = "{\"command\":\"" + command + "\"}";
         EXPECT_EQ(endOfCommand(json), "runs on");
         EXPECT_EQ(happened(),
-            together({receivedLines(json, command), {"log: Ignoring command: " + command}}));
+            joined(receivedLines(json, command), Events{"log: Ignoring command: " + command}));
     }
 }
 
 TEST_F(ZqClientTest, MessageWithoutBodyIsFatal) {
     establish();
-    EXPECT_EQ(
-        endOf([&] { m_session->messageReceived(m_session->client().get(), std::nullopt, {}); }),
+    EXPECT_EQ(endOf([&] { session->messageReceived(session->client().get(), std::nullopt, {}); }),
         "abort");
     expectFatalEnd({});
 }
@@ -163,25 +156,20 @@ TEST_F(ZqClientTest, MalformedMessageIsLoggedAndEndsInItsAlert) {
     establish();
     EXPECT_EQ(endOfCommand(R"({"payload":1})"), "exit 1");
     EXPECT_EQ(happened(),
-        (Events{"log: STOMP message received: {\"payload\":1}" + nul,
-            "log: FATAL ERROR: Malformed server message received, details: "
-            "Message command missing",
-            "alert: Malformed server message received | Message command missing", "dismissed",
-            "log: Exiting application after fatal error", "exit: 1"}));
+        joined(Events{"log: STOMP message received: {\"payload\":1}" + nul},
+            fatalAlert("Malformed server message received", "Message command missing")));
 }
 
 TEST_F(ZqClientTest, AnswersGoThroughTheConnectionThatDelivered) {
     establish();
-    m_session->connect("other", 1, "/", "r1"); // the session's own connection is another one now
+    session->connect("other", 1, "/", "r1"); // the session's own connection is another one now
     forget();
     const auto first = CRVStompClient::initWithHost(
-        "first", 2, "/", std::nullopt, std::nullopt, m_session, true, true);
-    MemoryWebSocket& socket = *m_platform.network().webSockets.back();
-    socket.open();
-    socket.receive(connectedText() + messageText(R"({"command":"SERVER_CONNECT"})"));
-    m_platform.application().runPending();
-    EXPECT_EQ(socket.sent.size(), 3U);
-    EXPECT_EQ(m_platform.network().webSockets.at(1)->sent, Events());
+        "first", 2, "/", std::nullopt, std::nullopt, session, true, true);
+    open();
+    receive(connectedText() + messageText(R"({"command":"SERVER_CONNECT"})"));
+    EXPECT_EQ(server().sent.size(), 3U);
+    EXPECT_EQ(memory.network().webSockets.at(1)->sent, Events());
 }
 
 TEST_F(ZqClientTest, SendLogsCommandPayloadAndRequestId) {
@@ -194,7 +182,7 @@ TEST_F(ZqClientTest, SendLogsCommandPayloadAndRequestId) {
     };
     for (const auto& [payload, requestId, line] : cases) {
         const ZqMessage message("X", payload, requestId);
-        m_session->send(m_session->client().get(), &message);
+        session->send(session->client().get(), &message);
         EXPECT_EQ(happened(),
             (Events{std::string("log: Sending message: ") + line,
                 sentToRoom(message.getBody().value().joined())}));
@@ -203,21 +191,20 @@ TEST_F(ZqClientTest, SendLogsCommandPayloadAndRequestId) {
 
 TEST_F(ZqClientTest, SendNeedsMessageConnectionAndRoom) {
     establish();
-    const auto connection = m_session->client();
-    EXPECT_EQ(endOf([&] { m_session->send(connection.get(), nullptr); }), "abort");
+    const auto connection = session->client();
+    EXPECT_EQ(endOf([&] { session->send(connection.get(), nullptr); }), "abort");
     expectFatalEnd({});
     const ZqMessage message("X", std::nullopt, std::nullopt);
-    EXPECT_EQ(endOf([&] { m_session->send(nullptr, &message); }), "abort");
+    EXPECT_EQ(endOf([&] { session->send(nullptr, &message); }), "abort");
     expectFatalEnd({"log: Sending message: X nil nil"});
-    ZqClient roomless(&m_view);
+    ZqClient roomless(&viewController);
     EXPECT_EQ(endOf([&] { roomless.send(connection.get(), &message); }), "abort");
     expectFatalEnd({"log: Sending message: X nil nil"});
 }
 
 TEST_F(ZqClientTest, LossOfTheConnectionExitsWithoutAlert) {
     establish();
-    server().lose("the server closed");
-    EXPECT_EQ(endOf([&] { m_platform.application().runPending(); }), "exit 0");
+    EXPECT_EQ(endOf([&] { lose("the server closed"); }), "exit 0");
     EXPECT_EQ(happened(),
         (Events{"log: Connection to wss://h:8443 lost: the server closed",
             "log: STOMP client disconnected from server", "exit: 0"}));
@@ -226,8 +213,7 @@ TEST_F(ZqClientTest, LossOfTheConnectionExitsWithoutAlert) {
 TEST_F(ZqClientTest, ConnectionThatCannotBeMadeExitsTheSameWay) {
     connect();
     forget();
-    server().lose("h refused the connection on port 8443");
-    EXPECT_EQ(endOf([&] { m_platform.application().runPending(); }), "exit 0");
+    EXPECT_EQ(endOf([&] { lose("h refused the connection on port 8443"); }), "exit 0");
     EXPECT_EQ(happened(),
         (Events{"log: Could not connect to wss://h:8443: h refused the connection on port 8443",
             "log: STOMP client disconnected from server", "exit: 0"}));
@@ -237,10 +223,8 @@ TEST_F(ZqClientTest, ServerErrorIsShownAndEndsTheProcess) {
     establish();
     EXPECT_EQ(
         endOf([&] { receive(frameText("ERROR\nmessage:No room", "It is closed")); }), "exit 1");
-    EXPECT_EQ(happened(),
-        (Events{"log: FATAL ERROR: No room, details: It is closed", "alert: No room | It is closed",
-            "dismissed", "log: Exiting application after fatal error", "exit: 1"}));
-    EXPECT_EQ(m_platform.userInterface().alerts.at(0).alertStyle, platform::NSAlertStyle::critical);
+    EXPECT_EQ(happened(), fatalAlert("No room", "It is closed"));
+    EXPECT_EQ(memory.userInterface().alerts.at(0).alertStyle, platform::NSAlertStyle::critical);
 }
 
 TEST_F(ZqClientTest, ServerErrorMayHaveEmptyDetails) {
@@ -254,14 +238,14 @@ TEST_F(ZqClientTest, ServerErrorNeedsBothTexts) {
     EXPECT_EQ(endOf([&] { receive(frameText("ERROR", "details")); }), "abort");
     expectFatalEnd({});
     EXPECT_EQ(
-        endOf([&] { m_session->serverDidSendError(nullptr, "message", std::nullopt); }), "abort");
+        endOf([&] { session->serverDidSendError(nullptr, "message", std::nullopt); }), "abort");
     expectFatalEnd({});
 }
 
 TEST_F(ZqClientTest, OptionalCallbacksAreNotHandled) {
     establish();
-    m_session->stompClientWillDisconnect(nullptr, "error");
-    m_session->serverDidSendPing(nullptr);
+    session->stompClientWillDisconnect(nullptr, "error");
+    session->serverDidSendPing(nullptr);
     receive(frameText("RECEIPT\nreceipt-id:1"));
     EXPECT_EQ(happened(), Events());
 }
@@ -269,9 +253,8 @@ TEST_F(ZqClientTest, OptionalCallbacksAreNotHandled) {
 TEST_F(ZqClientTest, DroppedSessionIsTornDownInSilence) {
     establish();
     server().receive(messageText(R"({"command":"TERMINATE_CLIENT"})"));
-    m_session.reset();
-    m_platform.application().runPending();
-    server().lose("gone");
-    m_platform.application().runPending();
+    session.reset();
+    memory.application().runPending();
+    lose("gone");
     EXPECT_EQ(happened(), Events());
 }

@@ -31,17 +31,11 @@ protected:
             R"({"version":1)" + (rules.empty() ? "" : "," + rules) + "}", {}};
         viewController.connectToServer(link + "?roomId=r1");
         session = viewController.client();
-        MemoryWebSocket& socket = *memory.network().webSockets.back();
-        socket.open();
-        socket.receive(connectedText());
-        memory.application().runPending();
+        acceptConnection();
     }
 
     Events receiving(const std::string& command, const std::string& payload) {
-        return eventsOf([&] {
-            memory.network().webSockets.back()->receive(messageText(envelope(command, payload)));
-            memory.application().runPending();
-        });
+        return eventsOf([&] { receive(messageText(envelope(command, payload))); });
     }
     Events listing() { return receiving("LIST_CERTIFICATES", "null"); }
     Events signing(const std::string& content, const std::string& algorithm = "SHA256withRSA") {

@@ -184,8 +184,8 @@ TEST_F(ZqKeychainAccessTest, SameCertificateTwiceHasTheSameDigestWithAndWithoutR
     keychain.addIdentity("Bob").der = {1, 2, 3};
     for (const bool withRawValues : {false, true}) {
         const auto certificates = list(withRawValues);
-        EXPECT_EQ(certificates.at(0).certificateDigest, digestOf({1, 2, 3}));
-        EXPECT_EQ(certificates.at(1).certificateDigest, digestOf({1, 2, 3}));
+        EXPECT_EQ(certificates.at(0).certificateDigest, digestOf("\1\2\3"));
+        EXPECT_EQ(certificates.at(1).certificateDigest, digestOf("\1\2\3"));
     }
 }
 

@@ -19,7 +19,6 @@ protected:
         return ZqKeychainAccess().signData(input, key, algorithm);
     }
 
-    ScriptedKeychain& keychain = memory.security();
     const SecKeyRef key = std::make_shared<NamedObject<SecKey>>("key");
     const Bytes input = Bytes(32, 0xA5);
 };

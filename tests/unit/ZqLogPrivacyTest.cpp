@@ -21,17 +21,14 @@ protected:
         trust.policy = {platform::ManagedPolicy::State::present, "p",
             R"({"version":1,"log":")" + rule + "\"}", {}};
         viewController.connectToServer("quillet://h?roomId=r1");
-        MemoryWebSocket& socket = *memory.network().webSockets.back();
-        socket.open();
-        socket.receive(connectedText());
+        acceptConnection();
         const std::string head = R"({"certificateDigest":")" + digestOf("Alice")
             + R"(","signatureAlgorithm":"SHA256withRSA",)";
-        socket.receive(messageText(envelope("SIGN_PDF",
+        receive(messageText(envelope("SIGN_PDF",
             head + R"("bytesToSign":")" + base64Encoded(bytesOf("secret contract"))
                 + R"(","pdfToSign":"c2VjcmV0IGNvbnRyYWN0"})")));
-        socket.receive(messageText(
+        receive(messageText(
             envelope("SIGN_XML", head + R"("xmlSignedInfo":"<secret>contract</secret>"})")));
-        memory.application().runPending();
         return memory.log();
     }
     static std::string summaryOf(const std::string& text) {

@@ -3,15 +3,13 @@
 
 #include "tests/support/PlatformTest.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <limits>
 
 using testing::ElementsAre;
 
 namespace {
 
-class ZqMessageTest : public testing::Test {
+class ZqMessageTest : public PlatformTest {
 protected:
     /// The envelope of a JSON text, delivered with its terminator.
     std::unique_ptr<const ZqMessage> read(const std::string& json) {
@@ -24,25 +22,20 @@ protected:
 
     /// Nothing happened but one alert and the end after it.
     void expectAlertAndExit(const std::string& message, const std::string& details) {
-        EXPECT_EQ(m_platform.trace.events(), fatalAlert(message, details));
+        EXPECT_EQ(happened(), fatalAlert(message, details));
     }
 
     void expectParsingAlert() {
-        ASSERT_EQ(m_platform.userInterface().alerts.size(), 1U);
-        const std::string details = m_platform.userInterface().alerts[0].informativeText;
+        ASSERT_EQ(memory.userInterface().alerts.size(), 1U);
+        const std::string details = memory.userInterface().alerts[0].informativeText;
         EXPECT_FALSE(details.empty());
         expectAlertAndExit("Error parsing server message", details);
     }
 
     /// Nothing happened but a diagnostic line and the abort.
-    void expectFatalError() {
-        EXPECT_THAT(m_platform.trace.events(), AbortsAfter(Events()));
-        m_platform.trace = {};
-    }
+    void expectFatalError() { expectFatalEnd({}); }
 
-    void expectSilence() { EXPECT_THAT(m_platform.trace.events(), ElementsAre()); }
-
-    MemoryPlatform m_platform;
+    void expectSilence() { EXPECT_THAT(happened(), ElementsAre()); }
 };
 
 std::string nestedArrays(std::size_t depth) {
@@ -94,14 +87,14 @@ TEST_F(ZqMessageTest, ExactlyOneCharacterIsDropped) {
 
 TEST_F(ZqMessageTest, EmptyBodyIsAFatalError) {
     EXPECT_EQ(endOfReading(""), "abort");
-    EXPECT_THAT(m_platform.trace.events(),
-        ElementsAre("log: Fatal error: the body of a message is empty", "abort"));
+    EXPECT_THAT(
+        happened(), ElementsAre("log: Fatal error: the body of a message is empty", "abort"));
 }
 
 TEST_F(ZqMessageTest, BodyOfOneCharacterIsNoJson) {
     for (const char* body : {"x", "\n", "\xC3\xA9"}) {
-        m_platform.trace = {};
-        m_platform.userInterface().alerts.clear();
+        forget();
+        memory.userInterface().alerts.clear();
         EXPECT_EQ(endOfReading(body), "exit 1");
         expectParsingAlert();
     }
@@ -118,8 +111,8 @@ TEST_F(ZqMessageTest, WhatIsNoJsonObjectOrArrayEndsInTheParsingAlert) {
     for (const char* json : {"{", "hello", "{\"command\":}", "{'command':'X'}", "{} {}", "3",
              "\"text\"", "null", "true", " "}) {
         SCOPED_TRACE(json);
-        m_platform.trace = {};
-        m_platform.userInterface().alerts.clear();
+        forget();
+        memory.userInterface().alerts.clear();
         EXPECT_EQ(endOf([&] { read(json); }), "exit 1");
         expectParsingAlert();
     }
@@ -223,7 +216,7 @@ TEST_F(ZqMessageTest, EnvelopeThatJsonCannotExpressEndsInAnAlert) {
     const std::optional<JsonValue> none;
     for (const auto& [payload, requestId] :
         {std::pair(std::optional(infinite), none), std::pair(none, std::optional(infinite))}) {
-        m_platform.trace = {};
+        forget();
         const ZqMessage message("X", payload, requestId);
         EXPECT_EQ(endOf([&] { message.getBody(); }), "exit 1");
         expectAlertAndExit(

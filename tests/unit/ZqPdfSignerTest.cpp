@@ -29,9 +29,8 @@ protected:
         return payload(members, digestOf("Alice"));
     }
     static Events beginning(const std::string& payload) {
-        return joined(statusLine("Signing attachment"),
-            Events{"notification: Signing attachment | Quillet",
-                "log: Signing PDF: Optional(" + payload + ")"});
+        return joined(notification("Signing attachment"),
+            Events{"log: Signing PDF: Optional(" + payload + ")"});
     }
     static Events inputLines(const std::string& bytes, const std::string& algorithm) {
         return {"log: bytesToSign: " + bytes, "log: privateKey: Optional(<Alice>)",
@@ -48,7 +47,7 @@ protected:
 TEST_F(ZqPdfSignerTest, ASignedRequestInOrder) {
     const std::string text = alicesPayload(R"("bytesToSign":"ZGF0YQ==","pdfToSign":"JVBERg==")");
     EXPECT_THAT(signing(text),
-        ElementsAreArray(joined(beginning(text), listing({"Alice"}),
+        ElementsAreArray(joined(beginning(text), reading({"Alice"}),
             inputLines("Optional(4 bytes)", "SHA256withRSA"), signingWith("Alice"),
             Events{R"(log: PDF successfully signed: Optional("U0lH"))"},
             answering("\"JVBERg==\""))));
@@ -58,7 +57,7 @@ TEST_F(ZqPdfSignerTest, AFailedSigningInOrder) {
     memory.security().signature = {std::nullopt, "no"};
     const std::string text = payload(R"("bytesToSign":"ZGF0YQ==")", digestOf("Alice"), "RSA");
     EXPECT_THAT(signing(text),
-        ElementsAreArray(joined(beginning(text), listing({"Alice"}),
+        ElementsAreArray(joined(beginning(text), reading({"Alice"}),
             inputLines("Optional(4 bytes)", "RSA"), signingWith("Alice"),
             Events{"print: Error creating signature: Optional(no)",
                 "log: PDF successfully signed: nil"},
@@ -70,7 +69,7 @@ TEST_F(ZqPdfSignerTest, AFailedSigningInOrder) {
 TEST_F(ZqPdfSignerTest, UnknownCertificateInOrder) {
     const std::string text = payload(R"("bytesToSign":"ZGF0YQ==")", "unknown");
     EXPECT_THAT(signing(text),
-        ElementsAreArray(joined(beginning(text), listing({"Alice"}),
+        ElementsAreArray(joined(beginning(text), reading({"Alice"}),
             fatalAlert(
                 "Signing certificate not found in user keychain", "Certificate digest: unknown"))));
 }
@@ -95,7 +94,7 @@ TEST_F(ZqPdfSignerTest, UndecodableBytesStopTheProgramOnlyAfterTheCertificateSea
         const std::string text = alicesPayload(R"("bytesToSign":")" + bytes + '"');
         EXPECT_THAT(signing(text),
             AbortsAfter(
-                joined(beginning(text), listing({"Alice"}), inputLines("nil", "SHA256withRSA"))))
+                joined(beginning(text), reading({"Alice"}), inputLines("nil", "SHA256withRSA"))))
             << bytes;
     }
     EXPECT_THAT(signing(payload(R"("bytesToSign":"Z")", "unknown")),

@@ -27,9 +27,8 @@ protected:
             + R"(,"signatureAlgorithm":")" + algorithm + R"("})";
     }
     static Events beginning(const std::string& payload) {
-        return joined(statusLine("Signing document"),
-            Events{"notification: Signing document | Quillet",
-                "log: Signing XML document: Optional(" + payload + ")"});
+        return joined(notification("Signing document"),
+            Events{"log: Signing XML document: Optional(" + payload + ")"});
     }
     static std::string quoted(const std::string& text) { return writeJson(text).text.value(); }
 };
@@ -38,7 +37,7 @@ TEST_F(ZqXmlSignerTest, ASignedRequestInOrder) {
     const std::string text = payload("\"<a/>\"");
     EXPECT_THAT(signing(text),
         ElementsAreArray(
-            joined(beginning(text), Events{"log: xmlSignedInfo: <a/>"}, listing({"Alice"}),
+            joined(beginning(text), Events{"log: xmlSignedInfo: <a/>"}, reading({"Alice"}),
                 // printf '<a/>' | openssl dgst -sha256 -binary | base64
                 Events{"log: xmlSignedInfo digest: "
                        "Optional(\"KRFDY/dJoCJraYjdo8okkqlUEXq2tfOCcGwgMA2rwHk=\")"},
@@ -54,7 +53,7 @@ TEST_F(ZqXmlSignerTest, AFailedSigningInOrder) {
     const std::string text = payload("\"<a/>\"", "RSA");
     EXPECT_THAT(signing(text),
         ElementsAreArray(
-            joined(beginning(text), Events{"log: xmlSignedInfo: <a/>"}, listing({"Alice"}),
+            joined(beginning(text), Events{"log: xmlSignedInfo: <a/>"}, reading({"Alice"}),
                 // printf '<a/>' | openssl dgst -sha1 -binary | base64
                 Events{"log: xmlSignedInfo digest: Optional(\"25qoZjLG8syZaEot0V0rZIKOdiI=\")",
                     "SecKeyIsAlgorithmSupported <Alice>", "print: Unsupported algorithm",
@@ -69,7 +68,7 @@ TEST_F(ZqXmlSignerTest, UnknownCertificateInOrder) {
     const std::string text = payload("\"<a/>\"", "SHA256withRSA", "unknown");
     EXPECT_THAT(signing(text),
         ElementsAreArray(
-            joined(beginning(text), Events{"log: xmlSignedInfo: <a/>"}, listing({"Alice"}),
+            joined(beginning(text), Events{"log: xmlSignedInfo: <a/>"}, reading({"Alice"}),
                 fatalAlert("Signing certificate not found in user keychain",
                     "Certificate digest: unknown"))));
 }
@@ -104,7 +103,7 @@ TEST_F(ZqXmlSignerTest, TextIsHashedAndEchoedCharacterForCharacter) {
         const Events events = signing(payload(quoted(text)));
         EXPECT_THAT(
             keychain.signatures.at(0).data, ElementsAreArray(referenceSha256(bytesOf(text))));
-        const std::string& frame = memory.network().webSockets.at(0)->sent.back();
+        const std::string& frame = server().sent.back();
         const std::string body = frame.substr(frame.find("\n\n") + 2);
         const auto answer = readJson(std::string_view(body).substr(0, body.size() - 1));
         const auto* echoed
@@ -127,7 +126,7 @@ TEST_F(ZqXmlSignerTest, LinesOfThePdfCommandAreNotWritten) {
 TEST_F(ZqXmlSignerTest, ADocumentInTheRequestIsNotEchoed) {
     signing(R"({"certificateDigest":")" + digestOf("Alice")
         + R"(","xmlSignedInfo":"x","pdfToSign":"ZGF0YQ==","signatureAlgorithm":"SHA256withRSA"})");
-    EXPECT_THAT(memory.network().webSockets.at(0)->sent.back(), Not(HasSubstr("pdfToSign")));
+    EXPECT_THAT(server().sent.back(), Not(HasSubstr("pdfToSign")));
 }
 
 TEST_F(ZqXmlSignerTest, DigestsAreThoseOfTheKeychain) {
