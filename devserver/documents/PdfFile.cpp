@@ -288,9 +288,10 @@ std::string PdfFile::streamBytes(const std::string& bytes, PdfReference owner) c
 }
 
 std::string repairedPdf(std::string_view bytes, const std::string& password) {
+    const PdfRefusal isSigned{
+        "the PDF is damaged, and it is signed: written anew it would lose its signatures"};
     if (bytes.find("/ByteRange") != std::string_view::npos) {
-        throw PdfRefusal{"the PDF is damaged, and it is signed: written anew it would lose its "
-                         "signatures"};
+        throw isSigned;
     }
     return guarded([&] {
         QPDF qpdf;
@@ -298,8 +299,7 @@ std::string repairedPdf(std::string_view bytes, const std::string& password) {
         qpdf.processMemoryFile("document", bytes.data(), bytes.size(), password.c_str());
         for (Handle& object : qpdf.getAllObjects()) {
             if (object.isDictionary() && object.hasKey("/ByteRange")) {
-                throw PdfRefusal{"the PDF is damaged, and it is signed: written anew it would "
-                                 "lose its signatures"};
+                throw isSigned;
             }
         }
         QPDFWriter writer(qpdf);

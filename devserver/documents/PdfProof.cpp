@@ -3,13 +3,10 @@
 
 #include <optional>
 #include <set>
-#include <vector>
 
 namespace devserver {
 
 namespace {
-
-using Elements = std::vector<std::string_view>;
 
 void require(bool holds, const std::string& rule) {
     if (!holds) {
@@ -28,8 +25,8 @@ std::map<std::string, std::string> mapOf(std::string_view dictionary) {
 }
 
 bool hasGrownByOne(std::string_view before, std::string_view after, const std::string& element) {
-    const Elements old = pdfElements(before).value_or(Elements());
-    Elements grown = pdfElements(after).value_or(Elements());
+    const PdfElements old = pdfElements(before);
+    PdfElements grown = pdfElements(after);
     const bool hasIt = isPdfArray(after) && !grown.empty() && grown.back() == element;
     if (hasIt) {
         grown.pop_back();
@@ -89,15 +86,14 @@ public:
     void signature(std::size_t contentsStart, std::size_t contentsEnd) const {
         const std::string_view root = m_after.value(m_after.trailer(), "/Root");
         const std::string_view form = m_after.value(root, "/AcroForm");
-        const Elements fields = pdfElements(m_after.value(form, "/Fields")).value_or(Elements());
+        const PdfElements fields = pdfElements(m_after.value(form, "/Fields"));
         require(
             !fields.empty() && fields.back() == m_update.field.text(), "the field is not there");
         const std::string_view field = m_after.object(m_update.field);
         require(PdfFile::rawValue(field, "/V") == m_update.signature.text(),
             "the field has no signature");
-        const Elements range
-            = pdfElements(m_after.value(m_after.object(m_update.signature), "/ByteRange"))
-                  .value_or(Elements());
+        const PdfElements range
+            = pdfElements(m_after.value(m_after.object(m_update.signature), "/ByteRange"));
         require(range.size() == 4 && range[1] == std::to_string(contentsStart)
                 && range[2] == std::to_string(contentsEnd),
             "the signature's range is wrong");

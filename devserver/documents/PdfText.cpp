@@ -192,20 +192,15 @@ bool isPdfArray(std::string_view object) {
     return within(object, "[", "]").has_value();
 }
 
-std::optional<std::vector<std::string_view>> pdfElements(std::string_view array) {
-    const std::optional<std::string_view> text = within(array, "[", "]");
-    if (!text) {
-        return std::nullopt;
-    }
-    std::vector<std::string_view> elements;
+PdfElements pdfElements(std::string_view array) {
+    const std::string_view text = within(array, "[", "]").value_or(std::string_view());
+    PdfElements elements;
     std::size_t position = 0;
-    for (;;) {
-        const std::string_view element = pdfObject(*text, position);
-        if (element.empty()) {
-            return elements;
-        }
+    for (std::string_view element = pdfObject(text, position); !element.empty();
+         element = pdfObject(text, position)) {
         elements.push_back(element);
     }
+    return elements;
 }
 
 std::string pdfArrayWith(std::string_view array, std::string_view element) {

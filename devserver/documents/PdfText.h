@@ -42,8 +42,9 @@ std::optional<long long> pdfInteger(std::string_view object);
 bool isPdfDictionary(std::string_view object);
 bool isPdfArray(std::string_view object);
 
-/// The elements of an array, as they stand; nothing when it is none.
-std::optional<std::vector<std::string_view>> pdfElements(std::string_view array);
+/// The elements of an array, as they stand; none when it is no array.
+using PdfElements = std::vector<std::string_view>;
+PdfElements pdfElements(std::string_view array);
 
 /// An array with one more element at its end.
 std::string pdfArrayWith(std::string_view array, std::string_view element);

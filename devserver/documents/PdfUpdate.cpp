@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <random>
-#include <vector>
 
 namespace devserver {
 
@@ -78,8 +77,7 @@ private:
         for (const char* key : {"/Perms", "/DocMDP", "/Reference"}) {
             at = isPdfDictionary(at) ? m_file.value(at, key) : std::string_view();
         }
-        for (std::string_view reference :
-            pdfElements(at).value_or(std::vector<std::string_view>())) {
+        for (std::string_view reference : pdfElements(at)) {
             reference = m_file.resolved(reference);
             const std::string_view parameters = isPdfDictionary(reference)
                 ? m_file.value(reference, "/TransformParams")
@@ -102,8 +100,7 @@ private:
         if (PdfFile::rawValue(text, "/Kids").empty()) {
             return reference;
         }
-        for (const std::string_view kid :
-            pdfElements(m_file.value(text, "/Kids")).value_or(std::vector<std::string_view>())) {
+        for (const std::string_view kid : pdfElements(m_file.value(text, "/Kids"))) {
             if (const std::optional<PdfReference> page = firstPage(kid, depth + 1)) {
                 return page;
             }
@@ -129,7 +126,6 @@ private:
             const PdfReference made = newObject();
             m_texts[made] = "<< /Fields [ " + m_result.field.text() + " ] /SigFlags "
                 + std::to_string(signaturesExist | appendOnly) + " >>";
-            m_isNew.insert(made);
             catalog = pdfDictionaryWith(catalog, "/AcroForm", made.text());
             m_fieldName = "Signature1";
         } else if (!isPdfDictionary(form)) {
@@ -143,14 +139,12 @@ private:
                 catalog = pdfDictionaryWith(catalog, "/AcroForm", grownForm(form));
             }
         }
-        m_result.changed.insert(m_catalog);
         std::string& pageText = changing(page);
         pageText = withElement(pageText, "/Annots");
         m_texts[m_result.field] = "<< /Type /Annot /Subtype /Widget /FT /Sig /Rect [ 0 0 0 0 ] "
                                   "/F 132 /T " // printed, locked
             + m_file.textString(m_fieldName, m_result.field) + " /V " + m_result.signature.text()
             + " /P " + page.text() + " >>";
-        m_isNew.insert(m_result.field);
     }
 
     std::string grownForm(std::string_view form) {
@@ -179,15 +173,17 @@ private:
             owner = next;
         }
         std::string& text = changing(*owner);
-        text = pdfArrayWith(text, element);
+        const PdfElements elements = pdfElements(text); // of the form's fields too, in some files
+        if (elements.empty() || elements.back() != element) {
+            text = pdfArrayWith(text, element);
+        }
         return std::string(dictionary);
     }
 
     /// "Signature1", or the next that no field at the form's top has.
     std::string freeFieldName(std::string_view form) const {
         std::set<std::string> taken;
-        for (const std::string_view field :
-            pdfElements(m_file.value(form, "/Fields")).value_or(std::vector<std::string_view>())) {
+        for (const std::string_view field : pdfElements(m_file.value(form, "/Fields"))) {
             if (const std::optional<PdfReference> reference = pdfReference(field)) {
                 taken.insert(m_file.fieldName(*reference));
             }
@@ -212,7 +208,10 @@ private:
             }
         }
         for (const auto& [reference, text] : m_texts) {
-            const bool isNew = m_isNew.count(reference) > 0;
+            const bool isNew = reference.number >= m_result.signature.number;
+            if (!isNew && text == m_file.object(reference)) {
+                continue; // another object was changed in its place
+            }
             // In an encrypted document the texts of an object stream are encrypted as a whole.
             if (!isNew && m_file.isEncrypted() && m_file.places().at(reference).stream != 0) {
                 if (!m_file.hasCrossReferenceStream()) { // a table cannot list it
@@ -236,7 +235,6 @@ private:
         m_result.contentsStart
             = start + before.size() + range.size() + std::string_view(" /Contents ").size();
         m_result.contentsEnd = m_result.contentsStart + contents.size();
-        m_result.nextNumber = m_next;
         appendix.finish(m_file.hasCrossReferenceStream(), m_next, trailerEntries(),
             [this](const std::string& bytes, PdfReference owner) {
                 return m_file.streamBytes(bytes, owner);
@@ -270,9 +268,7 @@ private:
                 entries += std::string(entry.writtenKey) + " " + std::string(entry.value) + " ";
             }
         }
-        const std::vector<std::string_view> identifiers
-            = pdfElements(m_file.value(m_file.trailer(), "/ID"))
-                  .value_or(std::vector<std::string_view>());
+        const PdfElements identifiers = pdfElements(m_file.value(m_file.trailer(), "/ID"));
         const std::string own = "<" + pdfHexadecimal(randomBytes(16)) + ">";
         const std::string first = identifiers.empty() ? own : std::string(identifiers[0]);
         return entries + "/Prev " + std::to_string(m_file.crossReference()) + " /ID [ " + first
@@ -286,7 +282,6 @@ private:
     int m_next = 0;
     std::set<PdfReference> m_seenPages;
     std::map<PdfReference, std::string> m_texts; // of the objects to be appended
-    std::set<PdfReference> m_isNew;
     std::string m_fieldName;
     PdfUpdate m_result;
 };

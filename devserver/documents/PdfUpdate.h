@@ -25,10 +25,8 @@ struct PdfUpdate {
     std::size_t contentsStart = 0; // of the signature in the text, its "<" included
     std::size_t contentsEnd = 0; // behind its ">"
     std::set<PdfReference> changed; // objects that the document had
-    PdfReference signature;
+    PdfReference signature; // of all new objects the one of the lowest number
     PdfReference field;
-    int nextNumber = 0; // all object numbers from here on were free and still are, but for the
-                        // streams of the update itself
 
     std::string_view beforeContents() const {
         return std::string_view(text).substr(0, contentsStart);

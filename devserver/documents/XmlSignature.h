@@ -30,7 +30,7 @@ private:
     XmlSignature() = default;
 
     std::string elementWith(std::string_view signature, std::string_view certificateDer) const;
-    /// Puts a Signature element into the document, or takes it out again.
+    /// Puts a Signature element into the document.
     void insert(const std::string& element);
     bool refusesEarlierSignatures(std::string& error);
     bool isAsMeant() const;

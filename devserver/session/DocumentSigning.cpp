@@ -9,10 +9,6 @@ namespace devserver {
 namespace {
 
 StepResult signPdf(SessionDriver& driver, DocumentOrder order, std::string& signedPdf) {
-    // Before the agent is asked for anything.
-    if (const std::optional<DocumentRefusal> refusal = refusalOf(order)) {
-        return StepResult::failure(refusal->reason);
-    }
     std::string certificate;
     StepResult result = driver.certificateOf(order.digest, certificate);
     if (!result.ok) {

@@ -11,6 +11,7 @@ namespace {
 
 using devserver::PdfRefusal;
 using testing::HasSubstr;
+using testing::Not;
 
 TEST(PdfHarmTest, ReferencesToStreamsOfWrongLengthStay) {
     for (const long long length : {0LL, 3LL, 46LL - 1, 100000LL}) {
@@ -30,6 +31,27 @@ TEST(PdfHarmTest, ObjectsThatAreWrittenAgainKeepTheirText) {
                      "/Odd#20Name (\\)>>\\\\) /Real 1.50000000000000000001 /Hex <4 1>>>";
     const std::string tail = updateOf(raw.text());
     EXPECT_THAT(tail, HasSubstr(raw.objects[3].substr(0, raw.objects[3].size() - 2)));
+}
+
+TEST(PdfHarmTest, ObjectsThatDoNotChangeAreNotWrittenAgain) {
+    RawPdf raw;
+    raw.objects[1].insert(2, " /AcroForm 6 0 R ");
+    raw.objects[3].insert(2, " /Annots 7 0 R ");
+    raw.objects[6] = "<< /Fields [ ] >>";
+    raw.objects[7] = "[ ]";
+    const std::string tail = updateOf(raw.text());
+    EXPECT_THAT(tail, Not(HasSubstr("1 0 obj")));
+    EXPECT_THAT(tail, Not(HasSubstr("3 0 obj")));
+    EXPECT_THAT(tail, HasSubstr("6 0 obj\n<< /Fields [ \n9 0 R ] \n/SigFlags 3 >>"));
+    EXPECT_THAT(tail, HasSubstr("7 0 obj\n[ \n9 0 R ]"));
+}
+
+TEST(PdfHarmTest, ArrayOfFieldsAndAnnotationsAtOnceGrowsOnce) {
+    RawPdf raw;
+    raw.objects[1].insert(2, " /AcroForm << /Fields 6 0 R >> ");
+    raw.objects[3].insert(2, " /Annots 6 0 R ");
+    raw.objects[6] = "[ ]";
+    EXPECT_THAT(updateOf(raw.text()), HasSubstr("6 0 obj\n[ \n8 0 R ]\nendobj"));
 }
 
 TEST(PdfHarmTest, TrailerKeepsItsEntries) {
@@ -60,7 +82,7 @@ TEST(PdfHarmTest, HybridFileKeepsTheObjectsOfItsStream) {
         + "\n%%EOF\n";
     const std::string tail = updateOf(hybrid);
     EXPECT_THAT(tail, HasSubstr("/AdditionalStreams [ ]"));
-    EXPECT_THAT(tail, testing::Not(HasSubstr("/XRefStm")));
+    EXPECT_THAT(tail, Not(HasSubstr("/XRefStm")));
 }
 
 TEST(PdfHarmTest, ImpossibleSizesAreRefused) {
@@ -91,7 +113,9 @@ TEST(PdfHarmTest, AmbiguousObjectsAreRefused) {
 }
 
 TEST(PdfHarmTest, ProofFindsWhatAnUpdateMustNotDo) {
-    const std::string pdf = RawPdf().text();
+    RawPdf raw;
+    raw.trailer += " /Info 5 0 R";
+    const std::string pdf = raw.text();
     const auto update = devserver::updateForSignature(pdf, 100, "D:20260101000000Z", {});
     const auto proof = [&](const std::string& from, const std::string& to) {
         devserver::PdfUpdate changed = update;
@@ -113,6 +137,7 @@ TEST(PdfHarmTest, ProofFindsWhatAnUpdateMustNotDo) {
         proof("/Contents 4 0 R", "/Contents 5 0 R"), start + "the entry /Contents would change");
     EXPECT_EQ(
         proof("/Annots [ 7 0 R ]", "/Annots [ 6 0 R ]"), start + "the entry /Annots would be new");
+    EXPECT_EQ(proof("/Info 5 0 R", "           "), start + "the trailer would lose /Info");
     EXPECT_EQ(proof("/SigFlags 3", "/SigFlags 0"), "(none)"); // of an object that is new
     EXPECT_EQ(proof("/Fields [ 7 0 R ]", "/Fields [ 6 0 R ]"), start + "the field is not there");
     EXPECT_EQ(proof("/V 6 0 R", "/V 5 0 R"), start + "the field has no signature");
