@@ -38,7 +38,9 @@ function update() {
   show("ending", state.connected);
   show("listing", state.ready);
   element("list").disabled = Boolean(state.busy);
-  element("sign").disabled = !(state.ready && state.digest && state.file && !state.busy);
+  for (const id of ["sign", "repair"]) {
+    element(id).disabled = !(state.ready && state.digest && state.file && !state.busy);
+  }
 }
 
 async function post(path, body) {
@@ -213,6 +215,7 @@ async function order(path, body) {
 
 function choose(file) {
   state.file = null;
+  if (!file) element("file").value = "";
   tellProblem("");
   if (file && file.size > largestFile) {
     tellProblem(file.name + " cannot be signed: the file is larger than 100 MiB");
@@ -242,6 +245,7 @@ async function copy() {
 
 element("sign").addEventListener("click", () => sign(false));
 element("repair").addEventListener("click", () => sign(true));
+element("leave").addEventListener("click", () => choose(null));
 element("copy").addEventListener("click", copy);
 element("end").addEventListener("click", () => order("/end"));
 element("list").addEventListener("click", () => order("/certificates"));

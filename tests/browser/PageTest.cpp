@@ -205,6 +205,44 @@ TEST_F(PageTest, BadInputIsToldAndThePageGoesOn) {
     browser->waitForText("#signed", "dropped-signed.xml");
 }
 
+TEST_F(PageTest, DamagedPdfIsWrittenAnewOnlyWhenItsUserSaysSo) {
+    std::string damaged = contentOf(DEVSERVER_SAMPLES "/contract.pdf");
+    damaged.insert(damaged.find('\n') + 1, "% all that follows has moved\n");
+    const std::string file = (home.path() / "damaged.pdf").string();
+    writeFile(file, damaged);
+    startAgent();
+    const std::size_t messages = browser->count("#messages li");
+    sign(file);
+    browser->waitForText("#problem", "damaged.pdf was not signed: the PDF is damaged: ");
+    browser->waitForText("#question", "Should the PDF be written anew before it is signed");
+    EXPECT_THAT(browser->text("#question"),
+        HasSubstr("What you get may show less, or something else, than the file that you have"));
+    EXPECT_EQ(browser->role("#damaged"), "group");
+    EXPECT_THAT(browser->label("#damaged"), StartsWith("Should the PDF be written anew"));
+
+    browser->click("#leave");
+    EXPECT_FALSE(browser->isShown("#damaged"));
+    EXPECT_EQ(browser->text("#problem"), "");
+    EXPECT_EQ(browser->attribute("#file", "value"), "");
+    EXPECT_FALSE(browser->isEnabled("#sign"));
+
+    sign(file); // the same file can be chosen again
+    browser->waitForText("#question", "Should the PDF be written anew");
+    EXPECT_EQ(browser->count("#messages li"), messages); // the agent was asked for nothing
+    browser->waitUntilEnabled("#repair");
+    browser->click("#repair");
+    browser->waitForText("#signed", "Signed: damaged-signed.pdf, ");
+    EXPECT_FALSE(browser->isShown("#damaged"));
+    EXPECT_EQ(browser->count("#signed li"), 1U);
+    browser->click("#signed a");
+    const std::filesystem::path result = browser->downloads() / "damaged-signed.pdf";
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(result); }));
+    EXPECT_THAT(pdfsig(contentOf(result)).validations, ElementsAre("Signature is Valid."));
+    EXPECT_EQ(qpdfCheck(contentOf(result)).status, 0);
+    EXPECT_EQ(contentOf(file), damaged);
+    EXPECT_THAT(browser->consoleErrors(), IsEmpty());
+}
+
 TEST_F(PageTest, TextsOfTheAgentAreTextsAndItsSilentEndIsTold) {
     devserver::test::TestAgent other; // whose certificates have HTML in their issuers' names
     other.start(port(), contentOf(authority()), room(), {.leavesAt = "SIGN_XML"});
