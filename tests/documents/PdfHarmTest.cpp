@@ -42,7 +42,7 @@ TEST(PdfHarmTest, ObjectsThatDoNotChangeAreNotWrittenAgain) {
     const std::string tail = updateOf(raw.text());
     EXPECT_THAT(tail, Not(HasSubstr("1 0 obj")));
     EXPECT_THAT(tail, Not(HasSubstr("3 0 obj")));
-    EXPECT_THAT(tail, HasSubstr("6 0 obj\n<< /Fields [ \n9 0 R ] \n/SigFlags 3 >>"));
+    EXPECT_THAT(tail, HasSubstr("6 0 obj\n<< /Fields  [ \n9 0 R ]  \n/SigFlags 3 >>"));
     EXPECT_THAT(tail, HasSubstr("7 0 obj\n[ \n9 0 R ]"));
 }
 
