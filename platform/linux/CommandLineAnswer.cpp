@@ -8,7 +8,7 @@ namespace platform {
 namespace {
 
 constexpr const char* helpText = R"(usage: ZqMacClient [LINK]
-       ZqMacClient install | policy
+       ZqMacClient install | policy | identities [--unlock]
        ZqMacClient --help | -h | --version
 
 The signing agent of web applications. Without an argument it waits for a link from the browser.
@@ -17,6 +17,8 @@ The signing agent of web applications. Without an argument it waits for a link f
   install     makes this copy of the program the one that your quillet:// links start, and
               ends with status 1
   policy      prints the signing policy of this computer
+  identities  prints which certificates are found, where, and what each lacks to sign;
+              with --unlock also those that a password hides
   -h, --help  prints this text
   --version   prints the version
 )";

@@ -5,6 +5,7 @@
 #include "platform/linux/BaseDirectory.h"
 #include "platform/linux/ChildProcess.h"
 #include "platform/linux/DesktopEntryFile.h"
+#include "platform/linux/FileTrust.h"
 
 #include <filesystem>
 #include <fstream>
@@ -201,6 +202,23 @@ Problem registerUrlScheme(const std::string& scheme, const std::string& bundleId
         return problem;
     }
     return makeDefault(scheme, entryName);
+}
+
+std::optional<fs::path> programToYieldTo(const std::string& bundleIdentifier) {
+    const auto data = baseDirectory("XDG_DATA_HOME", ".local/share");
+    const auto system = DesktopEntryFile::ofSystem(bundleIdentifier + ".desktop");
+    if (!data || !system) {
+        return std::nullopt;
+    }
+    const UserFiles files(*data, bundleIdentifier);
+    const auto user = DesktopEntryFile::read(files.entry);
+    const bool isOwn = user && isSameFile(user->program().value_or(""), runningProgram());
+    if (!isOwn || goesBefore(*user, *system) || isSameFile(*system->program(), runningProgram())
+        || whyNotTrusted(*system->program())) {
+        return std::nullopt;
+    }
+    files.remove();
+    return system->program();
 }
 
 } // namespace platform

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -27,5 +28,10 @@ enum class Registration {
 /// and what to do about it.
 std::optional<std::string> registerUrlScheme(const std::string& scheme,
     const std::string& bundleIdentifier, ShellKind shell, Registration registration);
+
+/// The program whose links these are when this one was started for a link only because a user's
+/// entry lies before the one for all users: a copy that nobody asked for steps back at the first
+/// click. Its entry is taken away. Nothing where this program is the one to serve the link.
+std::optional<std::filesystem::path> programToYieldTo(const std::string& bundleIdentifier);
 
 } // namespace platform

@@ -41,8 +41,13 @@ public:
     /// there to the host. Without a bus, or when another agent has the name, a log line says so.
     virtual void acceptLinks() = 0;
 
-    /// Names the server of the session, in the window's title and wherever a password is asked for.
-    virtual void showServer(const std::string& server) = 0;
+    /// Names the server of the session, in the window's title and wherever a password is asked for,
+    /// and the code of its room, in an alert beside those of other agents.
+    virtual void showServer(const std::string& server, const std::string& roomCode) = 0;
+
+    /// Names the certificate that signs, by its subject, wherever a password is asked for; empty
+    /// when none does.
+    virtual void showCertificate(const std::string& subject) = 0;
 };
 
 /// What a desktop is opened for.

@@ -6,6 +6,7 @@
 #include "platform/Trust.h"
 #include "platform/linux/CommandLineAnswer.h"
 #include "platform/linux/DesktopModule.h"
+#include "platform/linux/DesktopRegistration.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/PolicyFile.h"
@@ -80,6 +81,20 @@ bool hasLink(const std::vector<std::string>& arguments) {
 std::optional<std::string> linkOfDesktop(const std::vector<std::string>& arguments) {
     return arguments.size() > 2 && arguments[1] == "--link" ? std::optional(arguments[2])
                                                             : std::nullopt;
+}
+
+/// Becomes the program whose turn it is to serve a link of the desktop's, if that is another one.
+void yieldLinkOfDesktop(int argc, char** argv) {
+    if (!linkOfDesktop({argv, argv + argc})) {
+        return;
+    }
+    if (const auto program = programToYieldTo(std::string(bundleIdentifier))) {
+        std::string name = program->string();
+        std::vector<char*> words(argv, argv + argc);
+        words.front() = name.data();
+        words.push_back(nullptr);
+        execv(name.c_str(), words.data()); // when it fails, this program serves the link
+    }
 }
 
 /// Whether the program only writes a report, for which it needs no window.
@@ -167,7 +182,14 @@ private:
             .notice
             = [this](const std::string& line) { m_application.runModally([&] { show(line); }); },
             .aside = [this](const std::string& waitingFor,
-                         const std::function<void()>& work) { m_sideWork.run(waitingFor, work); }};
+                         const std::function<void()>& work) { m_sideWork.run(waitingFor, work); },
+            .certificateInUse =
+                [this](const std::string& subject) {
+                    m_terminal.showCertificate(subject);
+                    if (m_desktop) {
+                        m_desktop->showCertificate(subject);
+                    }
+                }};
     }
 
     int printIdentities() {
@@ -192,7 +214,7 @@ private:
         const std::string server = serverOfLink(link);
         m_terminal.showServer(server);
         if (m_desktop) {
-            m_desktop->showServer(server);
+            m_desktop->showServer(server, roomCodeOfLink(link));
         }
     }
 
@@ -216,6 +238,7 @@ std::unique_ptr<Platform> makeNativePlatform(int argc, char** argv) {
         writeAll(STDOUT_FILENO, *answer);
         std::exit(EXIT_SUCCESS);
     }
+    yieldLinkOfDesktop(argc, argv);
     return std::make_unique<LinuxPlatform>(argc, argv);
 }
 

@@ -10,4 +10,8 @@ namespace platform {
 /// is the usual one. Empty when the URL names none.
 std::string serverOfLink(const std::string& url);
 
+/// The code of a custom URL's room, by which its user tells it from other rooms of that server: six
+/// digits of its name's digest. Empty when the URL names no room.
+std::string roomCodeOfLink(const std::string& url);
+
 } // namespace platform

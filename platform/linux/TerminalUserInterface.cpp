@@ -155,7 +155,9 @@ std::optional<std::string> TerminalUserInterface::askForPassword(
     m_application.runModally([&] {
         const EchoOff echoOff; // before the question, so that no early key is seen
         show(std::string(again ? "\nThat password is wrong.\n" : "\n") + "Password of \""
-            + displayable(tokenName) + "\"" + (m_server.empty() ? "" : " for the server ")
+            + displayable(tokenName) + "\""
+            + (m_certificate.empty() ? "" : " to sign with the certificate of ")
+            + displayable(m_certificate) + (m_server.empty() ? "" : " for the server ")
             + displayable(m_server) + " (empty to cancel): ");
         if (!readLine(*password)) {
             password->clear();

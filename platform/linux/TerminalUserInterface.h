@@ -16,6 +16,9 @@ public:
     /// Names the server of the session wherever a password is asked for.
     void showServer(const std::string& server) { m_server = server; }
 
+    /// Names the certificate that signs, by its subject, there; empty when none does.
+    void showCertificate(const std::string& subject) { m_certificate = subject; }
+
     NSTextView* statusTextView() override { return &m_statusTextView; }
     int runModal(const NSAlert& alert) override;
     /// As `Trust` has it.
@@ -40,6 +43,7 @@ private:
     LinuxApplication& m_application;
     StatusTextView m_statusTextView;
     std::string m_server; // or empty
+    std::string m_certificate; // or empty
 };
 
 } // namespace platform

@@ -69,19 +69,22 @@ TEST_F(Widgets, ServerIsNamedInTheTitleAndByThePasswordDialog) {
         return words;
     };
     const auto asker = QStringLiteral("For the server sign.example:8443");
-    const PasswordDialog named("token", "sign.example:8443", false, nullptr);
+    const PasswordDialog named("token", {"", "", "sign.example:8443"}, false, nullptr);
     EXPECT_TRUE(wordsOf(named).contains(asker));
     EXPECT_EQ(named.accessibleDescription(), asker);
-    const PasswordDialog unnamed("token", "", false, nullptr);
+    const PasswordDialog unnamed("token", {}, false, nullptr);
     EXPECT_FALSE(wordsOf(unnamed).join(QChar()).contains(QStringLiteral("server")));
 }
 
 TEST_F(Widgets, PasswordDialogTellsScreenReadersWhatItIsForAndThatTheLastOneWasWrong) {
-    const PasswordDialog dialog("token", "sign.example", true, nullptr, "Signing <b>document</b>");
+    const PasswordDialog dialog(
+        "token", {"Signing <b>document</b>", "Anna Example, NL", "sign.example"}, true, nullptr);
     EXPECT_EQ(dialog.accessibleName(), QStringLiteral("Password of \"token\""));
     EXPECT_EQ(dialog.accessibleDescription(),
         QStringLiteral("That password is wrong.\nSigning <b>document</b>\n"
+                       "With the certificate of Anna Example, NL\n"
                        "For the server sign.example"));
+    EXPECT_EQ(textOf(dialog), "With the certificate of Anna Example, NL");
     QStringList words;
     for (const QLabel* label : dialog.findChildren<QLabel*>()) {
         EXPECT_TRUE(label->text().isEmpty() || label->textFormat() == Qt::PlainText);
@@ -142,7 +145,7 @@ TEST_F(Widgets, AQuestionOfTrustIsRefusedByDefaultAndAgreedToOnlyAfterAWhile) {
 TEST_F(Widgets, EveryTextOfADialogIsPlain) {
     NSAlert alert{"<b>m</b>", "<i>d</i>", NSAlertStyle::critical, {"<u>b</u>"}};
     AlertDialog dialog(alert, nullptr);
-    PasswordDialog password("<b>token</b>", "<b>host</b>", true, nullptr);
+    PasswordDialog password("<b>token</b>", {"<b>step</b>", "", "<b>host</b>"}, true, nullptr);
     for (const QDialog* each : {static_cast<QDialog*>(&dialog), static_cast<QDialog*>(&password)}) {
         for (const QLabel* label : each->findChildren<QLabel*>()) {
             EXPECT_TRUE(label->text().isEmpty() || label->textFormat() == Qt::PlainText);
@@ -169,13 +172,31 @@ TEST_F(Widgets, AlertsBesideOthersLieElsewhereOnTheScreenAndTellTheServer) {
     std::vector<QPoint> places;
     for (int place = 0; place < 4; ++place) {
         AlertDialog dialog(alert, &window);
-        dialog.standApart(place);
-        EXPECT_EQ(dialog.windowTitle() == window.windowTitle(), place > 0);
+        dialog.standApart(place, "023174");
+        EXPECT_EQ(dialog.windowTitle(),
+            place > 0 ? QStringLiteral("Room code 023174, sign.example.org - Quillet")
+                      : QStringLiteral("Quillet"));
         dialog.show();
         EXPECT_TRUE(dialog.screen()->availableGeometry().contains(dialog.geometry()));
         EXPECT_TRUE(std::find(places.begin(), places.end(), dialog.pos()) == places.end());
         places.push_back(dialog.pos());
     }
+}
+
+TEST_F(Widgets, AlertOfAnAgentWithoutARoomTellsTheServerAlone) {
+    StatusWindow window([] {});
+    window.setWindowTitle(QStringLiteral("sign.example.org - Quillet"));
+    AlertDialog dialog({"message", "details", NSAlertStyle::critical, {}}, &window);
+    dialog.standApart(1, "");
+    EXPECT_EQ(dialog.windowTitle(), window.windowTitle());
+}
+
+TEST_F(Widgets, SubjectOfACertificateCannotSpreadThePasswordDialog) {
+    PasswordDialog shortOne("token", {"", "Anna", ""}, false, nullptr);
+    PasswordDialog longOne("token", {"", std::string(100'000, 'W'), ""}, false, nullptr);
+    EXPECT_EQ(longOne.sizeHint().width(), shortOne.sizeHint().width());
+    EXPECT_LT(longOne.sizeHint().height(), 2 * shortOne.sizeHint().height());
+    EXPECT_LT(longOne.accessibleDescription().size(), 1000);
 }
 
 TEST_F(Widgets, LongDetailsScrollAndShortOnesDoNot) {
@@ -200,13 +221,13 @@ TEST_F(Widgets, PartsAreNamedForScreenReaders) {
     AlertDialog alert({"message", "details", NSAlertStyle::critical, {}}, nullptr);
     EXPECT_EQ(alert.accessibleName().toStdString(), "message");
     EXPECT_EQ(alert.accessibleDescription().toStdString(), "details");
-    PasswordDialog password("token", "", false, nullptr);
+    PasswordDialog password("token", {}, false, nullptr);
     EXPECT_EQ(
         password.findChild<QLineEdit*>()->accessibleName().toStdString(), "Password of \"token\"");
 }
 
 TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
-    PasswordDialog dialog("token", "", false, nullptr);
+    PasswordDialog dialog("token", {}, false, nullptr);
     auto* edit = dialog.findChild<QLineEdit*>();
     EXPECT_EQ(edit->echoMode(), QLineEdit::Password);
     QTimer::singleShot(0, &dialog, [&] {
@@ -220,7 +241,7 @@ TEST_F(Widgets, PasswordLeavesTheDialogAndNothingStaysInIt) {
 }
 
 TEST_F(Widgets, CancelledPasswordIsNotHandedOut) {
-    PasswordDialog dialog("token", "", false, nullptr);
+    PasswordDialog dialog("token", {}, false, nullptr);
     QTimer::singleShot(0, &dialog, [&] {
         dialog.findChild<QLineEdit*>()->insert(QString::fromUtf8("secret"));
         dialog.reject();
@@ -231,7 +252,7 @@ TEST_F(Widgets, CancelledPasswordIsNotHandedOut) {
 }
 
 TEST_F(Widgets, EmptyPasswordCannotBeGiven) {
-    PasswordDialog dialog("token", "", false, nullptr);
+    PasswordDialog dialog("token", {}, false, nullptr);
     const auto* unlock = dialog.findChild<QPushButton*>();
     EXPECT_FALSE(unlock->isEnabled());
     dialog.findChild<QLineEdit*>()->setText(QStringLiteral("x"));

@@ -30,6 +30,9 @@ protected:
     }
     bool startSucceeds() const { return !problem(ShellKind::desktop); }
     bool installSucceeds() const { return !problem(ShellKind::desktop, Registration::askedFor); }
+    static std::optional<fs::path> programToYieldTo() {
+        return platform::programToYieldTo("com.quillet.ZqMacClient");
+    }
     bool somethingWasWritten() const { return fs::exists(home()) || fs::exists(calls()); }
 
     const std::string m_program;
@@ -108,6 +111,31 @@ TEST_F(RegistrationTurn, StartedCopyReplacesAnotherThatNobodyAskedFor) {
     EXPECT_THAT(contentOf(entry()), HasSubstr("Exec=" + m_program + " --link %u\n"));
     EXPECT_THAT(contentOf(entry()), HasSubstr("\nTryExec=" + m_program + "\n"));
     EXPECT_THAT(contentOf(entry()), Not(HasSubstr(platform::askedForLine)));
+}
+
+TEST_F(RegistrationTurn, CopyThatNobodyAskedForYieldsItsFirstLinkToTheSystemsProgram) {
+    writeFile(systemEntry(), entryOf(m_other));
+    for (const fs::path& file : {entry(), icon()}) {
+        writeFile(file, entryOf(m_program));
+    }
+    EXPECT_EQ(programToYieldTo(), fs::path(m_other));
+    EXPECT_FALSE(fs::exists(entry()));
+    EXPECT_FALSE(fs::exists(icon()));
+    EXPECT_EQ(programToYieldTo(), std::nullopt); // it was not its entry that started it
+}
+
+TEST_F(RegistrationTurn, CopyServesItsLinksItselfUnlessItOnlyLiesBeforeTheSystemsProgram) {
+    const auto serves = [this](const std::string& system, const std::string& user) {
+        writeFile(systemEntry(), system);
+        writeFile(entry(), user);
+        return programToYieldTo() == std::nullopt && contentOf(entry()) == user;
+    };
+    EXPECT_TRUE(serves(entryOf(m_other), entryOf(m_program, true))) << "it was asked for";
+    EXPECT_TRUE(serves(entryOf(m_program), entryOf(m_program))) << "it is the system's";
+    EXPECT_TRUE(serves(entryOf("/no/such/program"), entryOf(m_program)));
+    EXPECT_TRUE(serves(entryOf(m_other), entryOf(m_other))) << "another's entry";
+    fs::permissions(m_other, fs::perms::others_write, fs::perm_options::add);
+    EXPECT_TRUE(serves(entryOf(m_other), entryOf(m_program))) << "others can change that program";
 }
 
 TEST(DesktopEntryFileTest, ProgramOfAnEntryIsWhatItsExecLineStarts) {

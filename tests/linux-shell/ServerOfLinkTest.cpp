@@ -5,6 +5,7 @@
 
 namespace {
 
+using platform::roomCodeOfLink;
 using platform::serverOfLink;
 
 TEST(ServerOfLinkTest, HostIsNamedWithAnUnusualPort) {
@@ -26,6 +27,15 @@ TEST(ServerOfLinkTest, LinkWithoutAServerNamesNone) {
              "quillet://a%20b?roomId=1", "quillet://h:70000?roomId=1",
              "quillet://h:99999999999999999999?roomId=1", "not a link"}) {
         EXPECT_EQ(serverOfLink(link), "") << link;
+    }
+}
+
+TEST(ServerOfLinkTest, RoomHasACodeOfSixDigitsOfItsDigest) {
+    EXPECT_EQ(roomCodeOfLink("quillet://h?roomId="), "012610");
+    EXPECT_EQ(roomCodeOfLink("quillet://h?roomId=r1"), "023174");
+    EXPECT_EQ(roomCodeOfLink("quillet://other/path?a=b&roomId=room%35"), "034609");
+    for (const char* link : {"", "quillet://h", "quillet://h?roomid=1", "quillet://h?roomId"}) {
+        EXPECT_EQ(roomCodeOfLink(link), "") << link;
     }
 }
 

@@ -176,6 +176,19 @@ TEST(TerminalUserInterfaceTest, PasswordIsAskedForInTheNameOfTheServer) {
         HasSubstr("Password of \"token\" for the server sign.example:8443 (empty to cancel): "));
 }
 
+TEST(TerminalUserInterfaceTest, CertificateThatSignsIsNamedWhereItsPasswordIsAskedFor) {
+    const std::string text = terminalOutput("\n\n", [&](auto& terminal) {
+        terminal.showCertificate("Anna\x1b Example");
+        terminal.askForPassword("token", false);
+        terminal.showCertificate("");
+        terminal.askForPassword("card", false);
+    });
+    EXPECT_THAT(text,
+        HasSubstr("Password of \"token\" to sign with the certificate of Anna\xEF\xBF\xBD Example "
+                  "(empty to cancel): "));
+    EXPECT_THAT(text, HasSubstr("Password of \"card\" (empty to cancel): "));
+}
+
 TEST(TerminalUserInterfaceTest, ControlCAtAPasswordBringsTheEchoBack) {
     const int master = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_GE(master, 0);

@@ -4,6 +4,8 @@
 #include <QGuiApplication>
 #include <QWidget>
 #include <algorithm>
+#include <array>
+#include <optional>
 #include <xcb/xcb.h>
 
 namespace platform {
@@ -36,18 +38,44 @@ void send(
     xcb_send_event(connection, 0, rootOf(connection), mask, reinterpret_cast<const char*>(&event));
 }
 
-/// Extended Window Manager Hints, "_NET_ACTIVE_WINDOW".
-void askWindowManager(xcb_connection_t* connection, xcb_window_t window) {
-    constexpr std::uint32_t byTheUser = 2;
+/// Asks the window manager for something (Extended Window Manager Hints), as what the user wants.
+void askWindowManager(xcb_connection_t* connection, xcb_window_t window, std::string_view what,
+    std::array<std::uint32_t, 2> values) {
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
     event.window = window;
-    event.type = atom(connection, "_NET_ACTIVE_WINDOW");
-    event.data.data32[0] = byTheUser;
+    event.type = atom(connection, what);
+    std::copy(values.begin(), values.end(), event.data.data32);
     send(connection, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
         event);
     xcb_flush(connection);
+}
+
+constexpr std::uint32_t byTheUser = 2;
+
+std::optional<std::uint32_t> cardinal(
+    xcb_connection_t* connection, xcb_window_t window, std::string_view property) {
+    xcb_get_property_reply_t* reply = xcb_get_property_reply(connection,
+        xcb_get_property(
+            connection, 0, window, atom(connection, property), XCB_ATOM_CARDINAL, 0, 1),
+        nullptr);
+    std::optional<std::uint32_t> value;
+    if (reply != nullptr && reply->format == 32 && reply->value_len == 1) {
+        value = *static_cast<const std::uint32_t*>(xcb_get_property_value(reply));
+    }
+    std::free(reply);
+    return value;
+}
+
+/// Some window managers do not activate a window of another workspace, so it comes to its user's.
+void bringToWorkspaceOfUser(xcb_connection_t* connection, xcb_window_t window) {
+    constexpr std::uint32_t all = 0xFFFFFFFF;
+    const auto its = cardinal(connection, window, "_NET_WM_DESKTOP");
+    const auto users = cardinal(connection, rootOf(connection), "_NET_CURRENT_DESKTOP");
+    if (its && users && *its != all && *its != *users) {
+        askWindowManager(connection, window, "_NET_WM_DESKTOP", {*users, byTheUser});
+    }
 }
 
 /// The Startup Notification protocol's message that ends a sequence; it goes in pieces.
@@ -106,10 +134,15 @@ void Activation::use() const {
 }
 
 void bringToFrontForUser(QWidget& window) {
+    xcb_connection_t* connection = x11Connection();
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    if (connection != nullptr) {
+        bringToWorkspaceOfUser(connection, id);
+    }
     window.raise();
     window.activateWindow();
-    if (xcb_connection_t* connection = x11Connection()) {
-        askWindowManager(connection, static_cast<xcb_window_t>(window.winId()));
+    if (connection != nullptr) {
+        askWindowManager(connection, id, "_NET_ACTIVE_WINDOW", {byTheUser, XCB_CURRENT_TIME});
     }
 }
 

@@ -27,7 +27,7 @@ struct Activation {
 };
 
 /// Brings a window to the front because the user has asked for it: out of the task bar, and on X11
-/// from other workspaces too.
+/// from another workspace to the user's.
 void bringToFrontForUser(QWidget& window);
 
 /// Tells an X11 desktop that what it waits for with a busy pointer is there.

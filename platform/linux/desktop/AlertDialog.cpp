@@ -139,11 +139,14 @@ void AlertDialog::guard() {
     last->setFocus();
 }
 
-void AlertDialog::standApart(int place) {
+void AlertDialog::standApart(int place, const std::string& roomCode) {
     if (place == 0 || parentWidget() == nullptr) {
         return; // where the desktop puts it
     }
-    setWindowTitle(parentWidget()->windowTitle());
+    const QString title = parentWidget()->windowTitle();
+    setWindowTitle(roomCode.empty()
+            ? title
+            : tr("Room code %1, %2").arg(TextBlock::fromUtf8(roomCode), title));
     constexpr int step = 40; // less than half of what a short alert is high
     const QRect room = screen()->availableGeometry();
     const QSize left = room.size() - sizeHint();

@@ -18,8 +18,9 @@ public:
     void guard();
 
     /// For an alert beside those of other agents, `place` of them: moves it away from them, and
-    /// gives it the window's title, which tells the server that it is about.
-    void standApart(int place);
+    /// gives it the window's title, which tells the server that it is about, with the code of the
+    /// room if there is one.
+    void standApart(int place, const std::string& roomCode);
 
     /// Blocks until the user answers; returns the response. Dismissing is answering with the last
     /// button.

@@ -16,6 +16,8 @@ namespace platform {
 
 namespace {
 
+constexpr qsizetype longestSubject = 500; // for a screen reader, too
+
 /// Moves the text out of the line edit, into `password`, and overwrites what is left of it.
 void takeText(QLineEdit& edit, std::string& password) {
     const QString text = edit.text(); // shares its characters with the line edit
@@ -36,8 +38,8 @@ QLabel* plainLabel(const QString& text) {
 
 } // namespace
 
-PasswordDialog::PasswordDialog(const std::string& tokenName, const std::string& server, bool again,
-    QWidget* parent, const std::string& step)
+PasswordDialog::PasswordDialog(
+    const std::string& tokenName, const PasswordReason& reason, bool again, QWidget* parent)
     : QDialog(parent)
     , m_edit(new QLineEdit) {
     const QString question = tr("Password of \"%1\"").arg(TextBlock::fromUtf8(tokenName));
@@ -58,12 +60,19 @@ PasswordDialog::PasswordDialog(const std::string& tokenName, const std::string& 
         texts->addWidget(wrong);
     }
     texts->addWidget(plainLabel(question));
-    if (!step.empty()) {
-        description << TextBlock::fromUtf8(step);
+    const int width = fontMetrics().averageCharWidth() * 44;
+    if (!reason.step.empty()) {
+        description << TextBlock::fromUtf8(reason.step);
         texts->addWidget(plainLabel(description.last()));
     }
-    if (!server.empty()) {
-        description << tr("For the server %1").arg(TextBlock::fromUtf8(server));
+    if (!reason.certificate.empty()) { // whose issuer chose the text, and its length
+        description << tr("With the certificate of %1")
+                           .arg(TextBlock::fromUtf8(reason.certificate).left(longestSubject));
+        const int height = fontMetrics().lineSpacing() * 5;
+        texts->addWidget(new TextBlock(description.last(), font(), width, height));
+    }
+    if (!reason.server.empty()) {
+        description << tr("For the server %1").arg(TextBlock::fromUtf8(reason.server));
         texts->addWidget(plainLabel(description.last()));
     }
     setAccessibleDescription(description.join(QLatin1Char('\n')));
@@ -71,7 +80,7 @@ PasswordDialog::PasswordDialog(const std::string& tokenName, const std::string& 
     m_edit->setInputMethodHints(Qt::ImhSensitiveData | Qt::ImhHiddenText | Qt::ImhNoPredictiveText
         | Qt::ImhNoAutoUppercase);
     m_edit->setContextMenuPolicy(Qt::NoContextMenu);
-    m_edit->setMinimumWidth(fontMetrics().averageCharWidth() * 44);
+    m_edit->setMinimumWidth(width);
     m_edit->setAccessibleName(question);
     texts->addWidget(m_edit);
     auto* content = new QHBoxLayout;

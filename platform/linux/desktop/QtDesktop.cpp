@@ -85,8 +85,9 @@ void QtDesktop::acceptLinks() {
     }
 }
 
-void QtDesktop::showServer(const std::string& server) {
+void QtDesktop::showServer(const std::string& server, const std::string& roomCode) {
     m_server = server;
+    m_roomCode = roomCode;
     m_step.clear();
     m_windows->window.showServer(server);
 }
@@ -103,7 +104,7 @@ int QtDesktop::runModal(const NSAlert& alert) {
         }
         const AlertPlace place(QApplication::desktopFileName());
         AlertDialog dialog(alert, &m_windows->window);
-        dialog.standApart(place.number());
+        dialog.standApart(place.number(), m_roomCode);
         response = dialog.run();
     });
     return response;
@@ -132,8 +133,8 @@ std::optional<std::string> QtDesktop::askForPassword(const std::string& tokenNam
     // Filled in place: a copy of a short text would leave its characters behind.
     std::optional<std::string> password(std::in_place);
     m_host.runModally([&] {
-        if (!PasswordDialog(tokenName, m_server, again, &m_windows->window, m_step)
-                 .run(*password)) {
+        const PasswordReason reason{m_step, m_certificate, m_server};
+        if (!PasswordDialog(tokenName, reason, again, &m_windows->window).run(*password)) {
             password.reset();
         }
     });

@@ -26,7 +26,8 @@ public:
     MainLoop& mainLoop() override { return m_loop; }
     bool agrees(const NSAlert& question) override;
     void acceptLinks() override;
-    void showServer(const std::string& server) override;
+    void showServer(const std::string& server, const std::string& roomCode) override;
+    void showCertificate(const std::string& subject) override { m_certificate = subject; }
 
     NSTextView* statusTextView() override;
     int runModal(const NSAlert& alert) override;
@@ -42,6 +43,8 @@ private:
 
     DesktopHost& m_host;
     std::string m_server; // of the session
+    std::string m_roomCode; // of the session
+    std::string m_certificate; // that signs, by its subject
     std::string m_step; // of it, that the user was told last
     QtMainLoop m_loop; // may still be woken when the windows are gone
     std::unique_ptr<Windows> m_windows;

@@ -28,6 +28,9 @@ struct KeychainHost {
     /// Runs what may take its time and returns when it is done; `waitingFor` is shown to the user
     /// when it does take time. The work may ask for a password.
     std::function<void(const std::string& waitingFor, const std::function<void()>& work)> aside;
+    /// Called with the subject of the certificate that is about to sign, for which a password may
+    /// be asked, and with nothing when it has signed. On the main thread.
+    std::function<void(const std::string& subject)> certificateInUse;
 };
 
 } // namespace platform

@@ -109,6 +109,27 @@ OSStatus statusOfNothing(PasswordPrompt::Outcome outcome) {
     }
 }
 
+/// Tells the host of a certificate while it signs.
+class CertificateInUse {
+public:
+    CertificateInUse(const KeychainHost& host, const std::string& subject)
+        : m_host(host) {
+        tell(subject);
+    }
+    CertificateInUse(const CertificateInUse&) = delete;
+    CertificateInUse& operator=(const CertificateInUse&) = delete;
+    ~CertificateInUse() { tell(""); }
+
+private:
+    void tell(const std::string& subject) const {
+        if (m_host.certificateInUse) {
+            m_host.certificateInUse(subject);
+        }
+    }
+
+    const KeychainHost& m_host;
+};
+
 } // namespace
 
 NssSecurity::NssSecurity(UserInterface& userInterface, KeychainSources sources, KeychainHost host)
@@ -253,6 +274,7 @@ SecSignature NssSecurity::SecKeyCreateSignature(
     if (!token) {
         return {std::nullopt, "The keychain of this private key is closed."};
     }
+    const CertificateInUse inUse(m_host, entry->subject());
     SecSignature signature;
     const auto sign = [&] {
         signature = token->sign(entry->keyId(), std::get<Bytes>(input), (publicKey.bits + 7) / 8);
