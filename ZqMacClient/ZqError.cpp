@@ -21,7 +21,9 @@ void ZqError::show() const {
 
 void ZqError::showAndExit() const {
     NSLog("FATAL ERROR: ", m_alert.messageText, ", details: ", m_alert.informativeText);
-    platform::current().userInterface().runModal(m_alert);
+    platform::NSAlert last = m_alert;
+    last.endsProgram = true;
+    platform::current().userInterface().runModal(last);
     NSLog("Exiting application after fatal error");
     platform::exitProcess(EXIT_FAILURE);
 }
