@@ -5,7 +5,6 @@
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/ssl/stream.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/system/error_code.hpp>
 #include <chrono>
@@ -37,9 +36,7 @@ public:
 };
 
 using TcpStream = boost::beast::tcp_stream;
-using TlsStream = boost::asio::ssl::stream<TcpStream>;
 
 std::unique_ptr<ByteLayer> makeLayer(TcpStream stream);
-std::unique_ptr<ByteLayer> makeLayer(TlsStream stream);
 
 } // namespace platform::linux_

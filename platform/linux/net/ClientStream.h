@@ -20,7 +20,7 @@ public:
     using executor_type = boost::asio::any_io_executor;
     using ErrorCode = ByteLayer::ErrorCode;
 
-    explicit ClientStream(std::unique_ptr<ByteLayer> layer)
+    explicit ClientStream(std::shared_ptr<ByteLayer> layer)
         : m_layer(std::move(layer)) { }
 
     executor_type get_executor() noexcept { return m_layer->executor(); }
@@ -55,7 +55,9 @@ public:
     }
 
 private:
+    /// A record of TLS; what is as long is written as it is.
     static constexpr std::size_t recordSize = std::size_t{16} << 10;
+    static constexpr std::size_t gatheredSize = 4 * recordSize;
 
     template <typename Buffer, typename Buffers>
     static Buffer firstOf(const Buffers& buffers) {
@@ -76,7 +78,7 @@ private:
         if (first.size() == total || first.size() >= recordSize) {
             return first;
         }
-        m_gathered.resize(std::min(total, recordSize));
+        m_gathered.resize(std::min(total, gatheredSize));
         boost::asio::buffer_copy(boost::asio::buffer(m_gathered), buffers);
         return boost::asio::buffer(m_gathered);
     }
@@ -92,7 +94,7 @@ private:
     bool isRefused() const;
     std::size_t lengthWithinHead(std::string_view bytes);
 
-    std::unique_ptr<ByteLayer> m_layer;
+    std::shared_ptr<ByteLayer> m_layer;
     bool m_expectsUpgrade = false;
     std::size_t m_endSeen = 0; // bytes of the blank line that ends the head of a refusal
     std::string m_beginning; // of what was received

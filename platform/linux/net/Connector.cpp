@@ -4,8 +4,11 @@
 #include "platform/linux/net/AddressRace.h"
 #include "platform/linux/net/HostComparison.h"
 #include "platform/linux/net/NameLookup.h"
+#include "platform/linux/net/TlsLayer.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -99,6 +102,8 @@ asio::awaitable<Expected<ClientStream>> Connector::connect(
             co_return found.failure();
         }
         proxy = std::move(*found);
+        // Is made while another thread looks up the name; a failure comes up again when TLS begins.
+        asio::post(co_await asio::this_coro::executor, [this] { tlsContext(); });
     }
     auto tcp = co_await connectTransport(destination, std::move(proxy), abort);
     if (!tcp || abort.isRaised()) {
@@ -178,39 +183,29 @@ asio::awaitable<Expected<ClientStream>> Connector::startTls(
     if (!context) {
         co_return context.failure();
     }
-    TlsStream tls(std::move(tcp), **context);
-    if (!expectHost(tls.native_handle(), destination.host)) {
+    const auto tls = std::make_shared<TlsLayer>(tcp.release_socket(), **context);
+    if (!expectHost(tls->handle(), destination.host)) {
         co_return Failure{destination.host.display + " cannot be the name of a TLS server"};
     }
-    const AbortSignal::Scope scope(abort, [&tls] { tls.next_layer().close(); });
-    tls.next_layer().expires_after(m_settings.stallLimit);
-    error_code error;
-    co_await tls.async_handshake(
-        asio::ssl::stream_base::client, asio::redirect_error(asio::use_awaitable, error));
-    if (error) {
-        const long verifyResult = SSL_get_verify_result(tls.native_handle());
+    const AbortSignal::Scope scope(abort, [&tls] { tls->close(); });
+    tls->expireAfter(m_settings.stallLimit);
+    if (const error_code error = co_await tls->shakeHands()) {
+        const long verifyResult = SSL_get_verify_result(tls->handle());
         co_return Failure{networkErrorText(peerFor(destination), error, verifyResult)};
     }
-    tls.next_layer().expires_never();
-    co_return ClientStream(makeLayer(std::move(tls)));
+    tls->expireNever();
+    co_return ClientStream(tls);
 }
 
-Expected<asio::ssl::context*> Connector::tlsContext() {
+Expected<SSL_CTX*> Connector::tlsContext() {
     if (!m_tlsContext) {
-        try {
-            asio::ssl::context context(asio::ssl::context::tls_client);
-            SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION);
-            SSL_CTX_set_options(context.native_handle(), SSL_OP_NO_RENEGOTIATION);
-            // The system's directory and file, or what SSL_CERT_DIR and SSL_CERT_FILE name.
-            context.set_default_verify_paths();
-            context.set_verify_mode(asio::ssl::verify_peer);
-            m_tlsContext = std::move(context);
-        } catch (const boost::system::system_error& error) {
-            return Failure{std::string("the TLS library of this computer cannot be used (")
-                + error.what() + ')'};
+        auto made = makeTlsContext();
+        if (!made) {
+            return made.failure();
         }
+        m_tlsContext = std::move(*made);
     }
-    return &*m_tlsContext;
+    return m_tlsContext.get();
 }
 
 } // namespace platform::linux_

@@ -8,10 +8,10 @@
 #include "platform/linux/net/IoThread.h"
 #include "platform/linux/net/NetworkErrorText.h"
 #include "platform/linux/net/ProxySettings.h"
+#include "platform/linux/net/TlsContext.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -61,12 +61,12 @@ private:
         Proxy proxy, Destination destination, AbortSignal& abort);
     boost::asio::awaitable<Expected<ClientStream>> startTls(
         TcpStream tcp, Destination destination, AbortSignal& abort);
-    Expected<boost::asio::ssl::context*> tlsContext();
+    Expected<SSL_CTX*> tlsContext();
     std::optional<Failure> refusal(const Destination& destination);
 
     std::shared_ptr<IoGate> m_gate;
     Settings m_settings;
-    std::optional<boost::asio::ssl::context> m_tlsContext;
+    TlsContext m_tlsContext;
     std::mutex m_ruleMutex;
     ConnectionRule m_rule;
 };

@@ -75,6 +75,7 @@ std::string tlsText(const Peer& peer, const error_code& error, long verifyResult
     case SSL_R_HTTP_REQUEST:
     case SSL_R_HTTPS_PROXY_REQUEST:
     case SSL_R_PACKET_LENGTH_TOO_LONG:
+    case SSL_R_ENCRYPTED_LENGTH_TOO_LONG:
     case SSL_R_UNEXPECTED_MESSAGE:
     case SSL_R_BAD_RECORD_TYPE:
     case SSL_R_INVALID_ALERT:

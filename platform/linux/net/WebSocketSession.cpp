@@ -19,7 +19,8 @@ namespace websocket = beast::websocket;
 using boost::system::error_code;
 using std::chrono::steady_clock;
 
-constexpr std::size_t fragmentSize = std::size_t{64} << 10;
+/// With its head of 8 bytes a fragment fills four records of TLS.
+constexpr std::size_t fragmentSize = (std::size_t{64} << 10) - 8;
 constexpr std::size_t unfragmentedSize = std::size_t{256} << 10;
 constexpr std::chrono::milliseconds closeWatchInterval{100};
 

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/net/TlsContext.h"
+
+#include <openssl/err.h>
+
+namespace platform::linux_ {
+
+Expected<TlsContext> makeTlsContext() {
+    ERR_clear_error();
+    TlsContext context(SSL_CTX_new(TLS_client_method()));
+    if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1
+        || SSL_CTX_set_default_verify_paths(context.get()) != 1) {
+        const char* const reason = ERR_reason_error_string(ERR_peek_error());
+        return Failure{std::string("the TLS library of this computer cannot be used (")
+            + (reason != nullptr ? reason : "no reason") + ')'};
+    }
+    SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
+    SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+    return context;
+}
+
+} // namespace platform::linux_
