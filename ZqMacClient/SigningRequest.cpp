@@ -2,6 +2,7 @@
 #include "ZqMacClient/SigningRequest.h"
 
 #include "ZqMacClient/ZqError.h"
+#include "ZqMacClient/ZqLogPrivacy.h"
 #include "foundation/Base64.h"
 #include "platform/Platform.h"
 
@@ -60,8 +61,10 @@ const ZqCertificate& signingCertificate(
     const auto found = std::find_if(certificates.begin(), certificates.end(),
         [&](const ZqCertificate& certificate) { return certificate.certificateDigest == digest; });
     if (found == certificates.end()) {
-        ZqError("Signing certificate not found in user keychain",
-            "Certificate digest: " + std::string(digest))
+        const std::string message = "Signing certificate not found in user keychain";
+        const std::string label = "Certificate digest: ";
+        ZqError(message, label + std::string(digest))
+            .logAs(message, label + ZqLogPrivacy::text(digest))
             .showAndExit();
     }
     return *found;

@@ -56,7 +56,7 @@ void ZqClient::messageReceived(
     JudgedText text(*std::move(body));
     ZqLogPrivacy::log("STOMP message received: ", text);
     const auto message = ZqMessage::initWithBody(std::move(text));
-    NSLog("Processing command: ", message->command());
+    NSLog("Processing command: ", ZqLogPrivacy::name(message->command()));
     dispatch(client, *message);
 }
 
@@ -79,7 +79,7 @@ void ZqClient::dispatch(CRVStompClient* service, const ZqMessage& message) {
     } else if (command == "SIGN_PDF") {
         ZqPdfSigner().signPdf(service, this, &message);
     } else {
-        NSLog("Ignoring command: ", command);
+        NSLog("Ignoring command: ", ZqLogPrivacy::name(command));
     }
 }
 
@@ -123,6 +123,9 @@ void ZqClient::listCertificates(CRVStompClient* service) {
         ZqKeychainAccess().listCertificates(/*withRawValues=*/false)) {
         certificates.emplace_back(certificate.getDictionary());
     }
+    if (m_consent) {
+        m_consent->afterUse();
+    }
     const JsonWriteResult result = writeJson(std::move(certificates));
     if (!result.text) {
         ZqError("Error serializing message", result.errorDescription).showAndExit();
@@ -141,5 +144,7 @@ void ZqClient::serverDidSendError(
     if (!message || !details) {
         fatalError("a server error lacks its message or its details");
     }
-    ZqError(std::move(*message), std::move(*details)).showAndExit();
+    ZqError(*message, *details)
+        .logAs(ZqLogPrivacy::text(*message), ZqLogPrivacy::text(*details))
+        .showAndExit();
 }

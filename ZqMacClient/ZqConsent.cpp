@@ -2,6 +2,7 @@
 #include "ZqMacClient/ZqConsent.h"
 
 #include "ZqMacClient/ZqError.h"
+#include "ZqMacClient/ZqLogPrivacy.h"
 #include "ZqMacClient/ZqSignedAttributes.h"
 #include "ZqMacClient/ZqSignedInfo.h"
 #include "foundation/HexEncoding.h"
@@ -87,15 +88,19 @@ void ZqConsent::holdAgainstContentRule(BytesView content, const std::string& alg
         NSLog("Policy: ", document, " is allowed");
         return;
     }
-    const std::string wanted = algorithm == onlyAlgorithm
-        ? std::to_string(content.size())
-            + " bytes that are neither those of a PDF signature nor those of an XML signature"
-        : "\"" + algorithm + "\", not " + onlyAlgorithm;
-    NSLog("Policy: a signature of ", wanted, " is refused");
-    ZqError("Content not allowed",
-        m_server.authority(m_port) + " asks for a signature of " + wanted
-            + ". This computer's administrator allows signatures of documents alone.")
-        .showAndExit();
+    const auto wanted = [&](const std::string& name) {
+        return algorithm == onlyAlgorithm ? std::to_string(content.size())
+                + " bytes that are neither those of a PDF signature nor those of an XML signature"
+                                          : "\"" + name + "\", not " + onlyAlgorithm;
+    };
+    const auto details = [&](const std::string& name) {
+        return m_server.authority(m_port) + " asks for a signature of " + wanted(name)
+            + ". This computer's administrator allows signatures of documents alone.";
+    };
+    const std::string logged = ZqLogPrivacy::name(algorithm);
+    NSLog("Policy: a signature of ", wanted(logged), " is refused");
+    const std::string message = "Content not allowed";
+    ZqError(message, details(algorithm)).logAs(message, details(logged)).showAndExit();
 }
 
 void ZqConsent::askForSession() {

@@ -22,6 +22,9 @@ public:
     /// Before its key signs.
     void beforeSignature(const ZqCertificate& certificate, BytesView content);
 
+    /// After each list and each signature, made or not.
+    void afterUse() const { m_gatekeeper.noteUse(); }
+
     /// Six digits by which the user tells the room that the server shows from another.
     static std::string roomCode(const std::string& roomId);
 

@@ -18,6 +18,7 @@ namespace {
 constexpr const char* notAllowed = "Server not allowed";
 constexpr std::uint64_t securePort = 443;
 constexpr std::uint64_t plainPort = 80;
+constexpr std::uint64_t lastPort = 65535;
 
 /// The words of the last refusal, which the network's threads leave.
 struct LastRefusal {
@@ -57,6 +58,17 @@ Destination destinationOf(const std::string& url) {
     destination.hasUserInformation
         = reference && reference->authority && reference->authority->userInformation;
     return destination;
+}
+
+/// The server as its user should see it; empty when there can be no connection to it.
+std::string shownServer(const Destination& server) {
+    if (!server.host || server.port == 0 || server.port > lastPort) {
+        return "";
+    }
+    const std::string usual = ':' + std::to_string(securePort);
+    return server.authority.ends_with(usual)
+        ? server.authority.substr(0, server.authority.size() - usual.size())
+        : server.authority;
 }
 
 std::string refusalOf(const std::string& authority, const std::string& kind) {
@@ -143,6 +155,24 @@ void ZqGatekeeper::admitServer(const std::string& link) const {
         refuse(server.authority, serverRefusal(server.authority));
     }
     NSLog("Policy: ", server.authority, " is allowed");
+}
+
+void ZqGatekeeper::beginSession(const std::string& link, const std::string& roomCode) {
+    if (platform::Trust* const trust = platform::trust()) {
+        trust->later({}, nullptr);
+        trust->beginSession(shownServer(destinationOf(link)), roomCode);
+    }
+}
+
+void ZqGatekeeper::noteUse() const {
+    const auto minutes = m_policy ? m_policy->idleMinutes() : std::nullopt;
+    platform::Trust* const trust = platform::trust();
+    if (minutes && trust != nullptr) {
+        trust->later(std::chrono::minutes(*minutes), [trust, count = std::to_string(*minutes)] {
+            NSLog("Policy: idle for ", count, " min, tokens are locked");
+            trust->lockTokens();
+        });
+    }
 }
 
 void ZqGatekeeper::admitServer(const platform::NetworkHost& server, std::uint64_t port) const {

@@ -23,6 +23,8 @@ public:
 
     /// `link` has passed the parser.
     void admitServer(const std::string& link) const;
+    /// The server of `link` is admitted: from now on the user is asked in its name.
+    static void beginSession(const std::string& link, const std::string& roomCode);
     /// A server that is about to be given a list of certificates or a signature.
     void admitServer(const platform::NetworkHost& server, std::uint64_t port) const;
     /// A page that is about to be opened; `url` forms a URL.
@@ -32,6 +34,9 @@ public:
     static platform::NetworkHost serverOf(const std::string& host);
     /// Whether these are the words in which the network was last told not to connect.
     static bool hasRefused(const std::string& words);
+
+    /// A token has been used, or could have been: counts from now how long none is.
+    void noteUse() const;
 
     /// Null when there is none.
     const std::shared_ptr<const ZqPolicy>& policy() const { return m_policy; }

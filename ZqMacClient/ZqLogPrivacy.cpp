@@ -4,14 +4,27 @@
 #include "foundation/HexEncoding.h"
 #include "platform/Platform.h"
 
+#include <algorithm>
+
 namespace {
 
-constexpr std::size_t longestName = 64; // of a member, which is shown
+constexpr std::size_t longestName = 64; // that is shown
 
 bool isLogRedacted = false;
 
 const JsonText* textOf(const JsonValue& value) {
     return value.as<JsonText>();
+}
+
+bool isNameCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+        || std::string_view("-_./:").find(c) != std::string_view::npos;
+}
+
+std::string nameOrSummary(std::string_view name) {
+    const bool isName
+        = name.size() <= longestName && std::all_of(name.begin(), name.end(), isNameCharacter);
+    return isName ? std::string(name) : ZqLogPrivacy::summary(name);
 }
 
 void addRedacted(LogLine& line, const JsonValue& value) {
@@ -22,9 +35,7 @@ void addRedacted(LogLine& line, const JsonValue& value) {
     } else if (const auto* object = value.as<JsonObject>()) {
         const char* separator = "{";
         for (const auto& [name, member] : object->members()) {
-            line.add(separator).add(name.size() > longestName
-                    ? ZqLogPrivacy::summary(name.view())
-                    : '"' + std::string(name.view()) + '"');
+            line.add(separator).add('"' + nameOrSummary(name.view()) + '"');
             addRedacted(line.add(":"), member);
             separator = ",";
         }
@@ -70,6 +81,22 @@ LogLine& ZqLogPrivacy::addPayload(LogLine& line, const std::optional<JsonValue>&
     }
     addRedacted(line.add("Optional("), *payload);
     return line.add(")");
+}
+
+LogLine& ZqLogPrivacy::addValue(LogLine& line, const JsonValue& value) {
+    if (!isLogRedacted) {
+        return line.addValue(value);
+    }
+    addRedacted(line, value);
+    return line;
+}
+
+std::string ZqLogPrivacy::text(std::string_view text) {
+    return isLogRedacted ? summary(text) : std::string(text);
+}
+
+std::string ZqLogPrivacy::name(std::string_view name) {
+    return isLogRedacted ? nameOrSummary(name) : std::string(name);
 }
 
 LogLine& ZqLogPrivacy::addOptionalText(LogLine& line, const JsonValue& value) {

@@ -41,7 +41,7 @@ void ZqPdfSigner::signPdf(
     const ZqCertificate& certificate = signingCertificate(certificates, digest.view());
     LogLine().add("bytesToSign: ").addOptional(bytesToSign).write();
     NSLog("privateKey: ", debugDescription(certificate.privateKeyRef));
-    NSLog("signatureAlgorithm: ", algorithm);
+    NSLog("signatureAlgorithm: ", ZqLogPrivacy::name(algorithm));
     NSLog("keychain: ", keychain.description());
     if (!bytesToSign) {
         fatalError("\"bytesToSign\" is not Base64");
@@ -51,6 +51,9 @@ void ZqPdfSigner::signPdf(
     }
     const auto signature = keychain.signData(
         signingDigest(keychain, *bytesToSign, algorithm), certificate.privateKeyRef, algorithm);
+    if (consent != nullptr) {
+        consent->afterUse();
+    }
     JsonValue signatureText = base64OrNull(signature);
     ZqLogPrivacy::addOptionalText(LogLine().add("PDF successfully signed: "), signatureText)
         .write();

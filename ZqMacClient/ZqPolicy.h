@@ -25,7 +25,7 @@ public:
     const std::optional<ZqServerList>& downloads() const { return m_downloads; }
     ZqConsentRule consent() const { return m_consent; }
     ZqContentRule content() const { return m_content; }
-    /// After so many minutes without a signature, tokens are locked. 1 to 1440.
+    /// After so many minutes without a list or a signature, tokens are locked. 1 to 1440.
     std::optional<unsigned> idleMinutes() const { return m_idleMinutes; }
     bool redactsLog() const { return m_redactsLog; }
 

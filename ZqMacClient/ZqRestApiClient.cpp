@@ -4,6 +4,7 @@
 #include "ZqMacClient/DebugDescription.h"
 #include "ZqMacClient/ZqError.h"
 #include "ZqMacClient/ZqGatekeeper.h"
+#include "ZqMacClient/ZqLogPrivacy.h"
 #include "foundation/JsonReader.h"
 #include "foundation/JsonWriter.h"
 #include "platform/Platform.h"
@@ -39,9 +40,8 @@ std::string printed(const std::optional<platform::TransportError>& error) {
 }
 
 std::string printed(const std::optional<ZqError>& error) {
-    return error
-        ? "Optional(" + error->alert().messageText + ": " + error->alert().informativeText + ")"
-        : "nil";
+    return error ? "Optional(" + error->loggedMessage() + ": " + error->loggedDetails() + ")"
+                 : "nil";
 }
 
 /// Decides by the JSON body alone; the HTTP status does not count.
@@ -57,11 +57,12 @@ void readAnswer(std::string_view data, const std::string& actionText, Outcome& o
         outcome.error.emplace(message, notParsed);
         return;
     }
-    LogLine().add("Server REST API response: ").addValue(*result.value).write();
+    ZqLogPrivacy::addValue(LogLine().add("Server REST API response: "), *result.value).write();
     if (const JsonValue* status = object->find("status")) {
         const JsonValue* text = object->find("message");
-        outcome.error.emplace(message,
-            "(" + printed(*status) + ") " + (text == nullptr ? std::string() : printed(*text)));
+        const std::string details
+            = "(" + printed(*status) + ") " + (text == nullptr ? std::string() : printed(*text));
+        outcome.error.emplace(message, details).logAs(message, ZqLogPrivacy::text(details));
         return;
     }
     const JsonValue* value = object->find("value");

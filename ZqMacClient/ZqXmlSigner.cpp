@@ -44,6 +44,9 @@ void ZqXmlSigner::signXml(
         .write();
     const auto signature
         = keychain.signData(signedInfoDigest, certificate.privateKeyRef, algorithm);
+    if (consent != nullptr) {
+        consent->afterUse();
+    }
     JsonValue signatureText = base64OrNull(signature);
     ZqLogPrivacy::addOptionalText(LogLine().add("XML successfully signed: "), signatureText)
         .write();

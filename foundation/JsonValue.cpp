@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 
 namespace {
 
@@ -15,7 +14,7 @@ template <typename T>
 JsonNumber numberOf(T value) {
     std::array<char, 32> text{};
     const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
-    return {std::string(text.data(), result.ptr), std::isfinite(static_cast<double>(value))};
+    return {std::string(text.data(), result.ptr)};
 }
 
 } // namespace

@@ -17,8 +17,9 @@ public:
     bool operator()(bool value) { return append(value ? "true" : "false"); }
 
     bool operator()(const JsonNumber& number) {
-        append(number.literal.view());
-        return number.isFinite;
+        const std::string_view literal = number.literal.view();
+        append(literal);
+        return !literal.empty() && literal.back() >= '0' && literal.back() <= '9';
     }
 
     bool operator()(const JsonText& text) {

@@ -63,6 +63,19 @@ public:
     /// the default one and the answer to everything else; the first can be pressed only after
     /// `guardedFor`. Blocks as an alert does.
     virtual bool agrees(const NSAlert& question) = 0;
+
+    /// A session with this server begins ("" when its name is none): windows and password prompts
+    /// name it, tokens that were unlocked for the one before are locked, and what the user refused
+    /// then is asked for again. `roomCode` tells its room from others. Main thread, as the two
+    /// below.
+    virtual void beginSession(const std::string& server, const std::string& roomCode) = 0;
+
+    /// Locks all tokens: whoever uses one next is asked for its password.
+    virtual void lockTokens() = 0;
+
+    /// Runs `work` on the main thread, between other events, once so much time has passed. Whatever
+    /// an earlier call left to be done is not done any more; nor is anything for a null `work`.
+    virtual void later(std::chrono::milliseconds time, std::function<void()> work) = 0;
 };
 
 /// Of the installed platform, or null.

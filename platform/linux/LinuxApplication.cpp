@@ -122,18 +122,11 @@ void LinuxApplication::openURL(std::function<std::optional<std::string>()> take)
     performOnMainThread([this, take = std::move(take)] {
         const auto handler = m_handlers.find({kInternetEventClass, kAEGetURL});
         const std::optional<std::string> url = take();
-        if (url && m_linkObserver) {
-            m_linkObserver(*url);
-        }
         if (url && handler != m_handlers.end()) {
             const AppleEventDescriptor event{{{keyDirectObject, {*url}}}};
             handler->second(&event, nullptr);
         }
     });
-}
-
-void LinuxApplication::setLinkObserver(std::function<void(const std::string& url)> observer) {
-    m_linkObserver = std::move(observer);
 }
 
 void LinuxApplication::stop(int status) {
@@ -150,6 +143,9 @@ void LinuxApplication::exit(int status) {
     }
     closeWindows();
     flushNetwork();
+    if (m_sideWork > 0) {
+        std::_Exit(status);
+    }
     std::exit(status);
 }
 

@@ -4,6 +4,7 @@
 #include "platform/Application.h"
 #include "platform/linux/MainLoop.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -45,8 +46,22 @@ public:
     void openURL(std::string url);
     /// The same, of the URL that `take` gives when the event's turn has come, if it gives one.
     void openURL(std::function<std::optional<std::string>()> take);
-    /// Called before each URL event is delivered, on the main thread.
-    void setLinkObserver(std::function<void(const std::string& url)> observer);
+
+    /// While there is one, other people's code runs beside the main thread and may never return:
+    /// the process ends without the clean-up of its libraries, which could wait for that.
+    class SideWorkScope {
+    public:
+        explicit SideWorkScope(LinuxApplication& application)
+            : m_count(application.m_sideWork) {
+            ++m_count;
+        }
+        SideWorkScope(const SideWorkScope&) = delete;
+        SideWorkScope& operator=(const SideWorkScope&) = delete;
+        ~SideWorkScope() { --m_count; }
+
+    private:
+        std::atomic<int>& m_count;
+    };
 
     /// Lets `run` return with `status`; a main thread that waits on a semaphore ends the process.
     void stop(int status);
@@ -67,8 +82,8 @@ private:
     SleepingLoop m_sleepingLoop;
     MainLoop* m_loop = &m_sleepingLoop;
     std::map<std::pair<FourCharCode, FourCharCode>, AppleEventHandler> m_handlers;
-    std::function<void(const std::string& url)> m_linkObserver;
 
+    std::atomic<int> m_sideWork = 0;
     std::mutex m_mutex;
     std::condition_variable m_changed; // for threads other than the main thread
     Work m_work;

@@ -4,6 +4,7 @@
 #include "BundleInfo.h"
 #include "platform/Platform.h"
 #include "platform/Trust.h"
+#include "platform/linux/BootClock.h"
 #include "platform/linux/CommandLineAnswer.h"
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
@@ -11,11 +12,11 @@
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/PolicyFile.h"
 #include "platform/linux/PrivateMemory.h"
-#include "platform/linux/ServerOfLink.h"
 #include "platform/linux/SideWork.h"
 #include "platform/linux/TerminalUserInterface.h"
 #include "platform/linux/net/LinuxNetwork.h"
 #include "platform/linux/security/NssSecurity.h"
+#include "platform/shared/LaterWork.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -109,7 +110,10 @@ public:
         , m_host(m_application, m_system)
         , m_terminal(m_application)
         , m_desktop(openDesktopIfDisplayed())
-        , m_sideWork(m_application, [this](const std::string& line) { show(line); })
+        , m_sideWork(m_application, [this](const std::string& line) { show(line); },
+              std::string("Taking the card out may help. ")
+                  + (m_desktop ? "Closing this window" : "Control-C") + " ends the session.",
+              {})
         , m_security(userInterface(), KeychainSources::ofUser(), keychainHost())
         , m_network(m_application, {.userAgent = userAgent()}) {
         m_application.setNetwork(&m_network);
@@ -117,11 +121,6 @@ public:
             m_application.setCommand([this] { return printIdentities(); });
         }
         m_security.setSessionEnd([this] { m_application.stop(EXIT_SUCCESS); });
-        if (hasLink(m_system.arguments())) {
-            beginSession(m_system.arguments()[1]); // the only one: all others are ignored
-        } else {
-            m_application.setLinkObserver([this](const std::string& url) { beginSession(url); });
-        }
         if (m_desktop) {
             m_application.setMainLoop(&m_desktop->mainLoop());
         }
@@ -148,6 +147,17 @@ public:
     }
     bool agrees(const NSAlert& question) override {
         return m_desktop ? m_desktop->agrees(question) : m_terminal.agrees(question);
+    }
+    void beginSession(const std::string& server, const std::string& roomCode) override {
+        m_security.beginSession();
+        m_terminal.showServer(server);
+        if (m_desktop) {
+            m_desktop->showServer(server, roomCode);
+        }
+    }
+    void lockTokens() override { m_security.lock(); }
+    void later(std::chrono::milliseconds time, std::function<void()> work) override {
+        m_later.set(time, std::move(work));
     }
 
 private:
@@ -181,8 +191,8 @@ private:
         return {.log = [this](const std::string& line) { m_host.log(line); },
             .notice
             = [this](const std::string& line) { m_application.runModally([&] { show(line); }); },
-            .aside = [this](const std::string& waitingFor,
-                         const std::function<void()>& work) { m_sideWork.run(waitingFor, work); },
+            .aside = [this](const auto& waitingFor,
+                         const auto& work) { m_sideWork.run(waitingFor, work); },
             .certificateInUse =
                 [this](const std::string& subject) {
                     m_terminal.showCertificate(subject);
@@ -208,16 +218,6 @@ private:
         }
     }
 
-    /// With each link, for each may lead to another server.
-    void beginSession(const std::string& link) {
-        m_security.beginSession();
-        const std::string server = serverOfLink(link);
-        m_terminal.showServer(server);
-        if (m_desktop) {
-            m_desktop->showServer(server, roomCodeOfLink(link));
-        }
-    }
-
     AgentApplication m_application;
     LinuxSystem m_system;
     AgentHost m_host;
@@ -226,6 +226,8 @@ private:
     SideWork m_sideWork;
     NssSecurity m_security;
     linux_::LinuxNetwork m_network;
+    BootClock m_clock;
+    LaterWork m_later{m_clock, [this](auto work) { m_application.performOnMainThread(work); }};
 };
 
 } // namespace

@@ -8,8 +8,9 @@
 #include "platform/linux/DesktopModule.h"
 #include "platform/linux/DesktopRegistration.h"
 #include "platform/linux/FileTrust.h"
-#include "platform/linux/TerminalText.h"
+#include "platform/shared/CommandLine.h"
 #include "platform/shared/LogFile.h"
+#include "platform/shared/TerminalText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -85,16 +86,6 @@ std::string_view withoutTrailingNuls(std::string_view text) {
     return text.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
-/// Overwrites what follows the scheme of a link: the room's name is all that lets one in.
-void hideLink(char* argument) {
-    constexpr std::string_view authorityStart = "://";
-    const std::string_view text(argument);
-    const std::size_t found = text.find(authorityStart);
-    if (found != std::string_view::npos) {
-        std::fill(argument + found + authorityStart.size(), argument + text.size(), '*');
-    }
-}
-
 /// The log's place where the usual one cannot be had: made for its user alone.
 int openLogInStateFolder(const std::string& fileName) {
     const auto state = baseDirectory("XDG_STATE_HOME", ".local/state");
@@ -129,8 +120,7 @@ std::array<std::uint8_t, size> digestOf(BytesView data, const EVP_MD* algorithm)
 } // namespace
 
 LinuxSystem::LinuxSystem(int argc, char** argv)
-    : m_arguments(argv, argv + argc) {
-    std::for_each(argv, argv + argc, hideLink);
+    : m_arguments(takeArguments(argc, argv)) {
 }
 
 LinuxSystem::~LinuxSystem() {

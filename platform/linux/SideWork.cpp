@@ -10,7 +10,8 @@
 
 namespace platform {
 
-void SideWork::run(const std::string& waitingFor, const std::function<void()>& work) const {
+void SideWork::run(const Name& waitingFor, const std::function<void()>& work) const {
+    const LinuxApplication::SideWorkScope scope(m_application);
     const std::unique_ptr<Semaphore> ended = m_application.makeSemaphore(0);
     std::promise<void> promise;
     std::future<void> done = promise.get_future();
@@ -27,12 +28,18 @@ void SideWork::run(const std::string& waitingFor, const std::function<void()>& w
     std::thread teller([&] {
         const auto isDone
             = [&](auto time) { return done.wait_for(time) == std::future_status::ready; };
-        if (!isDone(m_patience)) {
+        const auto tellUnlessDone = [&](const std::string& before, const std::string& behind) {
             m_application.runModally([&] {
                 if (!isDone(std::chrono::seconds(0))) { // a dialog may have been before this
-                    m_tell("Waiting for " + waitingFor + "...");
+                    m_tell(before + waitingFor() + behind);
                 }
             });
+        };
+        if (!isDone(m_patience.first)) {
+            tellUnlessDone("Waiting for ", "...");
+            if (!isDone(m_patience.second)) {
+                tellUnlessDone("Still waiting for ", ". " + m_wayOut);
+            }
         }
         ended->signal();
     });

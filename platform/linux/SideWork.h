@@ -13,23 +13,32 @@ class LinuxApplication;
 class SideWork {
 public:
     using Tell = std::function<void(const std::string& line)>;
+    using Name = std::function<std::string()>;
 
-    /// `tell` shows a line to the user; it is called on the main thread. `patience` is how long
-    /// nothing is said.
-    SideWork(LinuxApplication& application, Tell tell,
-        std::chrono::milliseconds patience = std::chrono::seconds(2))
+    /// How long nothing is said, and then until the user is told what to do.
+    struct Patience {
+        std::chrono::milliseconds first = std::chrono::seconds(2);
+        std::chrono::milliseconds second = std::chrono::seconds(15);
+    };
+
+    /// `tell` shows a line to the user; it is called on the main thread. `wayOut` is what its user
+    /// can do about work that does not end.
+    SideWork(LinuxApplication& application, Tell tell, std::string wayOut, Patience patience)
         : m_application(application)
         , m_tell(std::move(tell))
+        , m_wayOut(std::move(wayOut))
         , m_patience(patience) { }
 
     /// Runs `work` on a thread of its own and returns when it is done. Meanwhile the window is
-    /// painted, and the work may ask the user; nothing of a session is delivered.
-    void run(const std::string& waitingFor, const std::function<void()>& work) const;
+    /// painted and can be closed, and the work may ask the user; nothing of a session is delivered.
+    /// `waitingFor` tells, on any thread, what it is that takes its time.
+    void run(const Name& waitingFor, const std::function<void()>& work) const;
 
 private:
     LinuxApplication& m_application;
     Tell m_tell;
-    std::chrono::milliseconds m_patience;
+    std::string m_wayOut;
+    Patience m_patience;
 };
 
 } // namespace platform

@@ -5,8 +5,8 @@
 #include "platform/linux/EchoOff.h"
 #include "platform/linux/LinuxApplication.h"
 #include "platform/linux/LinuxSystem.h"
-#include "platform/linux/TerminalText.h"
 #include "platform/linux/WebPage.h"
+#include "platform/shared/TerminalText.h"
 
 #include <cerrno>
 #include <chrono>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/MacPlatform.h"
 #include "platform/macos/PropertyList.h"
+#include "platform/shared/RefusedTokens.h"
 
 #include <Security/Security.h>
 #include <map>
@@ -71,7 +72,24 @@ SecResult<Result> copyOf(Source source, OSStatus (*copy)(Source, Ref*)) {
     return {status, std::make_shared<Object>(Owned<Ref>(copied))};
 }
 
-class MacSecurity final : public Security {
+/// What the keychain answers when its question was cancelled or denied: CSSMERR_CSP_USER_CANCELED
+/// and CSSMERR_CSP_OPERATION_AUTH_DENIED for keys of a file.
+constexpr CFIndex keyUserCanceled = -2147415839;
+constexpr CFIndex keyAccessDenied = -2147416032;
+
+bool isRefusal(CFErrorRef error) {
+    const CFIndex code = error == nullptr ? 0 : CFErrorGetCode(error);
+    return code == errSecUserCanceled || code == keyUserCanceled || code == keyAccessDenied;
+}
+
+class KeychainSecurity final : public MacSecurity {
+public:
+    KeychainSecurity(UserInterface& userInterface, std::function<void()> endSession)
+        : m_refused(userInterface) {
+        m_refused.setEnd(std::move(endSession));
+    }
+
+private:
     OSStatus SecKeychainCopyDefault() override {
         SecKeychainRef keychain = nullptr;
         const OSStatus status = ::SecKeychainCopyDefault(&keychain);
@@ -123,6 +141,9 @@ class MacSecurity final : public Security {
 
     SecSignature SecKeyCreateSignature(
         const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override {
+        if (m_refused.contains(keychainName)) {
+            return {std::nullopt, "The keychain's question was refused in this session."};
+        }
         const Owned<CFDataRef> input(
             CFDataCreate(kCFAllocatorDefault, data.data(), static_cast<CFIndex>(data.size())));
         CFErrorRef cause = nullptr;
@@ -131,6 +152,9 @@ class MacSecurity final : public Security {
         const Owned<CFErrorRef> error(cause);
         if (signature) {
             return {bytesOfData(signature.get()), std::nullopt};
+        }
+        if (isRefusal(error.get())) {
+            m_refused.add(keychainName);
         }
         return {std::nullopt, error ? std::optional(descriptionOf(error.get())) : std::nullopt};
     }
@@ -143,12 +167,19 @@ class MacSecurity final : public Security {
     OSStatus SecKeychainSetUserInteractionAllowed(bool allowed) override {
         return ::SecKeychainSetUserInteractionAllowed(allowed);
     }
+
+    void beginSession() override { m_refused.beginSession(); }
+    void lock() override { ::SecKeychainLock(nullptr); }
+
+    static constexpr const char* keychainName = "keychain";
+    RefusedTokens m_refused;
 };
 
 } // namespace
 
-std::unique_ptr<Security> makeMacSecurity() {
-    return std::make_unique<MacSecurity>();
+std::unique_ptr<MacSecurity> makeMacSecurity(
+    UserInterface& userInterface, std::function<void()> endSession) {
+    return std::make_unique<KeychainSecurity>(userInterface, std::move(endSession));
 }
 
 } // namespace platform

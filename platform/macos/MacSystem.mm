@@ -2,6 +2,7 @@
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
 #include "platform/shared/LogFile.h"
+#include "platform/shared/TerminalText.h"
 
 #include <CommonCrypto/CommonDigest.h>
 #import <CoreServices/CoreServices.h>
@@ -14,21 +15,30 @@ namespace platform {
 namespace {
 
 class MacSystem final : public System {
+public:
+    explicit MacSystem(std::vector<std::string> arguments)
+        : m_arguments(std::move(arguments)) { }
+
+private:
     /// The platform's log call adds its prefix, and writes to the system's log as well.
     void NSLog(LogText text) override {
+        const std::string line = logLine(text);
         @autoreleasepool {
-            ::NSLog(@"%@", stringOfText(logLine(text)));
+            ::NSLog(@"%@", stringOfText(m_hasLogFile ? line : displayableLine(line)));
         }
     }
 
-    void print(std::string_view line) override {
+    void print(std::string_view text) override {
+        const std::string line = displayableLine(text);
         std::fwrite(line.data(), 1, line.size(), stdout);
         std::fputc('\n', stdout);
         std::fflush(stdout);
     }
 
     bool reopenStandardError(const std::string& path, const std::string& mode) override {
-        return reopened(path, mode) || reopened(inUsersLogs(path), mode);
+        const bool isReopened = reopened(path, mode) || reopened(inUsersLogs(path), mode);
+        m_hasLogFile = m_hasLogFile || isReopened;
+        return isReopened;
     }
 
     std::optional<std::string> bundleIdentifier() override {
@@ -41,13 +51,7 @@ class MacSystem final : public System {
                             : std::optional(propertyValueOf((__bridge CFTypeRef)value));
     }
 
-    std::vector<std::string> arguments() override {
-        std::vector<std::string> arguments;
-        for (NSString* argument in [NSProcessInfo processInfo].arguments) {
-            arguments.push_back(textOfString(argument));
-        }
-        return arguments;
-    }
+    std::vector<std::string> arguments() override { return m_arguments; }
 
     NSOperatingSystemVersion operatingSystemVersion() override {
         const auto version = [NSProcessInfo processInfo].operatingSystemVersion;
@@ -87,12 +91,15 @@ private:
         return (home == nullptr ? std::string() : home + std::string("/Library/Logs"))
             + path.substr(path.rfind('/'));
     }
+
+    const std::vector<std::string> m_arguments;
+    bool m_hasLogFile = false;
 };
 
 } // namespace
 
-std::unique_ptr<System> makeMacSystem() {
-    return std::make_unique<MacSystem>();
+std::unique_ptr<System> makeMacSystem(std::vector<std::string> arguments) {
+    return std::make_unique<MacSystem>(std::move(arguments));
 }
 
 } // namespace platform

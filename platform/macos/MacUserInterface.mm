@@ -134,18 +134,23 @@ void deliver(UNMutableNotificationContent* content) {
     }];
 }
 
-class MacUserInterface final : public UserInterface {
+class AppKitInterface final : public MacUserInterface {
 public:
-    explicit MacUserInterface(std::shared_ptr<ModalWork> modalWork)
+    explicit AppKitInterface(std::shared_ptr<ModalWork> modalWork)
         : m_modalWork(std::move(modalWork)) { }
 
     NSTextView* statusTextView() override {
         if (!m_statusView) {
             ::NSTextView* const view = openMainWindow();
+            m_window = view.window;
             m_statusView = std::make_unique<StatusView>(
                 [view](std::string_view text) { appendText(view, text); });
         }
         return m_statusView.get();
+    }
+
+    void showServer(const std::string& server) override {
+        m_window.title = stringOfText(server.empty() ? "Quillet" : server + " - Quillet");
     }
 
     int runModal(const NSAlert& alert) override {
@@ -181,6 +186,7 @@ public:
 private:
     const std::shared_ptr<ModalWork> m_modalWork;
     std::unique_ptr<StatusView> m_statusView;
+    NSWindow* m_window = nil;
 };
 
 } // namespace
@@ -191,8 +197,8 @@ bool agreesInAlert(ModalWork& modalWork, const NSAlert& question) {
     return response == NSAlertFirstButtonReturn;
 }
 
-std::unique_ptr<UserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork) {
-    return std::make_unique<MacUserInterface>(std::move(modalWork));
+std::unique_ptr<MacUserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork) {
+    return std::make_unique<AppKitInterface>(std::move(modalWork));
 }
 
 } // namespace platform

@@ -25,7 +25,8 @@ protected:
     NssSecurity security{userInterface, KeychainSources{directory.path(), "", false},
         {.log = [this](const std::string& line) { log.push_back(line); },
             .notice = [this](const std::string& line) { notices.push_back(line); },
-            .aside = nullptr}};
+            .aside = nullptr,
+            .certificateInUse = nullptr}};
 
     void SetUp() override {
         setenv("QUILLET_TEST_CARD", (folder / "card").c_str(), 1);
@@ -126,6 +127,58 @@ TEST_F(CardLife, PulledOutDuringTheListingsPromptLeavesTheRest) {
     behave("remove-at-login");
     EXPECT_EQ(
         onlyIdentity().identity->description(), "identity of Example Signer on NSS Certificate DB");
+}
+
+TEST_F(CardLife, PulledOutDuringAListingLeavesTheRest) {
+    directory.addIdentity({}, "signer");
+    tokens.add("Card", {});
+    behave("remove-at-find");
+    EXPECT_EQ(
+        onlyIdentity().identity->description(), "identity of Example Signer on NSS Certificate DB");
+    EXPECT_TRUE(userInterface.questions.empty());
+}
+
+TEST_F(CardLife, PulledOutAfterASignatureIsNotListedAnyMore) {
+    tokens.add("Card", {});
+    const ListedIdentity identity = onlyIdentity();
+    expectSigns(identity);
+    behave("removed");
+    EXPECT_EQ(listingStatus(), errSecItemNotFound);
+    EXPECT_EQ(whyNotSigned(identity), "Card is not there any more.");
+}
+
+TEST_F(CardLife, OfTwoReadersOneMayBeEmptied) {
+    tokens.create("Other");
+    tokens.add("Card", {});
+    tokens.add("Other", {});
+    userInterface.passwords = {SoftTokens::pin, SoftTokens::pin};
+    const auto both = listed(security);
+    ASSERT_EQ(both.size(), 2U);
+    behave("removed-Other");
+    for (const ListedIdentity& identity : both) {
+        if (identity.identity->description().ends_with(" on Card")) {
+            expectSigns(identity);
+        } else {
+            EXPECT_EQ(whyNotSigned(identity), "Other is not there any more.");
+        }
+    }
+    EXPECT_TRUE(onlyIdentity().identity->description().ends_with(" on Card"));
+    EXPECT_EQ(userInterface.questions, Texts{"Card"});
+}
+
+TEST_F(CardLife, InsertedDuringThePromptOfAnotherIsFoundLater) {
+    tokens.create("Other");
+    tokens.add("Card", {});
+    tokens.add("Other", {});
+    behave("removed-Other");
+    const ListedIdentity identity = onlyIdentity();
+    behave("removed-Other insert-at-login");
+    expectSigns(identity);
+    for (int i = 0; i < 100 && listed(security).size() < 2; ++i) {
+        usleep(100000); // NSS looks at a reader once in a second
+    }
+    EXPECT_EQ(listed(security).size(), 2U);
+    expectSigns(identity);
 }
 
 TEST_F(CardLife, LockedPinIsToldAndNotAskedFor) {

@@ -80,6 +80,13 @@ Bytes CertificateBuilder::build() {
             X509V3_EXT_nconf_nid(nullptr, nullptr, NID_basic_constraints, "critical,CA:TRUE"));
         X509_add_ext(certificate.get(), constraints.get(), -1);
     }
+    const std::string usage
+        = keyUsage.empty() && isAuthority && hasKeyUsage ? "keyCertSign" : keyUsage;
+    if (!usage.empty()) {
+        const Handle<X509_EXTENSION, X509_EXTENSION_free> extension(
+            X509V3_EXT_nconf_nid(nullptr, nullptr, NID_key_usage, usage.c_str()));
+        X509_add_ext(certificate.get(), extension.get(), -1);
+    }
     const bool hashesItself = EVP_PKEY_is_a(key.get(), "ED25519") == 1;
     if (X509_sign(certificate.get(), key.get(), hashesItself ? nullptr : EVP_sha256()) == 0) {
         std::abort();

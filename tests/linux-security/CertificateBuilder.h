@@ -32,6 +32,8 @@ struct CertificateBuilder {
     long validFrom = -3600; ///< seconds from now
     long validTo = 24 * 3600;
     bool isAuthority = false; ///< by its basicConstraints
+    std::string keyUsage; ///< in OpenSSL's words; when empty, "keyCertSign" of an authority
+    bool hasKeyUsage = true; ///< whether an authority has any
     KeyPair key; ///< an RSA pair when there is none
 
     /// The certificate in DER, signed with its own key.

@@ -36,7 +36,8 @@ protected:
     NssSecurity security{userInterface, KeychainSources{directory.path(), home.path(), true},
         {.log = [this](const std::string& line) { log.push_back(line); },
             .notice = nullptr,
-            .aside = nullptr}};
+            .aside = nullptr,
+            .certificateInUse = nullptr}};
 
     void SetUp() override { security.SecKeychainSetUserInteractionAllowed(true); }
 
@@ -228,6 +229,20 @@ TEST_F(Sources, P11KitDecidesWhichModulesAreForThisProgram) {
 TEST_F(Sources, ModulesThatTellWhomToTrustAreNotLoaded) {
     configured.add("trust", SoftTokens::module(), "trust-policy: yes");
     EXPECT_EQ(namesOf(ModuleTrial({}, true).modules()), Texts{});
+}
+
+TEST_F(Sources, ModulesOfOtherProgramsAreToldAndNotReached) {
+    const std::string reached = (home / "reached").string();
+    configured.addRemote("far", "touch " + reached);
+    makeCard("Carded");
+    EXPECT_EQ(descriptions(), Texts{"identity of Carded on Card"});
+    EXPECT_THAT(log,
+        testing::Contains(
+            "PKCS #11 module far is left out: it is reached through another program."));
+    EXPECT_THAT(security.report(false),
+        HasSubstr(
+            "Module far (named by p11-kit): left out, it is reached through another program"));
+    EXPECT_FALSE(std::filesystem::exists(reached));
 }
 
 TEST_F(Sources, HigherPriorityComesFirst) {

@@ -148,6 +148,37 @@ TEST_F(LockedCard, IsUnlockedWhenItShowsNothing) {
     EXPECT_EQ(userInterface.questions, Texts{"Card"});
 }
 
+// Such as `openssl req -x509` makes.
+TEST_F(LockedCard, OwnCertificateThatOnlySaysItIsAnAuthoritysIsAskedForAndListed) {
+    CertificateBuilder own = named("Own");
+    own.isAuthority = true;
+    own.hasKeyUsage = false;
+    tokens.add("Card", named("Paired"));
+    tokens.add("Card", own, {.publicKey = false});
+    EXPECT_EQ(namesOn(security).size(), 2U);
+    EXPECT_EQ(userInterface.questions, Texts{"Card"});
+}
+
+TEST_F(LockedCard, CertificatesOfAuthoritiesAskForNothing) {
+    CertificateBuilder authority = named("Authority");
+    authority.isAuthority = true;
+    tokens.add("Card", named("Paired"));
+    tokens.add("Card", authority, {.key = false, .publicKey = false});
+    EXPECT_EQ(namesOn(security), Texts{"Paired"});
+    EXPECT_TRUE(userInterface.questions.empty());
+}
+
+TEST_F(LockedCard, OwnCertificateOfAnAuthorityIsListedOnceUnlocked) {
+    CertificateBuilder own = named("Own");
+    own.isAuthority = true;
+    tokens.add("Card", named("Paired"));
+    tokens.add("Card", own, {.publicKey = false});
+    const auto identities = listed(security);
+    ASSERT_EQ(identities.size(), 1U);
+    EXPECT_TRUE(sign(identities[0]).signature);
+    EXPECT_EQ(namesOn(security).size(), 2U);
+}
+
 TEST_F(LockedCard, RefusalLeavesWhatPublicKeysVouchFor) {
     tokens.add("Card", named("Paired"));
     tokens.add("Card", named("Hidden"), {.publicKey = false});

@@ -149,11 +149,22 @@ TEST(X509Values, EmptyRdnGivesNoText) {
     EXPECT_EQ(subjectOf(*values), std::vector<std::string>{"2.5.4.3=Joe"});
 }
 
-TEST(X509Values, AuthorityIsWhoItsBasicConstraintsName) {
+TEST(X509Values, AuthorityIsWhoItsBasicConstraintsAndKeyUsageName) {
     CertificateBuilder builder;
     EXPECT_FALSE(valuesOf(builder).isOfAuthority());
     builder.isAuthority = true;
     EXPECT_TRUE(valuesOf(builder).isOfAuthority());
+    builder.keyUsage = "critical,digitalSignature,cRLSign,keyCertSign";
+    EXPECT_TRUE(valuesOf(builder).isOfAuthority());
+    builder.keyUsage = "digitalSignature,cRLSign";
+    EXPECT_FALSE(valuesOf(builder).isOfAuthority());
+    builder.isAuthority = false;
+    builder.keyUsage = "keyCertSign";
+    EXPECT_FALSE(valuesOf(builder).isOfAuthority());
+    builder.isAuthority = true;
+    builder.keyUsage = "";
+    builder.hasKeyUsage = false;
+    EXPECT_FALSE(valuesOf(builder).isOfAuthority());
 }
 
 TEST(X509Values, PublicKeyTellsItsAlgorithm) {

@@ -146,22 +146,6 @@ TEST(LinuxApplicationTest, UrlEventsReachTheirHandlerOnTheMainThreadOneAfterTheO
     EXPECT_THAT(urls, ElementsAre("quillet://one", "quillet://two"));
 }
 
-TEST(LinuxApplicationTest, EachLinkIsSeenBeforeItIsDelivered) {
-    LinuxApplication application;
-    std::vector<std::string> events;
-    application.setLinkObserver([&](const std::string& url) { events.push_back("seen " + url); });
-    application.setEventHandler([&](const auto*, const auto*) { events.emplace_back("delivered"); },
-        platform::kInternetEventClass, platform::kAEGetURL);
-    Launch launch([&] {
-        application.openURL("quillet://one");
-        application.openURL("quillet://two");
-        application.performOnMainThread([&] { application.stop(0); });
-    });
-    application.run(launch);
-    EXPECT_THAT(
-        events, ElementsAre("seen quillet://one", "delivered", "seen quillet://two", "delivered"));
-}
-
 TEST(LinuxApplicationDeathTest, ExitFlushesTheNetworkFirst) {
     LinuxApplication application;
     FlushedNetwork network;

@@ -2,7 +2,7 @@
 // The log and its file, as the Linux system writes them.
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/LinuxApplication.h"
-#include "platform/shared/AssembledPlatform.h"
+#include "tests/support/AssembledPlatform.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <csignal>

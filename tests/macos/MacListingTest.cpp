@@ -24,7 +24,8 @@ public:
     MemoryPlatform rest;
 
 private:
-    const std::unique_ptr<platform::Security> m_security = platform::makeMacSecurity();
+    const std::unique_ptr<platform::Security> m_security
+        = platform::makeMacSecurity(rest.userInterface(), nullptr);
     const platform::PlatformScope m_scope{*this};
 };
 

@@ -2,6 +2,7 @@
 // The keychain of macOS over the Security framework in memory.
 #include "platform/macos/MacPlatform.h"
 #include "tests/macos/MemoryKeychainTest.h"
+#include "tests/support/MemoryPlatform.h"
 
 namespace platform {
 
@@ -39,7 +40,17 @@ protected:
             SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureDigestPKCS1v15SHA256, bytesOf(data));
     }
 
-    const std::unique_ptr<Security> security = makeMacSecurity();
+    /// The keychain's own question ends with this error.
+    void answerQuestions(CFIndex code) {
+        keychain.signature = [](const std::string&) -> CFDataRef { return nullptr; };
+        keychain.signatureError = u"The user canceled the operation.";
+        keychain.signatureErrorCode = code;
+    }
+
+    MemoryPlatform memory;
+    int ends = 0;
+    const std::unique_ptr<MacSecurity> security
+        = makeMacSecurity(memory.userInterface(), [this] { ++ends; });
 };
 
 TEST_F(MacSecurityTest, DefaultKeychainIsOpenedAndReleased) {
@@ -204,6 +215,54 @@ TEST_F(MacSecurityTest, FailedSignatureMayHaveNoError) {
     const SecSignature result = sign("data");
     EXPECT_FALSE(result.signature);
     EXPECT_FALSE(result.error);
+}
+
+TEST_F(MacSecurityTest, RefusedQuestionIsNotAskedAgainInTheSession) {
+    constexpr CFIndex canceled = -128, canceledForKey = -2147415839, denied = -2147416032;
+    for (const CFIndex code : {canceled, canceledForKey, denied}) {
+        security->beginSession();
+        memory.userInterface().responses = {NSAlertFirstButtonReturn + 1};
+        answerQuestions(code);
+        keychain.signatureRequests.clear();
+        sign("data");
+        EXPECT_EQ(sign("data").error, "The keychain's question was refused in this session.");
+        sign("data");
+        EXPECT_EQ(keychain.signatureRequests.size(), 1U) << code;
+    }
+    EXPECT_EQ(memory.userInterface().alerts.size(), 3U); // once in a session
+    EXPECT_EQ(ends, 0);
+}
+
+TEST_F(MacSecurityTest, SessionThatAsksForARefusedKeyCanBeEnded) {
+    answerQuestions(-128);
+    sign("data");
+    EXPECT_TRUE(memory.userInterface().alerts.empty());
+    sign("data");
+    ASSERT_EQ(memory.userInterface().alerts.size(), 1U);
+    EXPECT_THAT(memory.userInterface().alerts[0].buttons,
+        ElementsAre("End the session", "Go on without it"));
+    EXPECT_EQ(ends, 1);
+}
+
+TEST_F(MacSecurityTest, OtherErrorsAreNoRefusal) {
+    answerQuestions(-25293);
+    sign("data");
+    sign("data");
+    EXPECT_EQ(keychain.signatureRequests.size(), 2U);
+}
+
+TEST_F(MacSecurityTest, NextSessionAsksForWhatWasRefused) {
+    answerQuestions(-128);
+    sign("data");
+    security->beginSession();
+    keychain.signature = memory::Keychain().signature;
+    EXPECT_TRUE(sign("data").signature);
+    EXPECT_EQ(keychain.locks, 0); // it is that of all the user's programs
+}
+
+TEST_F(MacSecurityTest, LockingLocksTheDefaultKeychain) {
+    security->lock();
+    EXPECT_EQ(keychain.locks, 1);
 }
 
 TEST_F(MacSecurityTest, StatusesHaveTextsOrNot) {

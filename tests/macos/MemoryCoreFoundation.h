@@ -37,7 +37,7 @@ Object* objectOf(CFTypeRef reference);
 CFStringRef makeString(std::u16string_view utf16);
 CFDataRef makeData(std::string_view bytes);
 CFNumberRef makeNumber(double value);
-CFErrorRef makeError(std::u16string_view description);
+CFErrorRef makeError(std::u16string_view description, CFIndex code = -1);
 /// An object of a type that is not known here.
 CFTypeRef makeDate();
 /// These take over the caller's references to their contents.

@@ -13,10 +13,13 @@ std::atomic<long> objectCount = 0;
 /// An object that has nothing but a description.
 class Described final : public Object {
 public:
-    Described(CFTypeID describedType, std::u16string_view text)
+    Described(CFTypeID describedType, std::u16string_view text, CFIndex number = 0)
         : Object(describedType)
+        , code(number)
         , m_text(text) { }
     std::string description() const override { return m_text.description(); }
+
+    const CFIndex code; // of an error
 
 private:
     const String m_text;
@@ -115,9 +118,9 @@ CFNumberRef makeNumber(double value) {
     return referenceTo<CFNumberRef>(new Number(value));
 }
 
-CFErrorRef makeError(std::u16string_view description) {
+CFErrorRef makeError(std::u16string_view description, CFIndex code) {
     static const CFTypeID id = newTypeID();
-    return referenceTo<CFErrorRef>(new Described(id, description));
+    return referenceTo<CFErrorRef>(new Described(id, description, code));
 }
 
 CFTypeRef makeDate() {
@@ -142,3 +145,7 @@ const std::vector<std::pair<CFTypeRef, CFTypeRef>>& entriesOf(CFDictionaryRef di
 }
 
 } // namespace memory
+
+CFIndex CFErrorGetCode(CFErrorRef err) {
+    return dynamic_cast<const memory::Described&>(*memory::objectOf(err)).code;
+}

@@ -104,6 +104,11 @@ OSStatus SecKeychainSetUserInteractionAllowed(Boolean state) {
     return keychain().interactionStatus;
 }
 
+OSStatus SecKeychainLock(SecKeychainRef keychainToLock) {
+    keychain().locks += keychainToLock == nullptr ? 1 : 0;
+    return errSecSuccess;
+}
+
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
     keychain().queries.push_back(entriesOf(query));
     if (keychain().queryStatus == errSecSuccess) {
@@ -164,7 +169,7 @@ CFDataRef SecKeyCreateSignature(
         {itemOf(key, keyTypeID()).script->name, algorithm, data});
     const CFDataRef signature = keychain().signature(data);
     if (signature == nullptr && error != nullptr && keychain().signatureError) {
-        *error = makeError(*keychain().signatureError);
+        *error = makeError(*keychain().signatureError, keychain().signatureErrorCode);
     }
     return signature;
 }

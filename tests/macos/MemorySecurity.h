@@ -35,6 +35,8 @@ struct Keychain {
         = [](const std::string& data) { return makeData("signed " + data); };
     /// with the error under this description, if any.
     std::optional<std::u16string> signatureError;
+    /// and this code.
+    CFIndex signatureErrorCode = -1;
     std::map<OSStatus, std::u16string> messages;
     OSStatus interactionStatus = errSecSuccess;
 
@@ -53,6 +55,7 @@ struct Keychain {
     };
     std::vector<SignatureRequest> signatureRequests;
     std::vector<bool> interactions;
+    int locks = 0; // of the default keychain
 };
 
 Keychain& keychain();

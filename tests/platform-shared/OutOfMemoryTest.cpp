@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/OutOfMemory.h"
 
-#include "platform/shared/AssembledPlatform.h"
+#include "tests/support/AssembledPlatform.h"
 #include "tests/support/MemorySystem.h"
 
 #include <csignal>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/shared/ProcessEnd.h"
 
-#include "platform/shared/AssembledPlatform.h"
+#include "tests/support/AssembledPlatform.h"
 
 #include <csignal>
 #include <cstdlib>

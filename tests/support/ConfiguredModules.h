@@ -41,6 +41,11 @@ public:
             "module: " + library + "\n" + options + "\n");
     }
 
+    /// One that p11-kit reaches through another program.
+    void addRemote(const std::string& name, const std::string& command) {
+        writeFile(m_folder / "modules" / (name + ".module"), "remote: |" + command + "\n");
+    }
+
 private:
     static void writeOnce(const char* path, const std::string& text) {
         std::ofstream(path) << text;

@@ -34,11 +34,27 @@ public:
         return m_memory.userInterface().runModal(question) == platform::NSAlertFirstButtonReturn;
     }
 
+    void beginSession(const std::string& server, const std::string& roomCode) override {
+        servers.push_back(server);
+        roomCodes.push_back(roomCode);
+        hasLockedTokens = true;
+    }
+    void lockTokens() override { hasLockedTokens = true; }
+    void later(std::chrono::milliseconds time, std::function<void()> work) override {
+        laterTime = time;
+        laterWork = std::move(work);
+    }
+
     platform::ManagedPolicy policy{
         platform::ManagedPolicy::State::absent, "/etc/quillet/policy.json", {}, {}};
     platform::ConnectionRule rule;
     std::map<std::string, std::string> asciiNames; // of international ones
     std::vector<platform::NSAlert> questions;
+    std::vector<std::string> servers; // of the sessions that began
+    std::vector<std::string> roomCodes; // of theirs
+    bool hasLockedTokens = false;
+    std::chrono::milliseconds laterTime{}; // of what was last left to be done
+    std::function<void()> laterWork;
 
 private:
     MemoryPlatform& m_memory;

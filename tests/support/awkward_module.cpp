@@ -3,8 +3,11 @@
 // the words of the file that QUILLET_TEST_CARD names; it is read anew at each call.
 //
 //     hang-initialize, crash-initialize, fail-initialize
+//     hang-slots, hang-find, hang-login    that call never returns
 //     removed           no token is there
-//     remove-at-login, remove-at-sign      the card is pulled out meanwhile
+//     removed-LABEL     that one is not
+//     remove-at-find, remove-at-login, remove-at-sign   the card is pulled out meanwhile
+//     insert-at-login   the one that was pulled out is back
 //     pin-count-low, pin-final-try, pin-locked
 //     keypad, keypad-cancel                a PIN pad: the right PIN is entered there, or none
 //     slow-sign         a signature takes 3 seconds
@@ -15,6 +18,7 @@
 #include <dlfcn.h>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <p11-kit/pkcs11.h>
 #include <string>
 #include <unistd.h>
@@ -39,14 +43,37 @@ bool is(const std::string& word) {
     return false;
 }
 
-void say(const char* word) {
-    std::ofstream(std::getenv("QUILLET_TEST_CARD"), std::ios::app) << "\n" << word << "\n";
+void say(const char* word, bool isMore = true) {
+    std::ofstream(std::getenv("QUILLET_TEST_CARD"), isMore ? std::ios::app : std::ios::trunc)
+        << "\n"
+        << word << "\n";
+}
+
+void hangIf(const std::string& word) {
+    while (is(word)) {
+        sleep(1);
+    }
+}
+
+bool isRemoved(CK_SLOT_ID slot) {
+    CK_TOKEN_INFO info{};
+    if (is("removed") || soft->C_GetTokenInfo(slot, &info) != CKR_OK) {
+        return is("removed");
+    }
+    std::string label(std::begin(info.label), std::end(info.label));
+    label.erase(label.find_last_not_of(' ') + 1);
+    return is("removed-" + label);
+}
+
+std::map<CK_SESSION_HANDLE, CK_SLOT_ID> slotsOfSessions; // NSS calls one module at a time
+
+bool isSessionRemoved(CK_SESSION_HANDLE session) {
+    const auto found = slotsOfSessions.find(session);
+    return found == slotsOfSessions.end() ? is("removed") : isRemoved(found->second);
 }
 
 CK_RV initialize(void* arguments) {
-    while (is("hang-initialize")) {
-        sleep(1);
-    }
+    hangIf("hang-initialize");
     if (is("crash-initialize")) {
         std::raise(SIGSEGV);
     }
@@ -56,14 +83,14 @@ CK_RV initialize(void* arguments) {
 CK_RV getSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO* info) {
     const CK_RV result = soft->C_GetSlotInfo(slot, info);
     info->flags |= CKF_REMOVABLE_DEVICE;
-    if (is("removed")) {
+    if (isRemoved(slot)) {
         info->flags &= ~static_cast<CK_FLAGS>(CKF_TOKEN_PRESENT);
     }
     return result;
 }
 
 CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
-    if (is("removed")) {
+    if (isRemoved(slot)) {
         return CKR_TOKEN_NOT_PRESENT;
     }
     const CK_RV result = soft->C_GetTokenInfo(slot, info);
@@ -77,6 +104,7 @@ CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
 }
 
 CK_RV getSlotList(CK_BBOOL present, CK_SLOT_ID* slots, CK_ULONG* count) {
+    hangIf("hang-slots");
     if (present == CK_TRUE && is("removed")) {
         *count = 0;
         return CKR_OK;
@@ -86,19 +114,30 @@ CK_RV getSlotList(CK_BBOOL present, CK_SLOT_ID* slots, CK_ULONG* count) {
 
 CK_RV openSession(
     CK_SLOT_ID slot, CK_FLAGS flags, void* data, CK_NOTIFY notify, CK_SESSION_HANDLE* session) {
-    return is("removed") ? CKR_TOKEN_NOT_PRESENT
-                         : soft->C_OpenSession(slot, flags, data, notify, session);
+    if (isRemoved(slot)) {
+        return CKR_TOKEN_NOT_PRESENT;
+    }
+    const CK_RV result = soft->C_OpenSession(slot, flags, data, notify, session);
+    if (result == CKR_OK) {
+        slotsOfSessions[*session] = slot;
+    }
+    return result;
 }
 
 CK_RV getSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
-    return is("removed") ? CKR_SESSION_HANDLE_INVALID : soft->C_GetSessionInfo(session, info);
+    return isSessionRemoved(session) ? CKR_SESSION_HANDLE_INVALID
+                                     : soft->C_GetSessionInfo(session, info);
 }
 
 CK_RV login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_ULONG length) {
+    hangIf("hang-login");
     if (is("remove-at-login")) {
         say("removed");
     }
-    if (is("removed")) {
+    if (is("insert-at-login")) {
+        say("", false);
+    }
+    if (isSessionRemoved(session)) {
         return CKR_DEVICE_REMOVED;
     }
     if (is("pin-locked")) {
@@ -117,13 +156,18 @@ CK_RV login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_U
 }
 
 CK_RV findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* wanted, CK_ULONG count) {
-    return is("removed") ? CKR_DEVICE_REMOVED : soft->C_FindObjectsInit(session, wanted, count);
+    hangIf("hang-find");
+    if (is("remove-at-find")) {
+        say("removed");
+    }
+    return isSessionRemoved(session) ? CKR_DEVICE_REMOVED
+                                     : soft->C_FindObjectsInit(session, wanted, count);
 }
 
 CK_RV getAttributeValue(
     CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* wanted, CK_ULONG count) {
-    return is("removed") ? CKR_DEVICE_REMOVED
-                         : soft->C_GetAttributeValue(session, object, wanted, count);
+    return isSessionRemoved(session) ? CKR_DEVICE_REMOVED
+                                     : soft->C_GetAttributeValue(session, object, wanted, count);
 }
 
 CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE* data, CK_ULONG length, CK_BYTE* signature,
@@ -137,8 +181,9 @@ CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE* data, CK_ULONG length, CK_BYTE* s
     if (is("remove-at-sign")) {
         say("removed");
     }
-    return is("removed") ? CKR_DEVICE_REMOVED
-                         : soft->C_Sign(session, data, length, signature, signatureLength);
+    return isSessionRemoved(session)
+        ? CKR_DEVICE_REMOVED
+        : soft->C_Sign(session, data, length, signature, signatureLength);
 }
 
 } // namespace

@@ -197,6 +197,28 @@ TEST_F(ZqConsentTest, ANameInOtherLettersIsShownAsItIsCompared) {
     EXPECT_THAT(asked().at(0).informativeText, StartsWith("Server: sign.example.org, port 443\n"));
 }
 
+TEST_F(ZqConsentTest, EachListAndEachSignatureIsAUse) {
+    follow(R"("idleMinutes":3)");
+    const std::vector<std::function<Events()>> uses{[this] { return listing(); },
+        [this] { return signing("bytes"); }, [this] { return signingXml("<a/>"); }};
+    for (const auto& use : uses) {
+        trust.laterWork = nullptr;
+        EXPECT_TRUE(hasAnswered(use()));
+        EXPECT_TRUE(trust.laterWork);
+        EXPECT_EQ(trust.laterTime, std::chrono::minutes(3));
+    }
+    trust.laterWork = nullptr;
+    receiving("GET_DIAGNOSTICS", "null");
+    EXPECT_FALSE(trust.laterWork);
+}
+
+TEST_F(ZqConsentTest, ASignatureThatFailedIsAUse) {
+    follow(R"("idleMinutes":3)");
+    keychain.signature = {std::nullopt, "cancelled"};
+    signing("bytes");
+    EXPECT_TRUE(trust.laterWork);
+}
+
 TEST_F(ZqConsentTest, TheRoomCodeIsSixDigitsOfTheRoomsDigest) {
     EXPECT_EQ(ZqConsent::roomCode(""), "012610");
     EXPECT_EQ(ZqConsent::roomCode("r1"), "023174");

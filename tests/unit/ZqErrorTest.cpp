@@ -30,6 +30,13 @@ TEST_F(ZqErrorTest, AlertHasNoButtonsOfItsOwn) {
     EXPECT_THAT(ZqError("Message", "Details").alert().buttons, IsEmpty());
 }
 
+TEST_F(ZqErrorTest, LogMayHaveOtherWordsThanTheAlert) {
+    const ZqError error = ZqError("Message", "Details").logAs("A", "B");
+    EXPECT_THAT(eventsOf([&] { error.show(); }),
+        ElementsAre("log: Message: A, details: B", "alert: Message | Details", "dismissed"));
+    EXPECT_EQ(eventsOf([&] { error.showAndExit(); }).front(), "log: FATAL ERROR: A, details: B");
+}
+
 TEST_F(ZqErrorTest, CreatingShowsNothing) {
     EXPECT_THAT(eventsOf([] { ZqError("Message", "Details"); }), IsEmpty());
 }
@@ -59,14 +66,6 @@ TEST_F(ZqErrorTest, ShowAndExitLogsItsSecondLineOnlyAfterTheAlertIsDismissed) {
     EXPECT_THAT(memory.log(),
         ElementsAre(
             "FATAL ERROR: Message, details: Details", "Exiting application after fatal error"));
-}
-
-TEST_F(ZqErrorTest, OnlyTheAlertBeforeTheEndSaysThatTheProgramEnds) {
-    ZqError("Message", "Details").show();
-    eventsOf([] { ZqError("Message", "Details").showAndExit(); });
-    ASSERT_EQ(memory.userInterface().alerts.size(), 2U);
-    EXPECT_FALSE(memory.userInterface().alerts[0].endsProgram);
-    EXPECT_TRUE(memory.userInterface().alerts[1].endsProgram);
 }
 
 TEST_F(ZqErrorTest, EmptyDetailsAreLoggedAsNothing) {

@@ -231,6 +231,64 @@ TEST_F(ZqGatekeeperTest, RemarksOfThePlatformAreLogged) {
     EXPECT_THAT(following("quillet://h?roomId=1"), Contains("log: Policy: \"servers\" is ignored"));
 }
 
+// Sessions
+
+TEST_F(ZqGatekeeperTest, ASessionBeginsInTheNameOfItsServerWithoutAPolicyToo) {
+    trust.asciiNames = {{"bücher.example", "xn--bcher-kva.example"}};
+    const auto shown = [this](const std::string& link) {
+        following(link);
+        return trust.servers.empty() ? "none" : trust.servers.back();
+    };
+    EXPECT_EQ(shown("quillet://h?roomId=1"), "h");
+    EXPECT_EQ(shown("quillet://h:443/a?roomId=1"), "h");
+    EXPECT_EQ(shown("quillet://h:8443/a?roomId=1"), "h:8443");
+    EXPECT_EQ(shown("quillet://H.Example.?roomId=1"), "h.example");
+    EXPECT_EQ(shown("quillet://bank.example@evil.example?roomId=1"), "evil.example");
+    EXPECT_EQ(shown("quillet://%68?roomId=1"), "h");
+    EXPECT_EQ(shown("quillet://[::1]:8443?roomId=1"), "[::1]:8443");
+    EXPECT_EQ(shown("quillet://b%C3%BCcher.example?roomId=1"), "xn--bcher-kva.example");
+    EXPECT_EQ(shown("quillet://h:70000?roomId=1"), "");
+    EXPECT_EQ(shown("quillet://h:99999999999999999999?roomId=1"), "");
+    EXPECT_EQ(shown("quillet://?roomId=1"), "");
+    EXPECT_TRUE(trust.hasLockedTokens);
+    following("quillet://h?roomId=r%31");
+    EXPECT_EQ(trust.roomCodes.back(), "023174");
+}
+
+TEST_F(ZqGatekeeperTest, ARefusedServerBeginsNoSession) {
+    setServers(R"(["h"])");
+    following("quillet://evil.example?roomId=1");
+    EXPECT_THAT(trust.servers, IsEmpty());
+}
+
+TEST_F(ZqGatekeeperTest, TokensAreLockedAfterTheMinutesWithoutUse) {
+    setPolicy(R"({"version":1,"idleMinutes":15})");
+    const ZqGatekeeper gatekeeper = ZqGatekeeper::ofThisComputer();
+    EXPECT_FALSE(trust.laterWork);
+    gatekeeper.noteUse();
+    EXPECT_EQ(trust.laterTime, std::chrono::minutes(15));
+    ASSERT_TRUE(trust.laterWork);
+    EXPECT_FALSE(trust.hasLockedTokens);
+    EXPECT_THAT(eventsOf([this] { trust.laterWork(); }),
+        ElementsAre("log: Policy: idle for 15 min, tokens are locked"));
+    EXPECT_TRUE(trust.hasLockedTokens);
+}
+
+TEST_F(ZqGatekeeperTest, ANewSessionEndsTheWaitOfTheOneBefore) {
+    setPolicy(R"({"version":1,"idleMinutes":15})");
+    ZqGatekeeper::ofThisComputer().noteUse();
+    trust.policy.state = ManagedPolicy::State::absent;
+    following("quillet://h?roomId=1");
+    EXPECT_FALSE(trust.laterWork);
+}
+
+TEST_F(ZqGatekeeperTest, WithoutMinutesTokensStayAsTheyAre) {
+    ZqGatekeeper().noteUse();
+    setPolicy(R"({"version":1})");
+    ZqGatekeeper::ofThisComputer().noteUse();
+    EXPECT_FALSE(trust.laterWork);
+}
+
 // The download page
 
 TEST_F(ZqGatekeeperTest, WithoutDownloadsAnyPageIsOpened) {

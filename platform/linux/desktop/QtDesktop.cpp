@@ -99,8 +99,8 @@ NSTextView* QtDesktop::statusTextView() {
 int QtDesktop::runModal(const NSAlert& alert) {
     int response = NSAlertFirstButtonReturn;
     m_host.runModally([&] {
-        if (alert.endsProgram) {
-            m_windows->links.stop();
+        if (alert.buttons.empty()) {
+            m_windows->links.stop(); // the agent ends after it: new links are for another one
         }
         const AlertPlace place(QApplication::desktopFileName());
         AlertDialog dialog(alert, &m_windows->window);

@@ -84,8 +84,8 @@ private:
 
 } // namespace
 
-std::string keychainReport(
-    const std::string& databaseDirectory, NssDatabase& database, bool unlock) {
+std::string keychainReport(const std::string& databaseDirectory, NssDatabase& database,
+    Whereabouts& whereabouts, bool unlock) {
     const auto failure = database.failure();
     std::string text = failure ? NssDatabase::openFailureText(*failure, databaseDirectory) + "\n"
                                : "Certificate database " + databaseDirectory + ": open\n";
@@ -94,12 +94,14 @@ std::string keychainReport(
             + (profile.isOpen ? "open" : "cannot be opened") + "\n";
     }
     for (const CardModule& module : database.modules()) {
-        text += "Module " + module.name + " (" + module.library + ", named by " + module.source
+        text += "Module " + module.name + " ("
+            + (module.library.empty() ? "" : module.library + ", ") + "named by " + module.source
             + "): " + (module.problem.empty() ? "loaded" : "left out, " + module.problem) + "\n";
     }
     std::map<Bytes, std::string> offered;
     TokenReport report(offered);
     for (const std::shared_ptr<NssToken>& token : database.tokens()) {
+        whereabouts.set(token->name());
         text += report.of(*token, unlock);
     }
     return text + (offered.empty() ? "No certificate is offered.\n" : "");

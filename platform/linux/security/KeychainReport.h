@@ -7,10 +7,11 @@
 namespace platform {
 
 class NssDatabase;
+class Whereabouts;
 
 /// Sources, modules and tokens with their states, and why each certificate is offered or not.
 /// `unlock` allows to ask for passwords.
-std::string keychainReport(
-    const std::string& databaseDirectory, NssDatabase& database, bool unlock);
+std::string keychainReport(const std::string& databaseDirectory, NssDatabase& database,
+    Whereabouts& whereabouts, bool unlock);
 
 } // namespace platform

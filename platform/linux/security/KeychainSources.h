@@ -25,9 +25,11 @@ struct KeychainHost {
     std::function<void(const std::string&)> log;
     /// Shows the user a line, from any thread.
     std::function<void(const std::string&)> notice;
-    /// Runs what may take its time and returns when it is done; `waitingFor` is shown to the user
-    /// when it does take time. The work may ask for a password.
-    std::function<void(const std::string& waitingFor, const std::function<void()>& work)> aside;
+    /// Runs what may take its time and returns when it is done; what `waitingFor` names then, on
+    /// any thread, is shown to the user when it does take time. The work may ask for a password.
+    std::function<void(
+        const std::function<std::string()>& waitingFor, const std::function<void()>& work)>
+        aside;
     /// Called with the subject of the certificate that is about to sign, for which a password may
     /// be asked, and with nothing when it has signed. On the main thread.
     std::function<void(const std::string& subject)> certificateInUse;

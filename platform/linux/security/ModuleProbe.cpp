@@ -128,7 +128,8 @@ std::string optionOf(CK_FUNCTION_LIST* module, const char* option) {
 std::vector<Trial> configured() {
     std::vector<Trial> trials;
     p11_kit_set_progname(probe::knownToP11KitAs);
-    CK_FUNCTION_LIST** modules = p11_kit_modules_load(nullptr, P11_KIT_MODULE_UNMANAGED);
+    // Managed, for else those that are reached through another program would be left out silently.
+    CK_FUNCTION_LIST** modules = p11_kit_modules_load(nullptr, 0);
     if (modules == nullptr) {
         const char* message = p11_kit_message();
         trials.push_back({"p11-kit", "", message == nullptr ? "it fails" : message});

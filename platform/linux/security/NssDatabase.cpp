@@ -51,6 +51,10 @@ std::optional<NssDatabase::OpenFailure> filesFailure(const std::string& director
     return std::nullopt;
 }
 
+std::string wordsFor(const std::string& moduleName) {
+    return "the PKCS #11 module " + moduleName;
+}
+
 /// NSS's own slot without a database.
 bool isForComputingAlone(PK11SlotInfo* slot) {
     const nss::SlotHandle computing(PK11_GetInternalSlot());
@@ -95,16 +99,18 @@ struct NssDatabase::Handles {
     std::vector<std::unique_ptr<PK11SlotInfo, CloseDatabase>> databases;
 };
 
-NssDatabase::NssDatabase(std::unique_ptr<Handles> handles, PasswordPrompt& prompt)
+NssDatabase::NssDatabase(
+    std::unique_ptr<Handles> handles, PasswordPrompt& prompt, Whereabouts& whereabouts)
     : m_handles(std::move(handles))
-    , m_prompt(prompt) {
+    , m_prompt(prompt)
+    , m_whereabouts(whereabouts) {
     PK11_SetPasswordFunc(answerPassword);
 }
 
 NssDatabase::~NssDatabase() = default;
 
-std::unique_ptr<NssDatabase> NssDatabase::open(
-    const KeychainSources& sources, PasswordPrompt& prompt, const Log& log) {
+std::unique_ptr<NssDatabase> NssDatabase::open(const KeychainSources& sources,
+    PasswordPrompt& prompt, Whereabouts& whereabouts, const Log& log) {
     std::optional<OpenFailure> failure = filesFailure(sources.database);
     const auto profiles = sources.home.empty() ? std::vector<std::filesystem::path>()
                                                : firefoxProfiles(sources.home);
@@ -124,7 +130,7 @@ std::unique_ptr<NssDatabase> NssDatabase::open(
         return nullptr;
     }
     auto handles = std::unique_ptr<Handles>(new Handles{std::move(context), {}, {}});
-    std::unique_ptr<NssDatabase> database(new NssDatabase(std::move(handles), prompt));
+    std::unique_ptr<NssDatabase> database(new NssDatabase(std::move(handles), prompt, whereabouts));
     database->m_failure = failure;
     for (const std::filesystem::path& profile : profiles) {
         database->openProfile(profile, log);
@@ -151,6 +157,7 @@ void NssDatabase::openProfile(const std::string& path, const Log& log) {
 
 void NssDatabase::load(CardModule module, const Log& log) {
     if (module.problem.empty()) {
+        m_whereabouts.set(wordsFor(module.name));
         nss::ModuleHandle loaded(SECMOD_LoadUserModule(module.loadText.data(), nullptr, PR_FALSE));
         if (loaded && loaded->loaded) {
             m_handles->modules.push_back(std::move(loaded));
@@ -159,8 +166,9 @@ void NssDatabase::load(CardModule module, const Log& log) {
         }
     }
     if (!module.problem.empty()) {
-        log("PKCS #11 module " + module.name + " (" + module.library
-            + ") is left out: " + module.problem + ".");
+        log("PKCS #11 module " + module.name
+            + (module.library.empty() ? "" : " (" + module.library + ")")
+            + " is left out: " + module.problem + ".");
     }
     m_modules.push_back(std::move(module));
 }
@@ -178,6 +186,7 @@ bool NssDatabase::holdsMore() {
 
 std::vector<std::shared_ptr<NssToken>> NssDatabase::tokens() {
     for (const nss::ModuleHandle& module : m_handles->modules) {
+        m_whereabouts.set(wordsFor(module->commonName));
         SECMOD_UpdateSlotList(module.get()); // readers come and go
     }
     const nss::SlotListHandle slots(

@@ -5,6 +5,7 @@
 #include "platform/linux/security/KeychainSources.h"
 #include "platform/linux/security/ModuleList.h"
 #include "platform/linux/security/NssToken.h"
+#include "platform/linux/security/Whereabouts.h"
 
 #include <functional>
 #include <memory>
@@ -28,9 +29,9 @@ public:
     using Log = std::function<void(const std::string&)>;
 
     /// Opens all sources for reading alone; what cannot be opened is logged and left out. Null only
-    /// when NSS itself does not begin. `prompt` outlives the result.
-    static std::unique_ptr<NssDatabase> open(
-        const KeychainSources& sources, PasswordPrompt& prompt, const Log& log);
+    /// when NSS itself does not begin. `prompt` and `whereabouts` outlive the result.
+    static std::unique_ptr<NssDatabase> open(const KeychainSources& sources, PasswordPrompt& prompt,
+        Whereabouts& whereabouts, const Log& log);
 
     /// Shuts NSS down. All tokens are gone with it.
     ~NssDatabase();
@@ -63,12 +64,13 @@ public:
 private:
     struct Handles;
 
-    NssDatabase(std::unique_ptr<Handles> handles, PasswordPrompt& prompt);
+    NssDatabase(std::unique_ptr<Handles> handles, PasswordPrompt& prompt, Whereabouts& whereabouts);
     void openProfile(const std::string& path, const Log& log);
     void load(CardModule module, const Log& log);
 
     std::unique_ptr<Handles> m_handles; // declared first: closed after the tokens
     PasswordPrompt& m_prompt;
+    Whereabouts& m_whereabouts;
     std::optional<OpenFailure> m_failure;
     std::vector<Profile> m_profiles;
     std::vector<CardModule> m_modules;

@@ -62,10 +62,12 @@ PropertyValue itemOf(KeychainEntryRef entry, Wanted wanted) {
 
 /// One entry for each certificate, though several tokens may hold it: on the first token that shows
 /// its private key, or else on the first that vouches for it.
-std::vector<KeychainEntryRef> identitiesOn(const std::vector<std::shared_ptr<NssToken>>& tokens) {
+std::vector<KeychainEntryRef> identitiesOn(
+    const std::vector<std::shared_ptr<NssToken>>& tokens, Whereabouts& whereabouts) {
     std::vector<KeychainEntryRef> entries;
     std::map<Bytes, std::size_t> places;
     for (const std::shared_ptr<NssToken>& token : tokens) {
+        whereabouts.set(token->name());
         for (NssCertificate& certificate : token->userCertificates()) {
             const auto [place, isNew] = places.try_emplace(certificate.der, entries.size());
             if (!isNew && (entries[place->second]->isKeySeen() || !certificate.isKeySeen)) {
@@ -151,8 +153,8 @@ OSStatus NssSecurity::open() {
 }
 
 OSStatus NssSecurity::openSources() {
-    auto database
-        = NssDatabase::open(m_sources, m_prompt, [this](const std::string& line) { log(line); });
+    auto database = NssDatabase::open(
+        m_sources, m_prompt, m_whereabouts, [this](const std::string& line) { log(line); });
     if (!database) {
         return errSecNotAvailable;
     }
@@ -167,16 +169,22 @@ OSStatus NssSecurity::openSources() {
 }
 
 std::string NssSecurity::report(bool unlock) {
-    const auto database
-        = m_database ? nullptr : NssDatabase::open(m_sources, m_prompt, [](const std::string&) {});
-    NssDatabase* opened = m_database ? m_database.get() : database.get();
-    return opened == nullptr ? "NSS does not begin.\n"
-                             : keychainReport(m_sources.database, *opened, unlock);
+    std::string text = "NSS does not begin.\n";
+    aside("the keychain", [&] {
+        const auto database = m_database
+            ? nullptr
+            : NssDatabase::open(m_sources, m_prompt, m_whereabouts, [](const std::string&) {});
+        if (NssDatabase* const opened = m_database ? m_database.get() : database.get()) {
+            text = keychainReport(m_sources.database, *opened, m_whereabouts, unlock);
+        }
+    });
+    return text;
 }
 
-void NssSecurity::aside(const std::string& waitingFor, const std::function<void()>& work) const {
+void NssSecurity::aside(const std::string& waitingFor, const std::function<void()>& work) {
+    m_whereabouts.set(waitingFor);
     if (m_host.aside) {
-        m_host.aside(waitingFor, work);
+        m_host.aside([this] { return m_whereabouts.get(); }, work);
     } else {
         work();
     }
@@ -202,7 +210,7 @@ SecResult<PropertyArray> NssSecurity::SecItemCopyMatching(const PropertyDictiona
     }
     m_prompt.begin();
     std::vector<KeychainEntryRef> entries;
-    const auto list = [&] { entries = identitiesOn(m_database->tokens()); };
+    const auto list = [&] { entries = identitiesOn(m_database->tokens(), m_whereabouts); };
     if (m_database->hasModules()) {
         aside("a smart card", list);
     } else {
@@ -343,11 +351,11 @@ void NssSecurity::lock() {
 
 void NssSecurity::beginSession() {
     lock();
-    m_prompt.beginSession();
+    m_prompt.refused().beginSession();
 }
 
 void NssSecurity::setSessionEnd(std::function<void()> end) {
-    m_prompt.setEnd(std::move(end));
+    m_prompt.refused().setEnd(std::move(end));
 }
 
 } // namespace platform

@@ -5,6 +5,7 @@
 #include "platform/Security.h"
 #include "platform/linux/security/KeychainSources.h"
 #include "platform/linux/security/PasswordPrompt.h"
+#include "platform/linux/security/Whereabouts.h"
 
 #include <functional>
 #include <memory>
@@ -81,13 +82,14 @@ public:
 private:
     OSStatus open();
     OSStatus openSources();
-    void aside(const std::string& waitingFor, const std::function<void()>& work) const;
+    void aside(const std::string& waitingFor, const std::function<void()>& work);
     void log(const std::string& line) const;
     std::string whereNothingIs() const;
 
     KeychainSources m_sources;
     KeychainHost m_host;
     PasswordPrompt m_prompt;
+    Whereabouts m_whereabouts;
     std::unique_ptr<NssDatabase> m_database; // declared last: closed first
 };
 

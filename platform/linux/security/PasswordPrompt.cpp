@@ -5,7 +5,7 @@
 #include "platform/UserInterface.h"
 
 #include <openssl/crypto.h>
-#include <utility>
+#include <optional>
 
 namespace platform {
 
@@ -21,29 +21,7 @@ NSAlert lastTryAlert(const std::string& tokenName) {
         NSAlertStyle::warning, {"Continue", "Cancel"}};
 }
 
-NSAlert endAlert(const std::string& tokenName) {
-    return {"The password of \"" + tokenName + "\" was not given",
-        "The server asks for it again. In this session you are not asked any more.",
-        NSAlertStyle::informational, {"End the session", "Go on without it"}};
-}
-
 } // namespace
-
-void PasswordPrompt::beginSession() {
-    m_refused.clear();
-    m_hasOfferedEnd = false;
-}
-
-bool PasswordPrompt::isRefused(const std::string& tokenName) {
-    if (!m_refused.contains(tokenName)) {
-        return false;
-    }
-    if (!std::exchange(m_hasOfferedEnd, true) && m_end
-        && m_userInterface.runModal(endAlert(tokenName)) == NSAlertFirstButtonReturn) {
-        m_end();
-    }
-    return true;
-}
 
 void PasswordPrompt::tell(const std::string& line) const {
     if (m_notice) {
@@ -65,7 +43,7 @@ bool PasswordPrompt::mayTry(const char* tokenName, bool again, PinState state) n
 }
 
 bool PasswordPrompt::mayTry(const std::string& tokenName, bool again, PinState state) {
-    if (state != PinState::locked && isRefused(tokenName)) {
+    if (state != PinState::locked && m_refused.contains(tokenName)) {
         return false;
     }
     switch (state) {
@@ -78,7 +56,7 @@ bool PasswordPrompt::mayTry(const std::string& tokenName, bool again, PinState s
         break;
     case PinState::lastTry:
         if (m_userInterface.runModal(lastTryAlert(tokenName)) != NSAlertFirstButtonReturn) {
-            m_refused.insert(tokenName);
+            m_refused.add(tokenName);
             return false;
         }
         break;
@@ -100,7 +78,7 @@ char* PasswordPrompt::ask(const char* tokenName, bool again, char* (*copy)(const
         std::optional<std::string> password
             = m_userInterface.askForPassword(textOf(tokenName), again);
         if (!password) {
-            m_refused.insert(textOf(tokenName));
+            m_refused.add(textOf(tokenName));
             return nullptr;
         }
         m_outcome = Outcome::given;

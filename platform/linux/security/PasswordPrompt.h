@@ -2,13 +2,12 @@
 // The way from a locked token to the user and back.
 #pragma once
 
+#include "platform/shared/RefusedTokens.h"
+
 #include <functional>
-#include <set>
 #include <string>
 
 namespace platform {
-
-class UserInterface;
 
 /// What a token says of the tries that are left for its PIN.
 enum class PinState { usual, fewTries, lastTry, locked };
@@ -20,17 +19,15 @@ public:
     enum class Outcome { notAsked, notAllowed, cancelled, pinLocked, given };
 
     explicit PasswordPrompt(UserInterface& userInterface)
-        : m_userInterface(userInterface) { }
+        : m_userInterface(userInterface)
+        , m_refused(userInterface) { }
 
     void setAllowed(bool allowed) { m_allowed = allowed; }
     /// Where to tell the user what else to know or to do, a line at a time; from any thread.
     void setNotice(std::function<void(const std::string&)> notice) { m_notice = std::move(notice); }
 
-    /// What ends the session, once its user would rather have that than be asked without end.
-    void setEnd(std::function<void()> end) { m_end = std::move(end); }
-
-    /// What was refused in an earlier session counts no more.
-    void beginSession();
+    /// Whose password is not asked for any more in this session.
+    RefusedTokens& refused() { return m_refused; }
 
     /// Forgets the earlier outcome.
     void begin() { m_outcome = Outcome::notAsked; }
@@ -50,14 +47,11 @@ public:
 
 private:
     void tell(const std::string& line) const;
-    bool isRefused(const std::string& tokenName);
     bool mayTry(const std::string& tokenName, bool again, PinState state);
 
     UserInterface& m_userInterface;
     std::function<void(const std::string&)> m_notice;
-    std::function<void()> m_end;
-    std::set<std::string> m_refused; // the tokens of this session
-    bool m_hasOfferedEnd = false;
+    RefusedTokens m_refused;
     bool m_allowed = false;
     Outcome m_outcome = Outcome::notAsked;
 };

@@ -3,6 +3,7 @@
 
 #include "platform/Security.h"
 #include "platform/linux/security/DerReader.h"
+#include "platform/linux/security/X509Extensions.h"
 #include "platform/linux/security/X509Text.h"
 
 #include <algorithm>
@@ -158,48 +159,6 @@ std::optional<std::size_t> rsaModulusBits(BytesView publicKeyInfo) {
     return modulus.size() * 8 - static_cast<std::size_t>(std::countl_zero(modulus[0]));
 }
 
-/// Whether the basicConstraints of Extensions ::= SEQUENCE OF Extension name an authority.
-bool namesAuthority(BytesView extensions) {
-    static constexpr std::uint8_t basicConstraints[] = {0x55, 0x1D, 0x13};
-    for (DerReader list(extensions); !list.atEnd();) {
-        const auto extension = list.read(V_ASN1_SEQUENCE);
-        DerReader parts(extension ? extension->content : BytesView());
-        const auto type = parts.read(V_ASN1_OBJECT);
-        if (!type) {
-            return false;
-        }
-        if (!std::equal(type->content.begin(), type->content.end(), std::begin(basicConstraints),
-                std::end(basicConstraints))) {
-            continue;
-        }
-        auto value = parts.read();
-        if (value && value->isUniversal && value->tag == V_ASN1_BOOLEAN) { // critical
-            value = parts.read();
-        }
-        DerReader outside(value ? value->content : BytesView());
-        const auto constraints = outside.read(V_ASN1_SEQUENCE);
-        DerReader inside(constraints ? constraints->content : BytesView());
-        const auto authority = inside.read(V_ASN1_BOOLEAN);
-        return authority && authority->content.size() == 1 && authority->content[0] != 0;
-    }
-    return false;
-}
-
-/// What follows the subjectPublicKeyInfo of TBSCertificate: identifiers, extensions.
-bool isOfAuthority(DerReader fields) {
-    while (!fields.atEnd()) {
-        if (const auto extensions = fields.readContext(3)) {
-            DerReader inside(extensions->content);
-            const auto list = inside.read(V_ASN1_SEQUENCE);
-            return list && namesAuthority(list->content);
-        }
-        if (!fields.read()) {
-            return false;
-        }
-    }
-    return false;
-}
-
 PropertyDictionary property(
     const char* type, std::string label, std::string localizedLabel, PropertyValue value) {
     PropertyDictionary dictionary;
@@ -262,7 +221,7 @@ std::optional<X509Values> X509Values::parse(BytesView der) {
         return std::nullopt;
     }
     X509Values values;
-    values.m_isOfAuthority = platform::isOfAuthority(fields);
+    values.m_isOfAuthority = hasExtensionsOfAuthority(fields);
     values.m_version = *version;
     values.m_serialNumber.assign(serialNumber->content.begin(), serialNumber->content.end());
     values.m_issuer = std::move(*issuer);

@@ -44,7 +44,9 @@ public:
     };
     PublicKey publicKey() const;
 
-    /// Whether its basicConstraints say so (RFC 5280, 4.2.1.9).
+    /// Whether it says of itself that it is to issue others: by basicConstraints and keyUsage, of
+    /// which an authority has both (RFC 5280, 4.2.1.3 and 4.2.1.9). A certificate that its owner
+    /// made with common tools often has the first alone.
     bool isOfAuthority() const { return m_isOfAuthority; }
 
     struct Attribute {

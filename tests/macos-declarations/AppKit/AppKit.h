@@ -94,6 +94,7 @@ enum NSBackingStoreType : NSUInteger { NSBackingStoreBuffered = 2 };
 @interface NSView : NSObject
 @property (readonly) NSRect visibleRect;
 @property NSRect bounds;
+@property (nullable, readonly, assign) NSWindow* window;
 @end
 
 @interface NSTextStorage : NSMutableAttributedString

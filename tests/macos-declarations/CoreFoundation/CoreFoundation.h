@@ -72,6 +72,7 @@ CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);
 CFStringRef QUILLET_NULLABLE CFCopyDescription(CFTypeRef object);
+CFIndex CFErrorGetCode(CFErrorRef err);
 #ifdef __clang__
 #pragma clang assume_nonnull end
 #endif

@@ -125,7 +125,6 @@ enum : NSActivityOptions {
 @interface NSProcessInfo : NSObject
 - (id<NSObject>)beginActivityWithOptions:(NSActivityOptions)options reason:(NSString*)reason;
 @property (class, readonly, strong) NSProcessInfo* processInfo;
-@property (readonly, copy) NSArray<NSString*>* arguments;
 @property (readonly) NSOperatingSystemVersion operatingSystemVersion;
 @end
 

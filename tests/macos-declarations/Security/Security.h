@@ -34,6 +34,7 @@ extern const SecKeyAlgorithm kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1;
 OSStatus SecKeychainCopyDefault(
     SecKeychainRef QUILLET_NULLABLE* QUILLET_NONNULL QUILLET_RETAINED keychain) QUILLET_DEPRECATED;
 OSStatus SecKeychainSetUserInteractionAllowed(Boolean state) QUILLET_DEPRECATED;
+OSStatus SecKeychainLock(SecKeychainRef QUILLET_NULLABLE keychain) QUILLET_DEPRECATED;
 OSStatus SecItemCopyMatching(
     CFDictionaryRef query, CFTypeRef QUILLET_NULLABLE* QUILLET_NULLABLE QUILLET_RETAINED result);
 

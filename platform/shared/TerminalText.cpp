@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/linux/TerminalText.h"
+#include "platform/shared/TerminalText.h"
 
 #include "foundation/Utf8.h"
 
