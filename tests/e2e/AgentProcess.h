@@ -2,7 +2,8 @@
 // The real agent as a child process, in a home folder of its own.
 #pragma once
 
-#include "tests/support/TemporaryFolder.h"
+#include "tests/e2e/AgentHome.h"
+#include "tests/support/Eventually.h"
 
 #include <chrono>
 #include <map>
@@ -20,58 +21,9 @@ struct ProcessEnd {
     friend bool operator==(const ProcessEnd&, const ProcessEnd&) = default;
 };
 
-/// A user's surroundings: home with key database, and a PATH with desktop tools that only note
-/// what they were asked.
-class AgentHome {
-public:
-    AgentHome();
-
-    const std::filesystem::path& path() const { return m_folder.path(); }
-    std::filesystem::path databaseFolder() const { return m_folder / "home/.pki/nssdb"; }
-
-    /// A database with `count` RSA-2048 identities.
-    void makeIdentities(int count) const;
-    void makeEmptyDatabase() const;
-    /// A database with one identity on an elliptic curve.
-    void makeEllipticIdentity() const;
-    /// A database with a password and one RSA-2048 identity.
-    void makeProtectedIdentity(const std::string& password) const;
-
-    /// A desktop tool that notes its arguments, and then fails if it should.
-    void makeTool(const std::string& name, int exitStatus = 0) const;
-    /// The arguments that a tool was last called with, one a line; waits for the call.
-    std::string waitForToolCall(const std::string& name) const;
-    bool toolWasCalled(const std::string& name) const;
-
-    std::map<std::string, std::string> environment() const;
-
-    /// Whether the tests run with the policy that rules nothing, whose log lines `log` leaves out.
-    static bool isUnderPolicy();
-    /// Whether this user may mount for a process of its own, and so put a policy in its place.
-    static bool canSetPolicy();
-    /// The agents that are started from now on find this file where an administrator would put it.
-    /// `change` is a shell command that is run in its folder, as root there.
-    void setPolicy(const std::string& text, const std::string& change = "true");
-    /// What stands before the agent's path for that; nothing without a policy.
-    std::vector<std::string> launcher() const;
-
-private:
-    void run(const std::string& command) const;
-    void makeSelfSigned(const std::string& keyOptions) const;
-
-    TemporaryFolder m_folder;
-    bool m_hasPolicy = false;
-};
-
-/// Variables with which the loader notes what a process loads, for `loadedFiles`: nobody may look
-/// into the agent from outside.
-std::map<std::string, std::string> notingLoadedFiles(const AgentHome& home);
-/// The loader's notes on that process so far.
-std::string loadedFiles(const AgentHome& home, pid_t pid);
-
 class AgentProcess {
 public:
-    static constexpr std::chrono::seconds limit{60};
+    static constexpr std::chrono::seconds limit = waitingLimit;
 
     /// `program` stands in for the agent where something is compared with it.
     AgentProcess(const AgentHome& home, const std::vector<std::string>& arguments,
@@ -119,16 +71,3 @@ private:
     bool m_outputEnded = false;
     std::thread m_reader;
 };
-
-/// Polls until `condition` holds; false when the time is over.
-template <typename Condition>
-bool eventually(const Condition& condition, std::chrono::milliseconds time = AgentProcess::limit) {
-    const auto end = std::chrono::steady_clock::now() + time;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
