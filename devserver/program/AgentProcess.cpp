@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/program/AgentProcess.h"
 
+#include "foundation/WordPointers.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -35,16 +37,6 @@ public:
 private:
     posix_spawn_file_actions_t m_actions;
 };
-
-/// Pointers into the texts, which outlive the call that takes them.
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (std::string& text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 std::vector<std::string> environmentWith(const std::string& name, const std::string& value) {
     std::vector<std::string> environment;

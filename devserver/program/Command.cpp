@@ -2,6 +2,7 @@
 #include "devserver/program/Command.h"
 
 #include "devserver/session/AgentCommand.h"
+#include "foundation/WordPointers.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -30,11 +31,7 @@ std::string shellText(const Command& command) {
 
 std::optional<std::string> runCommand(const Command& command, CommandOutput output) {
     Command words = command;
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
+    const std::vector<char*> arguments = pointersTo(words);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     if (output == CommandOutput::dropped) {

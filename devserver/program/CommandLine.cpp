@@ -129,6 +129,16 @@ std::optional<std::string> takeOptions(
     return std::nullopt;
 }
 
+/// Reads options from `rest` up to the end, where nothing else may stand.
+std::optional<std::string> takeOnlyOptions(
+    const std::vector<std::string>& arguments, const Takers& takers, std::size_t rest) {
+    std::optional<std::string> error = takeOptions(arguments, takers, rest);
+    if (!error && rest < arguments.size()) {
+        error = "'" + arguments[rest] + "' is not expected";
+    }
+    return error;
+}
+
 CommandLine parseSign(std::vector<std::string> arguments) {
     SignOptions options;
     const auto own = std::find(arguments.begin(), arguments.end(), "--"); // the rest is the agent's
@@ -185,12 +195,7 @@ CommandLine parseServe(std::vector<std::string> arguments) {
     options.open = std::erase(arguments, "--open") > 0;
     const Takers takers
         = {{"--port", portInto(options.port)}, {"--authority", textInto(options.authorityFolder)}};
-    std::size_t rest = 0;
-    std::optional<std::string> error = takeOptions(arguments, takers, rest);
-    if (!error && rest < arguments.size()) {
-        error = "'" + arguments[rest] + "' is not expected";
-    }
-    if (error) {
+    if (std::optional<std::string> error = takeOnlyOptions(arguments, takers, 0)) {
         return UsageError{std::move(*error)};
     }
     return options;
@@ -201,12 +206,7 @@ CommandLine parseTrust(std::vector<std::string> arguments) {
     options.isTrusted = arguments[0] == "trust";
     options.isConfirmed = std::erase(arguments, "--yes") > 0;
     const Takers takers = {{"--authority", textInto(options.authorityFolder)}};
-    std::size_t rest = 1;
-    std::optional<std::string> error = takeOptions(arguments, takers, rest);
-    if (!error && rest < arguments.size()) {
-        error = "'" + arguments[rest] + "' is not expected";
-    }
-    if (error) {
+    if (std::optional<std::string> error = takeOnlyOptions(arguments, takers, 1)) {
         return UsageError{std::move(*error)};
     }
     return options;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/ChildProcess.h"
 
+#include "foundation/WordPointers.h"
+
 #include <csignal>
 #include <fcntl.h>
 #include <optional>
@@ -46,11 +48,7 @@ private:
 
 std::optional<pid_t> start(const std::vector<std::string>& command) {
     std::vector<std::string> words = command;
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
+    const std::vector<char*> arguments = pointersTo(words);
     const SpawnSettings settings;
     pid_t child = 0;
     if (posix_spawnp(&child, arguments[0], settings.actions(), settings.attributes(),

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/e2e/AgentProcess.h"
 
+#include "foundation/WordPointers.h"
+
 #include <array>
 #include <csignal>
 #include <cstdlib>
@@ -22,15 +24,6 @@ std::array<int, 2> makePipe() {
         throw std::runtime_error("no pipe");
     }
     return ends;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& words) {
-    std::vector<char*> pointers;
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 std::uintmax_t sizeOrZero(const fs::path& path) {

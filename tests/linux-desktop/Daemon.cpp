@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/linux-desktop/Daemon.h"
 
+#include "foundation/WordPointers.h"
+
 #include <array>
 #include <csignal>
 #include <fcntl.h>
@@ -14,15 +16,6 @@ namespace {
 
 constexpr int limitInMilliseconds = 60'000;
 constexpr int toldOn = 3;
-
-std::vector<char*> pointersTo(std::vector<std::string>& words) {
-    std::vector<char*> pointers;
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 /// The first line, without its end; empty when there is none.
 std::string readLine(int descriptor) {

@@ -30,6 +30,73 @@ std::string readAll(int descriptor) {
     return text;
 }
 
+/// A terminal, a process in front of it, and the test as its user.
+class TerminalWithUser {
+public:
+    /// The process ends with 0 when `use` of the terminal gives true.
+    explicit TerminalWithUser(const std::function<bool(platform::TerminalUserInterface&)>& use)
+        : m_user(posix_openpt(O_RDWR | O_NOCTTY)) {
+        EXPECT_EQ(grantpt(m_user), 0);
+        EXPECT_EQ(unlockpt(m_user), 0);
+        m_terminal = open(ptsname(m_user), O_RDWR | O_NOCTTY);
+        EXPECT_GE(m_terminal, 0);
+        m_process = fork();
+        if (m_process == 0) {
+            setsid();
+            ioctl(m_terminal, TIOCSCTTY, 0);
+            dup2(m_terminal, STDIN_FILENO);
+            dup2(m_terminal, STDOUT_FILENO);
+            platform::LinuxApplication application;
+            platform::TerminalUserInterface userInterface(application);
+            _exit(use(userInterface) ? 0 : 1);
+        }
+    }
+    TerminalWithUser(const TerminalWithUser&) = delete;
+    TerminalWithUser& operator=(const TerminalWithUser&) = delete;
+    ~TerminalWithUser() {
+        close(m_terminal);
+        close(m_user);
+    }
+
+    std::string seenUpTo(const std::string& text) {
+        std::string seen;
+        while (seen.find(text) == std::string::npos) {
+            std::array<char, 256> buffer{};
+            const ssize_t length = read(m_user, buffer.data(), buffer.size());
+            if (length <= 0) {
+                ADD_FAILURE() << "the terminal shows only: " << seen;
+                break;
+            }
+            seen.append(buffer.data(), static_cast<std::size_t>(length));
+        }
+        return seen;
+    }
+    /// All that there is to see now.
+    std::string seen() {
+        fcntl(m_user, F_SETFL, O_NONBLOCK);
+        return readAll(m_user);
+    }
+    void type(std::string_view keys) {
+        EXPECT_EQ(write(m_user, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+    bool isEchoed() const {
+        termios settings{};
+        EXPECT_EQ(tcgetattr(m_terminal, &settings), 0);
+        return (settings.c_lflag & ECHO) != 0;
+    }
+    /// The process's status, as it is waited for.
+    int waitForEnd() {
+        int status = -1;
+        EXPECT_EQ(waitpid(m_process, &status, 0), m_process);
+        return status;
+    }
+
+private:
+    int m_user;
+    int m_terminal = -1;
+    pid_t m_process = -1;
+};
+
 /// What `use` writes to standard output when standard input holds `input`.
 std::string terminalOutput(
     const std::string& input, const std::function<void(platform::TerminalUserInterface&)>& use) {
@@ -129,42 +196,17 @@ TEST(TerminalUserInterfaceTest, PasswordIsTheLineAndAnEmptyOneCancels) {
 }
 
 TEST(TerminalUserInterfaceTest, PasswordIsNotEchoedByATerminal) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(master, 0);
-    ASSERT_EQ(grantpt(master), 0);
-    ASSERT_EQ(unlockpt(master), 0);
-    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
-    ASSERT_GE(slave, 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(slave, STDIN_FILENO);
-        dup2(slave, STDOUT_FILENO);
-        platform::LinuxApplication application;
-        platform::TerminalUserInterface terminal(application);
+    TerminalWithUser user([](auto& terminal) {
         const auto password = terminal.askForPassword("token", false);
         termios after{};
-        tcgetattr(slave, &after);
-        _exit(password == "secret" && (after.c_lflag & ECHO) != 0 ? 0 : 1);
-    }
-    std::string seen;
-    std::array<char, 256> buffer{};
-    while (seen.find("cancel): ") == std::string::npos) {
-        const ssize_t length = read(master, buffer.data(), buffer.size());
-        ASSERT_GT(length, 0);
-        seen.append(buffer.data(), static_cast<std::size_t>(length));
-    }
-    ASSERT_EQ(write(master, "secret\n", 7), 7);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    fcntl(master, F_SETFL, O_NONBLOCK);
-    ssize_t count = 0;
-    while ((count = read(master, buffer.data(), buffer.size())) > 0) {
-        seen.append(buffer.data(), static_cast<std::size_t>(count));
-    }
+        tcgetattr(STDIN_FILENO, &after);
+        return password == "secret" && (after.c_lflag & ECHO) != 0;
+    });
+    std::string seen = user.seenUpTo("cancel): ");
+    user.type("secret\n");
+    EXPECT_EQ(user.waitForEnd(), 0);
+    seen += user.seen();
     EXPECT_EQ(seen.find("secret"), std::string::npos) << seen;
-    close(slave);
-    close(master);
 }
 
 TEST(TerminalUserInterfaceTest, PasswordIsAskedForInTheNameOfTheServer) {
@@ -190,41 +232,16 @@ TEST(TerminalUserInterfaceTest, CertificateThatSignsIsNamedWhereItsPasswordIsAsk
 }
 
 TEST(TerminalUserInterfaceTest, ControlCAtAPasswordBringsTheEchoBack) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(master, 0);
-    ASSERT_EQ(grantpt(master), 0);
-    ASSERT_EQ(unlockpt(master), 0);
-    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
-    ASSERT_GE(slave, 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        setsid();
-        ioctl(slave, TIOCSCTTY, 0);
-        dup2(slave, STDIN_FILENO);
-        dup2(slave, STDOUT_FILENO);
-        platform::LinuxApplication application;
-        platform::TerminalUserInterface terminal(application);
+    TerminalWithUser user([](auto& terminal) {
         terminal.askForPassword("token", false);
-        _exit(0);
-    }
-    std::string seen;
-    std::array<char, 256> buffer{};
-    while (seen.find("cancel): ") == std::string::npos) {
-        const ssize_t length = read(master, buffer.data(), buffer.size());
-        ASSERT_GT(length, 0);
-        seen.append(buffer.data(), static_cast<std::size_t>(length));
-    }
-    termios settings{};
-    ASSERT_EQ(tcgetattr(slave, &settings), 0);
-    EXPECT_EQ(settings.c_lflag & ECHO, 0U);
-    ASSERT_EQ(write(master, "\x03", 1), 1);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+        return true;
+    });
+    user.seenUpTo("cancel): ");
+    EXPECT_FALSE(user.isEchoed());
+    user.type("\x03");
+    const int status = user.waitForEnd();
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
-    ASSERT_EQ(tcgetattr(slave, &settings), 0);
-    EXPECT_EQ(settings.c_lflag & ECHO, ECHO + 0U);
-    close(slave);
-    close(master);
+    EXPECT_TRUE(user.isEchoed());
 }
 
 TEST(TerminalUserInterfaceTest, OnlyWebAddressesAreHandedToTheDesktop) {

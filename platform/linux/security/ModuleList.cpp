@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/security/ModuleList.h"
 
+#include "foundation/WordPointers.h"
 #include "platform/linux/security/ProbeAnswer.h"
 
 #include <algorithm>
@@ -111,11 +112,7 @@ void ModuleTrial::start() {
     for (const CardModule& module : m_modules) {
         words.push_back(module.library);
     }
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
+    const std::vector<char*> arguments = pointersTo(words);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
