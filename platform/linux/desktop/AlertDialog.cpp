@@ -2,13 +2,13 @@
 #include "platform/linux/desktop/AlertDialog.h"
 
 #include "platform/Trust.h"
+#include "platform/linux/desktop/DialogLayout.h"
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QApplication>
 #include <QBoxLayout>
 #include <QClipboard>
 #include <QIcon>
-#include <QLabel>
 #include <QPushButton>
 #include <QScreen>
 #include <QShortcut>
@@ -68,8 +68,17 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
     setAccessibleName(message);
     setAccessibleDescription(details);
 
-    auto* icon = new QLabel;
-    icon->setPixmap(iconOf(alert.alertStyle, *style()).pixmap(48));
+    layOut(*this, iconOf(alert.alertStyle, *style()), textsOf(message, details),
+        buttonsOf(alert.buttons));
+    auto* copy = new QShortcut(QKeySequence::Copy, this);
+    connect(copy, &QShortcut::activated, this, [message, details] {
+        QApplication::clipboard()->setText(
+            details.isEmpty() ? message : message + QLatin1Char('\n') + details);
+    });
+    findChild<QPushButton*>()->setFocus(); // the first one
+}
+
+QLayout* AlertDialog::textsOf(const QString& message, const QString& details) {
     const QSize room = roomForTexts(*this);
     const int width = std::min(fontMetrics().averageCharWidth() * 64, room.width());
     auto* texts = new QVBoxLayout;
@@ -83,14 +92,12 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
         texts->addWidget(detailsBlock);
     }
     texts->addStretch();
-    auto* content = new QHBoxLayout;
-    content->setSpacing(16);
-    content->addWidget(icon, 0, Qt::AlignTop);
-    content->addLayout(texts);
+    return texts;
+}
 
+QLayout* AlertDialog::buttonsOf(std::vector<std::string> titles) {
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
-    std::vector<std::string> titles = alert.buttons;
     if (titles.empty()) {
         titles = {"OK"};
     }
@@ -110,20 +117,7 @@ AlertDialog::AlertDialog(const NSAlert& alert, QWidget* parent)
     connect(this, &QDialog::rejected, this, [this, last = titles.size() - 1] {
         m_response = NSAlertFirstButtonReturn + static_cast<int>(last);
     });
-
-    auto* copy = new QShortcut(QKeySequence::Copy, this);
-    connect(copy, &QShortcut::activated, this, [message, details] {
-        QApplication::clipboard()->setText(
-            details.isEmpty() ? message : message + QLatin1Char('\n') + details);
-    });
-
-    auto* all = new QVBoxLayout(this);
-    all->setContentsMargins(20, 20, 20, 16);
-    all->setSpacing(18);
-    all->addLayout(content);
-    all->addLayout(buttons);
-    all->setSizeConstraint(QLayout::SetFixedSize);
-    findChild<QPushButton*>()->setFocus(); // the first one
+    return buttons;
 }
 
 void AlertDialog::guard() {

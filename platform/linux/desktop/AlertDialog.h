@@ -27,6 +27,9 @@ public:
     int run();
 
 private:
+    QLayout* textsOf(const QString& message, const QString& details);
+    QLayout* buttonsOf(std::vector<std::string> titles);
+
     int m_response;
 };
 

@@ -2,6 +2,7 @@
 #include "platform/linux/desktop/PasswordDialog.h"
 
 #include "platform/linux/desktop/AlertDialog.h"
+#include "platform/linux/desktop/DialogLayout.h"
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QApplication>
@@ -46,8 +47,13 @@ PasswordDialog::PasswordDialog(
     setWindowTitle(QApplication::applicationDisplayName());
     setAccessibleName(question);
 
-    auto* icon = new QLabel;
-    icon->setPixmap(QApplication::windowIcon().pixmap(48));
+    layOut(*this, QApplication::windowIcon(), textsOf(question, reason, again), buttons());
+    m_edit->setFocus();
+}
+
+/// The explanation, and what is typed.
+QLayout* PasswordDialog::textsOf(
+    const QString& question, const PasswordReason& reason, bool again) {
     auto* texts = new QVBoxLayout;
     texts->setSpacing(8);
     QStringList description; // what a screen reader says besides the question
@@ -83,11 +89,10 @@ PasswordDialog::PasswordDialog(
     m_edit->setMinimumWidth(width);
     m_edit->setAccessibleName(question);
     texts->addWidget(m_edit);
-    auto* content = new QHBoxLayout;
-    content->setSpacing(16);
-    content->addWidget(icon, 0, Qt::AlignTop);
-    content->addLayout(texts);
+    return texts;
+}
 
+QLayout* PasswordDialog::buttons() {
     auto* unlock = new QPushButton(tr("Unlock"));
     unlock->setDefault(true);
     unlock->setEnabled(false);
@@ -101,14 +106,7 @@ PasswordDialog::PasswordDialog(
     buttons->addStretch();
     buttons->addWidget(unlock);
     buttons->addWidget(cancel);
-
-    auto* all = new QVBoxLayout(this);
-    all->setContentsMargins(20, 20, 20, 16);
-    all->setSpacing(18);
-    all->addLayout(content);
-    all->addLayout(buttons);
-    all->setSizeConstraint(QLayout::SetFixedSize);
-    m_edit->setFocus();
+    return buttons;
 }
 
 bool PasswordDialog::run(std::string& password) {

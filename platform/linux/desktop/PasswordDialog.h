@@ -27,6 +27,9 @@ public:
     bool run(std::string& password);
 
 private:
+    QLayout* textsOf(const QString& question, const PasswordReason& reason, bool again);
+    QLayout* buttons();
+
     QLineEdit* m_edit;
 };
 
