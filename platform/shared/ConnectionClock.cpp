@@ -9,7 +9,6 @@ namespace {
 
 constexpr std::chrono::milliseconds zero{};
 constexpr std::chrono::seconds idle{3600};
-constexpr int looksPerLimit = 10; // at what can only be seen by looking
 
 bool isSet(std::chrono::milliseconds duration) {
     return duration > zero;

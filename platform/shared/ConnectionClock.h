@@ -15,6 +15,8 @@ public:
     using Time = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::milliseconds;
     enum class Due { nothing, beat, lostBySilence, lostByDeadline };
+    /// How often within a limit it is looked at what can only be seen by looking.
+    static constexpr int looksPerLimit = 10;
 
     explicit ConnectionClock(Time now);
 

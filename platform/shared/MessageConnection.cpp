@@ -15,7 +15,6 @@ constexpr std::size_t costOfMessage = 256; // beside its bytes
 constexpr std::size_t unsentLimit = std::size_t{512} << 20;
 constexpr std::chrono::seconds openingLimit{60};
 constexpr std::chrono::seconds closingLimit{2}; // once all has been sent
-constexpr int looksPerLimit = 10; // at the count of bytes
 
 } // namespace
 
@@ -198,7 +197,7 @@ void MessageConnection::watchLater() {
     auto next = m_clock.next(state(), now);
     const auto silenceLimit = m_clock.timers().silenceLimit;
     if (silenceLimit > silenceLimit.zero()) {
-        next = std::min(next, now + silenceLimit / looksPerLimit);
+        next = std::min(next, now + silenceLimit / ConnectionClock::looksPerLimit);
     }
     m_queue.postAfter(next - now, [weak = weak_from_this(), watch = ++m_watches] {
         const auto self = weak.lock();

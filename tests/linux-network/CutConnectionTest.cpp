@@ -2,13 +2,11 @@
 // The whole program over real connections that are cut, dripped, reset or filled with garbage.
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
-#include "foundation/Base64.h"
 #include "platform/linux/net/LinuxNetwork.h"
 #include "tests/linux-network/ServerBytes.h"
 #include "tests/linux-network/TestServer.h"
 #include "tests/support/PlatformWithNetwork.h"
 #include "tests/support/ProcessEnd.h"
-#include "tests/support/ReferenceDigests.h"
 #include "tests/support/StompText.h"
 #include "tests/support/TestApplication.h"
 
@@ -25,9 +23,6 @@ using testing::Contains;
 using testing::EndsWith;
 using testing::Not;
 using testing::StartsWith;
-
-const std::string certificateDigest
-    = base64Encoded(referenceSha1(bytesOf("Alice"))); // whose bytes are the name
 
 TcpSocket& tcpOf(TlsSocket& tls) {
     return tls.next_layer();
@@ -127,7 +122,7 @@ TEST_F(CutConnection, SessionInSegmentsOfOneByteIsServed) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
         tcpOf(tls).set_option(asio::ip::tcp::no_delay(true));
         const std::string bytes
-            = upgradeAnswer(readRequest(tls)) + sessionBytes(certificateDigest) + closeBytes(1000);
+            = upgradeAnswer(readRequest(tls)) + sessionBytes() + closeBytes(1000);
         for (const char& byte : bytes) {
             writeTo(tls, {&byte, 1});
         }

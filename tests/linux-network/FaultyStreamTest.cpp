@@ -2,12 +2,10 @@
 // The whole program over a connection in memory that fails after any number of operations.
 #include "ZqMacClient/ViewController.h"
 #include "ZqMacClient/ZqClient.h"
-#include "foundation/Base64.h"
 #include "platform/linux/net/WebSocketSession.h"
 #include "tests/linux-network/ServerBytes.h"
 #include "tests/support/PlatformWithNetwork.h"
 #include "tests/support/ProcessEnd.h"
-#include "tests/support/ReferenceDigests.h"
 
 #include <algorithm>
 #include <boost/asio/error.hpp>
@@ -190,8 +188,6 @@ private:
     std::shared_ptr<ZqClient> m_client = std::make_shared<ZqClient>(&m_view);
 };
 
-const std::string certificateDigest
-    = base64Encoded(referenceSha1(bytesOf("Alice"))); // whose bytes are the name
 constexpr std::size_t farewell = 3; // events: the cause, the disconnect, the exit
 
 /// The session ends as a lost connection, and everything before is the beginning of `whole`.
@@ -223,7 +219,7 @@ std::pair<std::vector<std::string>, std::size_t> undisturbed(const Scenario& sce
 } // namespace
 
 TEST(FaultyStream, WithoutAFaultEveryCommandIsAnswered) {
-    FaultySession session({.serverBytes = sessionBytes(certificateDigest) + closeBytes(1001)});
+    FaultySession session({.serverBytes = sessionBytes() + closeBytes(1001)});
     EXPECT_EQ(session.run(), "exit 0");
     const auto log = session.log();
     for (const char* answer :
@@ -237,7 +233,7 @@ TEST(FaultyStream, WithoutAFaultEveryCommandIsAnswered) {
 }
 
 TEST(FaultyStream, FailureOfAnyOperationIsALostConnection) {
-    Scenario scenario{.serverBytes = sessionBytes(certificateDigest) + closeBytes(1000)};
+    Scenario scenario{.serverBytes = sessionBytes() + closeBytes(1000)};
     const auto [whole, operations] = undisturbed(scenario);
     for (const auto& error : {ByteLayer::ErrorCode(asio::error::connection_reset),
              ByteLayer::ErrorCode(asio::error::eof), ByteLayer::ErrorCode(asio::error::timed_out),
@@ -251,8 +247,7 @@ TEST(FaultyStream, FailureOfAnyOperationIsALostConnection) {
 }
 
 TEST(FaultyStream, OneByteAtATimeAnyOperationMayFail) {
-    Scenario scenario{
-        .serverBytes = sessionBytes(certificateDigest) + closeBytes(1000), .chunk = 1};
+    Scenario scenario{.serverBytes = sessionBytes() + closeBytes(1000), .chunk = 1};
     const auto [whole, operations] = undisturbed(scenario);
     EXPECT_GT(operations, 1000U);
     for (std::size_t fine = 0; fine < operations; fine += 7) {
@@ -262,7 +257,7 @@ TEST(FaultyStream, OneByteAtATimeAnyOperationMayFail) {
 }
 
 TEST(FaultyStream, StreamMayEndAfterAnyByte) {
-    const std::string session = sessionBytes(certificateDigest);
+    const std::string session = sessionBytes();
     const auto whole = undisturbed({.serverBytes = session}).first;
     for (std::size_t end = 0; end <= session.size(); ++end) {
         expectLoss({.serverBytes = session.substr(0, end)}, whole);
@@ -270,7 +265,7 @@ TEST(FaultyStream, StreamMayEndAfterAnyByte) {
 }
 
 TEST(FaultyStream, AnySizeOfPiecesMakesTheSameSession) {
-    const std::string session = sessionBytes(certificateDigest) + closeBytes(1000);
+    const std::string session = sessionBytes() + closeBytes(1000);
     const auto whole = undisturbed({.serverBytes = session}).first;
     for (std::size_t chunk = 1; chunk < 200; ++chunk) {
         EXPECT_EQ(undisturbed({.serverBytes = session, .chunk = chunk}).first, whole) << chunk;
@@ -278,7 +273,7 @@ TEST(FaultyStream, AnySizeOfPiecesMakesTheSameSession) {
 }
 
 TEST(FaultyStream, EachDamagedByteEndsTheSessionInGoodOrder) {
-    const std::string session = sessionBytes(certificateDigest);
+    const std::string session = sessionBytes();
     for (std::size_t place = 0; place < session.size(); ++place) {
         for (const unsigned damage : {0x01U, 0x80U, 0xFFU}) {
             std::string damaged = session;

@@ -52,7 +52,7 @@ std::string serverFrame(unsigned opcode, std::string_view payload, bool isFinal)
     return frame += payload;
 }
 
-std::string sessionBytes(const std::string& certificateDigest) {
+std::string sessionBytes() {
     const std::string pdf = R"({"command":"SIGN_PDF","payload":{"certificateDigest":")"
         + certificateDigest
         + R"(","signatureAlgorithm":"SHA256withRSA","bytesToSign":"AAEC"},"requestId":"r1"})";

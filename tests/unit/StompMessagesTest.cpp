@@ -12,15 +12,15 @@ using namespace stomp;
 
 namespace {
 
-struct Decoded {
+struct DecodedMessage {
     std::optional<Frame> frame;
     OwnedText body;
     std::string error;
 };
 
-Decoded decoded(OwnedText first, OwnedText second, Limits limits = {}) {
+DecodedMessage decoded(OwnedText first, OwnedText second, Limits limits = {}) {
     MessageDecoder decoder(limits, 5);
-    Decoded result;
+    DecodedMessage result;
     Frame frame;
     for (OwnedText* piece : {&first, &second}) {
         const auto outcome = decoder.decode(*piece, frame, result.body);
@@ -44,7 +44,7 @@ TEST(StompMessages, LargeBodyStaysInTheMemoryInWhichItCame) {
         OwnedText rest(text);
         const char* const place = rest.data() + head.size();
         OwnedText first = rest.takePrefix(cut);
-        const Decoded result = decoded(std::move(first), std::move(rest));
+        const DecodedMessage result = decoded(std::move(first), std::move(rest));
         EXPECT_EQ(result.body.view(), "h\0llo\0"sv);
         EXPECT_EQ(result.body.view().data(), place);
         ASSERT_TRUE(result.frame);
@@ -59,7 +59,7 @@ TEST(StompMessages, BodyOfSeveralMemoriesIsJoined) {
     for (const std::string length : {"content-length:5", "a:b"}) {
         const std::string text = frameText("MESSAGE\n" + length, "hello");
         for (std::size_t cut = 0; cut <= text.size(); ++cut) {
-            const Decoded result = decoded(text.substr(0, cut), text.substr(cut));
+            const DecodedMessage result = decoded(text.substr(0, cut), text.substr(cut));
             EXPECT_EQ(result.body.view(), "hello" + nul);
             EXPECT_TRUE(result.frame && result.frame->body.empty());
         }
@@ -67,7 +67,7 @@ TEST(StompMessages, BodyOfSeveralMemoriesIsJoined) {
 }
 
 TEST(StompMessages, LargeBodyMustEndWhereItsLengthSays) {
-    const Decoded result = decoded("MESSAGE\ncontent-length:5\n\nhello!", OwnedText());
+    const DecodedMessage result = decoded("MESSAGE\ncontent-length:5\n\nhello!", OwnedText());
     EXPECT_FALSE(result.frame);
     EXPECT_EQ(result.error, "a frame does not end where its content-length says");
 }
@@ -81,7 +81,7 @@ TEST(StompMessages, LargeBodyIsBoundToTheLimit) {
 
 TEST(StompMessages, HeadOfALargeBodyKeepsTheRulesOfHeads) {
     for (const std::string line : {"no colon", "a:b\\x", ":c"}) {
-        const Decoded result
+        const DecodedMessage result
             = decoded(frameText("MESSAGE\ncontent-length:5\n" + line, "hello"), OwnedText());
         EXPECT_EQ(result.frame.has_value(), line == "a:b\\x") << line; // no version is settled
         EXPECT_EQ(result.error.empty(), line == "a:b\\x") << line;
