@@ -4,6 +4,7 @@
 #include "platform/linux/security/DigestInfo.h"
 #include "platform/linux/security/ImportHelp.h"
 #include "platform/linux/security/KeychainEntry.h"
+#include "platform/linux/security/KeychainQuery.h"
 #include "platform/linux/security/KeychainReport.h"
 #include "platform/linux/security/NssDatabase.h"
 #include "platform/linux/security/X509Values.h"
@@ -14,51 +15,6 @@
 namespace platform {
 
 namespace {
-
-struct Wanted {
-    bool data = false;
-    bool reference = false;
-};
-
-/// Nothing when the query asks for more than all identities as data or references.
-std::optional<Wanted> understand(const PropertyDictionary& query) {
-    Wanted wanted;
-    bool identities = false;
-    bool all = false;
-    for (const auto& [key, value] : query.entries()) {
-        const auto* text = value.as<std::string>();
-        const auto* flag = value.as<bool>();
-        if (key == kSecClass && text != nullptr && *text == kSecClassIdentity) {
-            identities = true;
-        } else if (key == kSecMatchLimit && text != nullptr && *text == kSecMatchLimitAll) {
-            all = true;
-        } else if (key == kSecReturnData && flag != nullptr) {
-            wanted.data = *flag;
-        } else if (key == kSecReturnRef && flag != nullptr) {
-            wanted.reference = *flag;
-        } else {
-            return std::nullopt;
-        }
-    }
-    if (!identities || !all || (!wanted.data && !wanted.reference)) {
-        return std::nullopt;
-    }
-    return wanted;
-}
-
-PropertyValue itemOf(KeychainEntryRef entry, Wanted wanted) {
-    if (!wanted.reference) {
-        return entry->der();
-    }
-    SecIdentityRef identity = std::make_shared<EntryIdentity>(entry);
-    if (!wanted.data) {
-        return identity;
-    }
-    PropertyDictionary item;
-    item.set(kSecValueData, entry->der());
-    item.set(kSecValueRef, std::move(identity));
-    return item;
-}
 
 /// One entry for each certificate, though several tokens may hold it: on the first token that shows
 /// its private key, or else on the first that vouches for it.
@@ -201,7 +157,7 @@ OSStatus NssSecurity::SecKeychainCopyDefault() {
 }
 
 SecResult<PropertyArray> NssSecurity::SecItemCopyMatching(const PropertyDictionary& query) {
-    const std::optional<Wanted> wanted = understand(query);
+    const std::optional<KeychainQuery> wanted = KeychainQuery::read(query);
     if (!wanted) {
         return {errSecParam, std::nullopt};
     }
@@ -218,7 +174,7 @@ SecResult<PropertyArray> NssSecurity::SecItemCopyMatching(const PropertyDictiona
     }
     PropertyArray items;
     for (KeychainEntryRef& entry : entries) {
-        items.push_back(itemOf(std::move(entry), *wanted));
+        items.push_back(wanted->itemOf(std::move(entry)));
     }
     if (items.empty()) {
         return {statusOfNothing(m_prompt.outcome()), std::nullopt};
