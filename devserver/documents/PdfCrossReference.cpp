@@ -3,7 +3,7 @@
 
 #include "devserver/documents/PdfText.h"
 
-#include <charconv>
+#include <algorithm>
 #include <set>
 
 namespace devserver {
@@ -39,16 +39,14 @@ std::optional<std::size_t> previousOf(std::string_view pdf, std::size_t offset) 
     return std::nullopt;
 }
 
-/// The offset behind the last "startxref", as it stands there.
-std::optional<std::size_t> toldStart(std::string_view pdf) {
+/// What stands behind the last "startxref".
+std::string_view toldStart(std::string_view pdf) {
     std::size_t position = pdf.rfind(startKeyword);
     if (position == std::string_view::npos) {
-        return std::nullopt;
+        return {};
     }
     position += startKeyword.size();
-    const std::optional<long long> told = pdfInteger(pdfToken(pdf, position));
-    const bool isWithin = told && *told >= 0 && static_cast<std::size_t>(*told) < pdf.size();
-    return isWithin ? std::optional(static_cast<std::size_t>(*told)) : std::nullopt;
+    return pdfToken(pdf, position);
 }
 
 } // namespace
@@ -67,27 +65,31 @@ std::optional<PdfExtent> PdfExtent::of(std::string_view file) {
 }
 
 std::optional<std::size_t> startOfCrossReference(std::string_view pdf) {
-    const std::optional<std::size_t> offset = toldStart(pdf);
-    std::size_t behind = offset.value_or(0);
-    const std::string_view token = offset ? pdfToken(pdf, behind) : std::string_view();
-    return token.empty() ? offset : behind - token.size();
+    const std::optional<long long> told = pdfInteger(toldStart(pdf));
+    if (!told || *told < 0 || static_cast<std::size_t>(*told) >= pdf.size()) {
+        return std::nullopt;
+    }
+    auto behind = static_cast<std::size_t>(*told);
+    const std::string_view token = pdfToken(pdf, behind);
+    return token.empty() ? static_cast<std::size_t>(*told) : behind - token.size();
 }
 
-std::optional<std::string> withMendedCrossReference(std::string_view pdf) {
-    std::optional<std::string> mended;
+std::map<std::size_t, char> mendedBytes(std::string_view pdf) {
+    std::map<std::size_t, char> mended;
     std::optional<std::size_t> offset = startOfCrossReference(pdf);
-    if (offset && offset != toldStart(pdf)) {
-        mended = std::string(pdf.substr(0, pdf.rfind(startKeyword))) + std::string(startKeyword)
-            + "\n" + std::to_string(*offset) + "\n%%EOF\n";
+    const std::string_view told = toldStart(pdf);
+    std::string right = std::to_string(offset.value_or(0));
+    if (offset && static_cast<long long>(*offset) != pdfInteger(told)) {
+        right.insert(0, told.size() - std::min(told.size(), right.size()), '0');
+        for (std::size_t i = 0; i < right.size(); ++i) { // one digit more may take a blank's place
+            mended[static_cast<std::size_t>(told.data() - pdf.data()) + i] = right[i];
+        }
     }
     std::set<std::size_t> seen;
     while (
         offset && *offset < pdf.size() && seen.insert(*offset).second && isTableAt(pdf, *offset)) {
         if (const std::optional<std::size_t> first = wrongFirstNumber(pdf, *offset)) {
-            if (!mended) {
-                mended = pdf;
-            }
-            (*mended)[*first] = '0';
+            mended[*first] = '0';
         }
         offset = previousOf(pdf, *offset);
     }

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace devserver {
@@ -21,10 +21,10 @@ struct PdfExtent {
 /// The offset that the last "startxref" tells, blanks skipped; nothing when it leads nowhere.
 std::optional<std::size_t> startOfCrossReference(std::string_view pdf);
 
-/// A copy in which that offset is told to the byte, and tables that count from 1, though their
-/// first entry is that of object 0, count from 0, as all readers take them; nothing when nothing of
-/// this is needed.
-std::optional<std::string> withMendedCrossReference(std::string_view pdf);
+/// Bytes that are read otherwise than they stand, by position, so that this offset is told to the
+/// byte, and tables that count from 1, though their first entry is that of object 0, count from 0,
+/// which is how all readers take them.
+std::map<std::size_t, char> mendedBytes(std::string_view pdf);
 
 /// The dictionary of the table or stream at that offset; empty when there is none.
 std::string_view trailerAt(std::string_view pdf, std::size_t offset);

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include <qpdf/Buffer.hh>
+#include <qpdf/BufferInputSource.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFExc.hh>
 #include <qpdf/QPDFObjectHandle.hh>
@@ -49,6 +50,33 @@ auto guarded(Action&& action) {
     }
 }
 
+/// A document in memory, some of whose bytes are read otherwise than they stand.
+class MendedSource final : public BufferInputSource {
+public:
+    MendedSource(std::string_view pdf, const std::map<std::size_t, char>& mended)
+        : BufferInputSource("document", bufferOver(pdf), true)
+        , m_mended(mended) { }
+
+    size_t read(char* target, size_t length) override {
+        const auto start = static_cast<std::size_t>(tell());
+        const size_t count = BufferInputSource::read(target, length);
+        for (auto byte = m_mended.lower_bound(start);
+             byte != m_mended.end() && byte->first - start < count; ++byte) {
+            target[byte->first - start] = byte->second;
+        }
+        return count;
+    }
+
+private:
+    /// Nothing writes to it.
+    static Buffer* bufferOver(std::string_view pdf) {
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(pdf.data());
+        return new Buffer(const_cast<unsigned char*>(bytes), pdf.size());
+    }
+
+    const std::map<std::size_t, char>& m_mended;
+};
+
 /// The content of an object stream (ISO 32000-1, 7.5.7).
 struct ObjectStream {
     std::string bytes;
@@ -81,7 +109,7 @@ ObjectStream objectStreamOf(Handle stream) {
 
 struct PdfFile::Impl {
     PdfExtent extent;
-    std::optional<std::string> mended;
+    std::map<std::size_t, char> mended;
     QPDF qpdf;
     std::map<PdfReference, PdfPlace> places;
     std::size_t crossReference = 0;
@@ -95,11 +123,11 @@ struct PdfFile::Impl {
     QPDF::encryption_method_e ofStrings = QPDF::e_none;
 
     void open(const std::string& password) {
-        mended = withMendedCrossReference(extent.bytes);
+        mended = mendedBytes(extent.bytes);
         qpdf.setSuppressWarnings(true);
         qpdf.setAttemptRecovery(false); // nothing can be appended to what was only guessed
-        const std::string_view read = mended ? *mended : extent.bytes;
-        qpdf.processMemoryFile("document", read.data(), read.size(), password.c_str());
+        qpdf.processInputSource(
+            std::make_shared<MendedSource>(extent.bytes, mended), password.c_str());
         for (const auto& [id, entry] : qpdf.getXRefTable()) {
             PdfPlace place;
             if (entry.getType() == 1) {
@@ -215,7 +243,7 @@ bool PdfFile::hasCrossReferenceStream() const {
 }
 
 bool PdfFile::hasMendedTables() const {
-    return m_impl->mended && !hasCrossReferenceStream();
+    return !m_impl->mended.empty() && !hasCrossReferenceStream();
 }
 
 std::string_view PdfFile::trailer() const {
