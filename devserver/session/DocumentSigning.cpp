@@ -2,7 +2,6 @@
 #include "devserver/session/DocumentSigning.h"
 
 #include "devserver/documents/PdfSignature.h"
-#include "devserver/documents/XmlSignature.h"
 
 namespace devserver {
 
@@ -35,18 +34,18 @@ StepResult signPdf(SessionDriver& driver, DocumentOrder order, std::string& sign
 }
 
 StepResult signXml(SessionDriver& driver, DocumentOrder order, std::string& signedXml) {
-    std::string error;
-    std::optional<XmlSignature> signature
-        = XmlSignature::begin(std::move(order.document), order.xml, error);
-    if (!signature) {
-        return StepResult::failure(error);
+    const std::optional<DocumentRefusal> refusal = order.begun ? std::nullopt : refusalOf(order);
+    if (refusal) {
+        return StepResult::failure(refusal->reason);
     }
     Signature answer;
-    StepResult result = driver.signSignedInfo(order.digest, signature->signedInfo(), answer);
+    StepResult result = driver.signSignedInfo(order.digest, order.begun->signedInfo(), answer);
     if (!result.ok) {
         return result;
     }
-    std::optional<std::string> file = signature->complete(answer.bytes, answer.certificate, error);
+    std::string error;
+    std::optional<std::string> file
+        = order.begun->complete(answer.bytes, answer.certificate, error);
     if (!file) {
         return StepResult::failure(error);
     }
@@ -67,9 +66,8 @@ std::optional<DocumentRefusal> refusalOf(DocumentOrder& order) {
     }
     if (order.kind == DocumentKind::xml) {
         std::string error;
-        return XmlSignature::begin(order.document, order.xml, error)
-            ? std::nullopt
-            : std::optional(DocumentRefusal{error});
+        order.begun = XmlSignature::begin(std::move(order.document), order.xml, error);
+        return order.begun ? std::nullopt : std::optional(DocumentRefusal{error});
     }
     std::optional<PdfRefusal> refusal = pdfRefusal(order.document, order.pdf);
     if (!refusal || !refusal->isDamage) {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "devserver/documents/PdfUpdate.h"
-#include "devserver/documents/XmlReading.h"
+#include "devserver/documents/XmlSignature.h"
 #include "devserver/session/SessionDriver.h"
 
 #include <cstddef>
@@ -31,6 +31,7 @@ struct DocumentOrder {
     bool isRepaired = false; // a damaged PDF is written anew first
     PdfOptions pdf = {};
     XmlOptions xml = {};
+    std::optional<XmlSignature> begun = {}; // for XML, by `refusalOf`; it has the document then
 };
 
 struct DocumentRefusal {
