@@ -14,6 +14,7 @@ version=$(sed -n '/CFBundleShortVersionString/{n;s/.*<string>\(.*\)<\/string>.*/
 machine=$(uname -m)
 out=$PWD/build/packages
 work=$PWD/build/package-work
+tree=$PWD/build/package-tree # as deep as other builds, so that a compiler cache serves it
 mkdir -p "$out" "$work"
 
 makeDeb() {
@@ -41,23 +42,23 @@ makeDeb() {
 
 # The place of the program is not known, so desktops find it by the PATH.
 configureTree() {
-  cmake --preset release -B "$work/tree" -DQUILLET_ENTRY_PROGRAM=ZqMacClient -DQUILLET_TESTS=OFF \
+  cmake --preset release -B "$tree" -DQUILLET_ENTRY_PROGRAM=ZqMacClient -DQUILLET_TESTS=OFF \
     -DQUILLET_BENCH=OFF >/dev/null
-  cmake --build "$work/tree"
+  cmake --build "$tree"
 }
 
 makeTar() {
   local name=quillet-$version-linux-$machine
   configureTree
   rm -rf "${work:?}/$name"
-  cmake --install "$work/tree" --prefix "$work/$name" --strip >/dev/null
+  cmake --install "$tree" --prefix "$work/$name" --strip >/dev/null
   cp LICENSE "$work/$name/share/doc/quillet-agent/"
   tar -C "$work" --sort=name --owner=0 --group=0 --numeric-owner -czf "$out/$name.tar.gz" "$name"
 }
 
 makeRpm() {
   configureTree
-  (cd "$work/tree" && cpack -G RPM -B "$work/rpm" >"$work/rpm.log") || {
+  (cd "$tree" && cpack -G RPM -B "$work/rpm" >"$work/rpm.log") || {
     tail -40 "$work/rpm.log" >&2
     exit 1
   }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Installs what a task needs on Debian 12; does nothing when all is there.
-#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots | clicks | packages]
+#   setup-debian.sh [build | demo | tests | corpus | analysis | screenshots | clicks | wayland
+#                    | packages]
 #                         tests unless told otherwise
 #   QUILLET_BOOST=1.83    another version of Boost, for systems that do not have 1.81
 set -euo pipefail
@@ -36,6 +37,7 @@ corpus=(default-jdk-headless) # its validator of XML signatures; half a gigabyte
 analysis=(lld-14 clang-format-14 clang-tidy-14 llvm-14 gcovr)
 screenshots=(openbox)
 clicks=(openbox xfwm4 xdotool exo-utils kde-cli-tools firefox-esr) # links clicked by hand, many times
+wayland=(mutter weston qt6-wayland) # the same without X11
 packages=(
   debhelper fakeroot lintian # Debian packages
   mmdebstrap appstream desktop-file-utils # a fresh system to try them in; judges of their files
@@ -50,9 +52,10 @@ case "${1:-tests}" in
   analysis) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${analysis[@]}") ;;
   screenshots) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${screenshots[@]}") ;;
   clicks) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${clicks[@]}") ;;
+  wayland) wanted=("${build[@]}" "${demo[@]}" "${tests[@]}" "${clicks[@]}" "${wayland[@]}") ;;
   packages) wanted=("${build[@]}" "${demo[@]}" "${packages[@]}") ;;
   *)
-    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots | clicks | packages]" >&2
+    echo "usage: $0 [build | demo | tests | corpus | analysis | screenshots | clicks | wayland | packages]" >&2
     exit 2
     ;;
 esac

@@ -37,14 +37,14 @@ class Surroundings:
     def __init__(self, build, window_manager):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="clicks-"))
         self.home = self.folder / "home"
-        for folder in (self.home / ".pki/nssdb", self.folder / "run", self.folder / "bin",
-                       self.folder / "lib"):
+        for folder in (self.home / ".pki/nssdb", self.folder / "run", self.folder / "bin"):
             folder.mkdir(parents=True)
         (self.folder / "run").chmod(0o700)
         # A program path of its own, by which its processes are known.
         self.program = self.folder / "bin/ZqMacClient"
         shutil.copy2(build / "bin/ZqMacClient", self.program)
-        shutil.copy2(build / "lib/quillet-desktop.so", self.folder / "lib")
+        for module in build.glob("lib/**/quillet-agent"):
+            shutil.copytree(module, self.folder / module.relative_to(build))
         self.environment = {"HOME": str(self.home), "PATH": "/usr/bin:/bin", "LANG": "C.UTF-8",
                             "XDG_RUNTIME_DIR": str(self.folder / "run"),
                             "SSL_CERT_FILE": str(self.folder / "authority/authority.pem")}
@@ -119,7 +119,7 @@ class Surroundings:
 
     def register(self):
         """`install`, as in a terminal, where its alert ends with the input."""
-        environment = self.environment | {"DISPLAY": ""}
+        environment = self.environment | {"DISPLAY": "", "WAYLAND_DISPLAY": ""}
         subprocess.run([self.program, "install"], env=environment, stdin=subprocess.DEVNULL,
                        stdout=subprocess.DEVNULL, check=False, timeout=LIMIT)
         entry = self.home / ".local/share/applications/com.quillet.ZqMacClient.desktop"

@@ -48,6 +48,26 @@ TEST_F(SigningServerTest, SignsFilesWithTheAgentAndAgain) {
     EXPECT_EQ(xml.status, 0) << xml.output;
 }
 
+/// In a pseudo-terminal, which `script` makes.
+TEST_F(SigningServerTest, AgentThatItStartsInATerminalAsksThereForThePassword) {
+    home.makeProtectedIdentity("Correct7");
+    const std::string command = QUILLET_DEVSERVER " sign --pdf " QUILLET_SAMPLES
+                                                  "/contract.pdf --certificate first --out "
+        + path("signed.pdf") + " --authority " + path("authority") + " --agent " QUILLET_AGENT;
+    AgentProcess terminal(home,
+        {"--quiet", "--flush", "--return", "--command", command, "/dev/null"},
+        std::map<std::string, std::string>{}, "/usr/bin/script");
+    ASSERT_TRUE(terminal.waitForOutput("Password of \"NSS Certificate DB\" to sign with the "
+                                       "certificate of Example Signer for the server localhost:"))
+        << terminal.output();
+    terminal.writeLine("wrong");
+    ASSERT_TRUE(terminal.waitForOutput("That password is wrong.")) << terminal.output();
+    terminal.writeLine("Correct7");
+    EXPECT_EQ(terminal.waitForEnd(), (ProcessEnd{0, 0})) << terminal.output();
+    EXPECT_THAT(terminal.output(), testing::Not(HasSubstr("Correct7"))) << "it is echoed";
+    EXPECT_THAT(pdfsig(contentOf(path("signed.pdf"))).validations, Each("Signature is Valid."));
+}
+
 TEST_F(SigningServerTest, AgentOfAnotherRoomIsToldWhatToDo) {
     const auto server = serve({"sign", "--pdf", QUILLET_SAMPLES "/contract.pdf", "--out",
         path("out.pdf"), "--certificate", "first", "--room", "right"});

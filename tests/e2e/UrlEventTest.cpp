@@ -41,6 +41,21 @@ TEST_F(UrlEvents, LinkThatTheDesktopStartsTheProgramForIsTheFirst) {
     EXPECT_EQ(session->room(), "next");
 }
 
+/// The one that is installed for all users is reached by the first click, not only by the next.
+TEST_F(UrlEvents, CopyThatLiesBeforeAnInstalledProgramHandsItsLinkToThat) {
+    home.makeTool("installed");
+    const std::string entry = "applications/com.quillet.ZqMacClient.desktop";
+    const auto users = home.path() / "home/.local/share" / entry;
+    writeFile(home.path() / "system" / entry,
+        "[Desktop Entry]\nExec=" + (home.path() / "bin/installed").string() + " --link %u\n");
+    writeFile(users, "[Desktop Entry]\nExec=" QUILLET_AGENT " --link %u\n");
+    AgentProcess copy(home, {"--link", server.link("clicked")});
+    EXPECT_EQ(copy.waitForEnd(), (ProcessEnd{0, 0}));
+    EXPECT_EQ(home.waitForToolCall("installed"), "--link\n" + server.link("clicked") + "\n");
+    EXPECT_EQ(copy.output(), "");
+    EXPECT_FALSE(std::filesystem::exists(users));
+}
+
 TEST_F(UrlEvents, SecondLinkReplacesTheSessionWithoutDisconnectFrameOrEnd) {
     startWaitingAgent();
     agent->writeLine(server.link("first"));

@@ -88,6 +88,25 @@ TEST_F(NssPassword, WrongPasswordIsAskedForAgain) {
         (Questions{"NSS Certificate DB", "NSS Certificate DB again", "NSS Certificate DB again"}));
 }
 
+TEST_F(NssPassword, HostKnowsTheCertificateWhileItsPasswordIsAskedFor) {
+    std::vector<std::pair<std::string, std::size_t>> told; // with the number of questions so far
+    KeychainHost host;
+    host.certificateInUse = [&](const std::string& subject) {
+        told.emplace_back(subject, userInterface.questions.size());
+    };
+    userInterface.passwords = {rightPassword};
+    NssSecurity hosted(userInterface, {directory.path(), "", false}, host);
+    hosted.SecKeychainSetUserInteractionAllowed(true);
+    const auto identities = listed(hosted);
+    EXPECT_TRUE(told.empty()) << "a listing is for no certificate";
+    hosted.SecKeyCreateSignature(identities.at(0).key,
+        SecKeyAlgorithm::kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1, bytesOf("message"));
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_FALSE(told[0].first.empty());
+    EXPECT_EQ(told[0].second, 0U);
+    EXPECT_EQ(told[1], std::pair(std::string(), std::size_t{1}));
+}
+
 TEST_F(NssPassword, CancelledPasswordMakesNoSignature) {
     const SecSignature result = sign();
     EXPECT_FALSE(result.signature);
