@@ -74,6 +74,27 @@ TEST_F(DesktopNotification, EndOfTheSessionIsTheLast) {
     EXPECT_EQ(shown(2).back(), notification("The signing session has ended", 7));
 }
 
+TEST_F(DesktopNotification, SessionThatCannotBeginIsToldOf) {
+    startService({"body"});
+    server.refuseWebSockets(devserver::HttpAnswer{403, "no"});
+    startOnDesktop({server.link("room-1")});
+    expectEnd({0, 0});
+    json::object expected = notification("The signing session could not begin", 0).as_object();
+    expected["body"] = "There is no connection to localhost:" + std::to_string(server.port());
+    EXPECT_EQ(shown(1), std::vector<json::value>{expected});
+}
+
+TEST_F(DesktopNotification, WhatAnAlertHasToldIsNotToldAgain) {
+    startService({"body"});
+    startOnDesktop({"quillet://localhost/no-room"});
+    dialogText();
+    display.pressKey("Return");
+    expectEnd({1, 0});
+    startSessionOnDesktop(); // the next that the service hears of
+    EXPECT_FALSE(waitFor("Connected to Quillet server").is_null());
+    EXPECT_EQ(shown(1).size(), 1U);
+}
+
 TEST_F(DesktopNotification, ClosedWindowIsNotToldOf) {
     startService({"body"});
     startSessionOnDesktop();

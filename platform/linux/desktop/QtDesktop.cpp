@@ -65,10 +65,17 @@ bool QtDesktop::handOver(const std::string& url, const Activation& activation) {
     return m_windows->links.handOver(url, activation);
 }
 
-/// The window does not go without a word when the program ends, unless its user closed it.
+/// The window does not go without a word when the program ends, unless its user closed it or has
+/// answered what it ended with.
 void QtDesktop::tellEnd() {
-    if (m_windows && m_windows->notifications.hasShown()) {
+    if (!m_windows) {
+        return;
+    }
+    if (m_windows->notifications.hasShown()) {
         m_windows->notifications.show({"The signing session has ended", "Quillet"});
+    } else if (!m_server.empty() && !m_hasAsked) {
+        m_windows->notifications.show(
+            {"The signing session could not begin", "There is no connection to " + m_server});
     }
 }
 
@@ -86,6 +93,7 @@ void QtDesktop::acceptLinks() {
 }
 
 void QtDesktop::showServer(const std::string& server, const std::string& roomCode) {
+    m_hasAsked = false;
     m_server = server;
     m_roomCode = roomCode;
     m_step.clear();
@@ -99,6 +107,7 @@ NSTextView* QtDesktop::statusTextView() {
 int QtDesktop::runModal(const NSAlert& alert) {
     int response = NSAlertFirstButtonReturn;
     m_host.runModally([&] {
+        m_hasAsked = true;
         if (alert.buttons.empty()) {
             m_windows->links.stop(); // the agent ends after it: new links are for another one
         }

@@ -45,6 +45,7 @@ private:
     std::string m_server; // of the session
     std::string m_roomCode; // of the session
     std::string m_certificate; // that signs, by its subject
+    bool m_hasAsked = false; // or told in an alert, in this session
     std::string m_step; // of it, that the user was told last
     QtMainLoop m_loop; // may still be woken when the windows are gone
     std::unique_ptr<Windows> m_windows;
