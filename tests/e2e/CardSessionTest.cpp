@@ -54,8 +54,9 @@ protected:
             "[Profile0]\nIsRelative=0\nPath=" + profile.path() + "\nDefault=1\n");
     }
     void answerPrompt(const std::string& token, const std::string& password) {
-        ASSERT_TRUE(agent->waitForOutput("Password of \"" + token + "\" for the server localhost:"))
-            << agent->output();
+        const std::string question = "Password of \"" + token + "\"";
+        ASSERT_TRUE(agent->waitForOutput(question)) << agent->output();
+        EXPECT_TRUE(agent->waitForOutput(" for the server localhost:")) << agent->output();
         agent->writeLine(password);
     }
     std::vector<std::string> names() {
