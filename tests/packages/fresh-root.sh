@@ -2,42 +2,15 @@
 # SPDX-License-Identifier: MIT
 # Installs the packages of build/packages in a fresh Debian system (mmdebstrap, chroot), as an
 # administrator would, and signs there as a new user would. Takes minutes; run by hand:
-#   scripts/package.sh && tests/packages/fresh-root.sh [BASE.tar]
-# BASE.tar is a system made before by: mmdebstrap --variant=apt bookworm BASE.tar
+#   scripts/package.sh && tests/packages/fresh-root.sh [BASE]
+# BASE is a system made before, as an archive or a folder: mmdebstrap --variant=apt bookworm BASE.tar
 # Ends with 0 when every step did what it should, 77 with a reason when no system can be made here.
 # shellcheck disable=SC2016 # most is expanded inside
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-packages=$PWD/build/packages
-
-skip() {
-  echo "skipped: $1"
-  exit 77
-}
-[ "$(id -u)" -eq 0 ] || skip "only root can make a system and enter it"
-command -v mmdebstrap >/dev/null || skip "mmdebstrap is missing (scripts/setup-debian.sh packages)"
-ls "$packages"/quillet-agent_*.deb >/dev/null 2>&1 || skip "there are no packages (scripts/package.sh)"
-
-work=$(mktemp -d)
-root=$work/root
-display=
-cleanUp() {
-  [ -z "$display" ] || { kill "$display" && wait "$display"; } 2>/dev/null || true
-  umount "$root/proc" "$root/dev" 2>/dev/null || true
-  ! mountpoint -q "$root/dev" || { echo "$root/dev is still mounted" >&2; return; }
-  rm -rf --one-file-system "$work"
-}
-trap cleanUp EXIT
-if [ $# -gt 0 ]; then
-  mkdir "$root"
-  tar -xf "$1" -C "$root"
-else
-  mmdebstrap --variant=apt bookworm "$root" >"$work/log" 2>&1 ||
-    skip "no system could be made: $(tail -1 "$work/log")"
-fi
-{ mount --bind /dev "$root/dev" && mount -t proc proc "$root/proc"; } || skip "nothing can be mounted"
-cp /etc/resolv.conf "$root/etc/resolv.conf"
-printf "127.0.0.1 localhost\n::1 localhost\n" >"$root/etc/hosts"
+# shellcheck source=tests/packages/root.sh
+. tests/packages/root.sh
+makeRoot "$@"
 
 failed=0
 # step NAME COMMAND...: shows the output of a command that fails.
@@ -51,11 +24,8 @@ step() {
   }
   printf '%-72s %s\n' "$name" "$outcome"
 }
-inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
-  DEBIAN_FRONTEND=noninteractive "$@"; }
 # As a new user, with nothing but a home folder.
 user() { inside runuser -u newcomer -- env HOME=/home/newcomer "$@"; }
-apt() { inside apt-get -qq -y -o Dpkg::Use-Pty=0 --no-install-recommends "$@"; }
 
 entry=com.quillet.ZqMacClient.desktop
 handler() { user xdg-mime query default x-scheme-handler/quillet; }
@@ -97,12 +67,13 @@ makeIdentity() {
 # A copy of the sources that was once started leaves its entry; it is gone, or it is there.
 olderCopy() {
   user sh -ec "mkdir -p ~/.local/share/applications; printf '%s\n' '[Desktop Entry]' 'Type=Application' \
-    'Name=Quillet' 'Exec=$1 %u' 'NoDisplay=true' 'MimeType=x-scheme-handler/quillet;' \
+    'Name=Quillet' 'Exec=$1 --link %u' 'NoDisplay=true' 'MimeType=x-scheme-handler/quillet;' \
     >~/.local/share/applications/$entry"
 }
-# The server as a user's program, with the system's trust; the link is opened as a browser does.
+# session OPENER: the server as a user's program, with the system's trust; the link is opened as
+# browsers and desktops do.
 session() {
-  user sh -ec 'cd; rm -f *-signed.* link
+  user OPENER="$1" sh -ec 'cd; rm -f *-signed.* link
     examples=/usr/share/doc/quillet-devserver/examples
     quillet-devserver sign --pdf $examples/contract.pdf --out contract-signed.pdf \
       --xml $examples/order.xml --out order-signed.xml --certificate first --timeout 60 >out 2>&1 &
@@ -110,7 +81,7 @@ session() {
     for i in $(seq 600); do
       link=$(sed -n "s/^link  *//p" out); [ -z "$link" ] || break; sleep 0.1
     done
-    DISPLAY=:87 timeout 90 xdg-open "$link" </dev/null
+    DISPLAY=:87 timeout 90 $OPENER "$link" </dev/null
     wait $server || { cat out; exit 1; }
     pdfsig -nocert contract-signed.pdf | grep "Signature is Valid"
     xmlsec1 --verify --trusted-pem certificate.pem order-signed.xml'
@@ -121,23 +92,26 @@ step "certificate is imported by the commands of the manual page" makeIdentity
 step "server's authority is trusted" trust trust
 chroot --userspec=newcomer "$root" /usr/bin/env -i PATH=/usr/bin:/bin HOME=/home/newcomer \
   Xvfb :87 -noreset -nolisten tcp -screen 0 1024x768x24 >"$work/Xvfb" 2>&1 &
-display=$!
-for _ in $(seq 100); do
-  [ ! -e "$root/tmp/.X11-unix/X87" ] || break
-  sleep 0.1
-done
-step "whole session by xdg-open and the system's entry" session
+processes+=("$!")
+waitFor test -e "$root/tmp/.X11-unix/X87"
+step "whole session by xdg-open and the system's entry" session xdg-open
 step "... in a window" sh -c "grep -q 'Command line parameters' '$root/tmp/Quillet.log' &&
   ! grep 'No window' '$root/tmp/Quillet.log'"
 step "... which registers nothing" sh -c "! test -e '$root/home/newcomer/.local/share/applications'"
-# No opener looks past an entry of the user's whose program is gone; the next start takes it away.
+# Desktops look past an entry of the user's whose program is gone. Without a desktop xdg-open does
+# not, and no package may change homes; but the next start takes the entry away.
+olderCopy /home/newcomer/gone/ZqMacClient
+step "whole session by gio where a copy that is gone has left its entry" session "gio open"
 olderCopy /home/newcomer/gone/ZqMacClient
 start() { [ "$(user timeout 3 ZqMacClient </dev/null | head -n 1)" = "Starting Quillet version $version." ]; }
 version=$(inside dpkg-query -W -f '${Version}' quillet-agent)
 step "agent is started where a copy that is gone has left its entry" start
-step "whole session after that" session
-olderCopy "/usr/bin/env -u DISPLAY ZqMacClient"
-step "whole session where another copy has left its entry" session
+step "whole session by xdg-open after that" session xdg-open
+user sh -c 'mkdir ~/older && cp /usr/bin/ZqMacClient ~/older/'
+olderCopy /home/newcomer/older/ZqMacClient
+step "whole session where a copy that is there has left its entry" session xdg-open
+step "... by the installed agent, from that click on" sh -c \
+  "grep 'Command line parameters' '$root/tmp/Quillet.log' | tail -n 1 | grep ' /usr/bin/ZqMacClient'"
 step "... which is gone after it" sh -c "! test -e '$root/home/newcomer/.local/share/applications/$entry'"
 step "server's authority is trusted no more" trust untrust
 step "... by nobody" sh -c "! grep -rq quillet '$root/etc/ssl/certs' && ! test -e '$root/usr/local/share/ca-certificates/quillet-devserver.crt'"
