@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup-debian.sh
-cmake --preset release -DQUILLET_TESTS=ON -DQUILLET_BENCH=ON >/dev/null
+cmake --preset release -DQUILLET_TESTS=ON -DQUILLET_BENCH=ON -DQUILLET_BATCHES=OFF >/dev/null
 cmake --build --preset release --target codec_bench share_bench keychain_bench session_bench shell_bench
 printf '%-50s %10s %10s  %-34s %6s\n' what time baseline '' ratio
 build/release/bin/codec_bench
