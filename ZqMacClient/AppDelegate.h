@@ -17,8 +17,10 @@ public:
     void handleEvent(const platform::AppleEventDescriptor* event,
         const platform::AppleEventDescriptor* replyEvent);
 
-private:
+    /// Standard error goes to the log file from now on.
     void redirectLog();
+
+private:
     void registerUrlHandling();
     void appendStartLines();
     void readCommandLine();

@@ -262,8 +262,9 @@ bool FrameDecoder::takeHeaderLine(std::string_view line) {
         m_frame.headers.add(std::string(name), std::string(value));
         return true;
     }
-    auto plainName = unescaped(name, m_version);
-    auto plainValue = unescaped(value, m_version);
+    const std::optional<Version> strictness = m_frame.command == "ERROR" ? std::nullopt : m_version;
+    auto plainName = unescaped(name, strictness);
+    auto plainValue = unescaped(value, strictness);
     if (!plainName || !plainValue) {
         return fail("a header line holds an unknown escape sequence");
     }

@@ -48,7 +48,7 @@ struct Frame {
 
 /// Sizes in bytes above which a frame is refused.
 struct Limits {
-    std::size_t headerLine = std::size_t{8} << 10; // also the command line
+    std::size_t headerLine = std::size_t{64} << 10; // also the command line
     std::size_t headers = std::size_t{64} << 10; // all header lines of a frame together
     std::size_t body = std::size_t{256} << 20;
 };
@@ -71,7 +71,8 @@ public:
         : m_limits(limits) { }
 
     /// How header entries of the frames to come are escaped. CONNECT and CONNECTED never are.
-    /// Before a version is settled, what is no known escape sequence stands for itself.
+    /// Before a version is settled, and in an ERROR, whose words are for the user, what is no known
+    /// escape sequence stands for itself.
     void setVersion(Version version) { m_version = version; }
 
     /// Whether what comes next begins a frame, or is a heart-beat.

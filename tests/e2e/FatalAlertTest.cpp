@@ -14,6 +14,13 @@ TEST_F(FatalAlert, BodyThatIsNotJsonIsShown) {
         "Error parsing server message", "The data is not in the correct JSON format: ");
 }
 
+TEST_F(FatalAlert, EmptyBodyIsShown) {
+    startSession();
+    session->sendEnvelope("");
+    expectFatalAlert(
+        "Error parsing server message", "The data is not in the correct JSON format: ");
+}
+
 TEST_F(FatalAlert, MissingCommandIsShown) {
     startSession();
     session->sendEnvelope("{\"payload\":{}}");
@@ -97,6 +104,11 @@ TEST_F(FatalAlert, MalformedServerUrlIsShown) {
         expectFatalAlert("Error", std::string("Could not parse server URL: ") + url);
     }
     EXPECT_TRUE(server.requests().empty());
+}
+
+TEST_F(FatalAlert, LinkWithEmptyHostIsShown) {
+    startAgent({"quillet://?roomId=1"});
+    expectFatalAlert("Error checking for Quillet updates", "no host is given");
 }
 
 TEST_F(FatalAlert, UnreachableServerIsShownInWords) {

@@ -108,7 +108,7 @@ void requireRoundTrip(const Frame& frame, Version version) {
 
 void fuzz::target(std::string_view bytes) {
     Input input(bytes);
-    // Before a version is settled, unknown escape sequences stand for themselves.
+    // Before a version is settled, and in an ERROR, unknown escape sequences stand for themselves.
     const std::optional<Version> version = std::array<std::optional<Version>, 4>{
         Version::v1_0, Version::v1_1, Version::v1_2, std::nullopt}[input.takeByte() % 4];
     const std::size_t longest = input.takeByte() % 32 + 1;

@@ -49,13 +49,27 @@ TEST_F(DesktopAlert, MalformedServerUrl) {
     EXPECT_TRUE(server.requests().empty());
 }
 
-/// This alert comes from another thread than the main one, which waits for the answer.
 TEST_F(DesktopAlert, RefusedRequest) {
     server.setAnswer(devserver::Endpoint::version,
         devserver::HttpAnswer{404, "{\"status\":404,\"message\":\"Not found\"}"});
     startOnDesktop({server.link("room-1")});
     expectAlert("Error checking for Quillet updates", "(404) Not found");
     EXPECT_EQ(server.requests().size(), 1U);
+}
+
+/// It is asked for by the thread of the request, while the main one waits for the answer.
+TEST_F(DesktopAlert, BodyOfARequestThatIsNotJson) {
+    server.setAnswer(devserver::Endpoint::version, devserver::HttpAnswer{200, "<html>"});
+    startOnDesktop({server.link("room-1")});
+    expectAlert("Error checking for Quillet updates", "Error parsing server response");
+    const std::vector<std::string> lines = agent->rawLog();
+    const auto found = std::find_if(lines.begin(), lines.end(),
+        [](const std::string& line) { return line.find("] FATAL ERROR: ") != line.npos; });
+    ASSERT_NE(found, lines.end());
+    const auto threadOf
+        = [](const std::string& line) { return line.substr(0, line.find(']')).substr(23); };
+    EXPECT_NE(threadOf(*found), threadOf(lines.front()));
+    EXPECT_THAT(agent->log(), Not(Contains(HasSubstr("' complete with:"))));
 }
 
 TEST_F(DesktopAlert, InstallationIsAnnounced) {

@@ -52,6 +52,17 @@ TEST_F(Widgets, StatusViewKeepsTheLastTenThousandLines) {
     EXPECT_TRUE(text.ends_with("\n10002\n"));
 }
 
+TEST_F(Widgets, WindowHoldsNothingButTheStatusView) {
+    StatusWindow window([] {});
+    const auto* const view = qobject_cast<QPlainTextEdit*>(window.centralWidget());
+    ASSERT_NE(view, nullptr);
+    EXPECT_TRUE(view->isReadOnly());
+    window.show();
+    for (const QWidget* widget : window.findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
+        EXPECT_EQ(widget, view) << widget->metaObject()->className();
+    }
+}
+
 TEST_F(Widgets, ServerIsNamedInTheTitleAndByThePasswordDialog) {
     StatusWindow window([] {});
     EXPECT_EQ(window.windowTitle(), QStringLiteral("Quillet"));

@@ -4,12 +4,17 @@
 #include <gmock/gmock.h>
 
 using platform::commandLineAnswer;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Optional;
 using testing::StartsWith;
 
 TEST(CommandLineAnswer, TellsUsageAndVersion) {
     EXPECT_THAT(commandLineAnswer({"x", "--help"}), Optional(StartsWith("usage: ZqMacClient ")));
+    for (const char* const command :
+        {"\n  LINK ", "\n  install ", "\n  policy ", "\n  identities "}) {
+        EXPECT_THAT(commandLineAnswer({"x", "--help"}), Optional(HasSubstr(command)));
+    }
     EXPECT_EQ(commandLineAnswer({"x", "-h", "more"}), commandLineAnswer({"x", "--help"}));
     EXPECT_THAT(
         commandLineAnswer({"x", "--version"}), Optional(MatchesRegex("ZqMacClient [0-9.]+\n")));

@@ -24,9 +24,13 @@ public:
         events.emplace_back("launch");
         m_launch();
     }
-    void applicationWillTerminate() override { events.emplace_back("terminate"); }
+    void applicationWillTerminate() override {
+        events.emplace_back("terminate");
+        terminated();
+    }
 
     std::vector<std::string> events;
+    std::function<void()> terminated = [] {};
 
 private:
     std::function<void()> m_launch;
@@ -151,6 +155,17 @@ TEST(LinuxApplicationDeathTest, ExitFlushesTheNetworkFirst) {
     FlushedNetwork network;
     application.setNetwork(&network);
     EXPECT_EXIT(application.exit(3), testing::ExitedWithCode(3), "flushed for 5000 ms");
+}
+
+TEST(LinuxApplicationDeathTest, ExitRunsNoTerminationCallback) {
+    EXPECT_EXIT(
+        {
+            LinuxApplication application;
+            Launch launch([&] { application.performOnMainThread([&] { application.exit(3); }); });
+            launch.terminated = [] { std::_Exit(9); };
+            application.run(launch);
+        },
+        testing::ExitedWithCode(3), "");
 }
 
 TEST(LinuxApplicationDeathTest, AbortFlushesTheNetworkFirst) {

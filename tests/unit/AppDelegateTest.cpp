@@ -16,6 +16,25 @@ using testing::IsEmpty;
 const std::string url = "quillet://h/p?roomId=r1";
 const std::string versionUrl = "https://h:443/p/update/version?os=macos";
 
+/// A platform on which no link handler can be registered.
+class PlatformWithoutRegistration : public MemoryPlatform {
+public:
+    MemorySystem& system() override { return m_refusing; }
+
+private:
+    class RefusingSystem : public MemorySystem {
+    public:
+        using MemorySystem::MemorySystem;
+        std::int32_t LSSetDefaultHandlerForURLScheme(
+            const std::string& scheme, const std::string& bundleIdentifier) override {
+            MemorySystem::LSSetDefaultHandlerForURLScheme(scheme, bundleIdentifier);
+            return -1;
+        }
+    };
+
+    RefusingSystem m_refusing{trace};
+};
+
 class AppDelegateTest : public PlatformTest {
 protected:
     AppDelegateTest() { memory.network().answer(versionUrl, R"({"value":"1.9"})"); }
@@ -78,6 +97,13 @@ TEST_F(AppDelegateTest, LogThatCannotBeReopenedStopsNothing) {
     EXPECT_THAT(launching(), ElementsAreArray(startUp("(1): /opt/ZqMacClient ")));
 }
 
+TEST_F(AppDelegateTest, FailedRegistrationStopsNothing) {
+    PlatformWithoutRegistration refusing;
+    MainInterface launched;
+    refusing.application().run(launched);
+    EXPECT_THAT(refusing.trace.events(), ElementsAreArray(startUp("(1): /opt/ZqMacClient ")));
+}
+
 TEST_F(AppDelegateTest, MissingBundleIdentifierStopsTheProgram) {
     memory.system().identifier.reset();
     EXPECT_THAT(launching(),
@@ -99,6 +125,9 @@ TEST_F(AppDelegateTest, VersionsAreWrittenEachNumberFollowedByAFullStop) {
     launching();
     EXPECT_EQ(memory.userInterface().statusText,
         "Starting Quillet version 2.0-beta%d.\nRunning on macOS 10.0.123.\n");
+    EXPECT_THAT(memory.log(),
+        testing::IsSupersetOf(
+            {"Starting Quillet version 2.0-beta(null).", "Running on macOS 10.0.123."}));
 }
 
 TEST_F(AppDelegateTest, EveryParameterIsFollowedByABlank) {
@@ -133,6 +162,23 @@ TEST_F(AppDelegateTest, WithoutViewACommandLineUrlIsOnlyLogged) {
         ElementsAreArray(joined(registration(),
             Events{"log: Command line parameters (2): /opt/ZqMacClient " + url + " ",
                 "log: Overriding custom URL with command line URL: " + url})));
+}
+
+TEST_F(AppDelegateTest, WithoutViewACommandLineUrlStillSilencesEvents) {
+    pass(url);
+    AppDelegate delegate;
+    delegate.applicationWillFinishLaunching();
+    EXPECT_THAT(opening(url), IsEmpty());
+}
+
+TEST_F(AppDelegateTest, InstallWithoutViewIsAnnounced) {
+    pass("install");
+    AppDelegate delegate;
+    EXPECT_THAT(eventsOf([&] { delegate.applicationWillFinishLaunching(); }),
+        ElementsAreArray(joined(registration(),
+            Events{"log: Command line parameters (2): /opt/ZqMacClient install ",
+                "log: we to register for quillet:// URL handling"},
+            fatalAlert("Quillet", "Quillet successfully installed."))));
 }
 
 TEST_F(AppDelegateTest, ViewThatLoadsAfterStartUpIsNotTaken) {
@@ -192,6 +238,21 @@ TEST_F(AppDelegateTest, CommandLineUrlWinsOverEveryEvent) {
     EXPECT_THAT(opening(url), IsEmpty());
     EXPECT_THAT(receiving(nullptr), IsEmpty());
     EXPECT_EQ(memory.network().webSockets.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, EventDuringTheCommandLineUrlsPromptIsIgnored) {
+    memory.network().answer(versionUrl, R"({"value":"2.0"})");
+    memory.network().answer(
+        "https://h:443/p/update/bundle?os=macos&version=2.0", R"({"value":"https://page"})");
+    memory.userInterface().responses = {platform::NSAlertFirstButtonReturn + 1};
+    bool isShown = false;
+    memory.userInterface().whileModal = [&] {
+        isShown = true;
+        EXPECT_THAT(opening("quillet://other?roomId=2"), IsEmpty());
+    };
+    pass(url);
+    EXPECT_EQ(launching().back(), "connect: h:443/p/room/r1");
+    EXPECT_TRUE(isShown);
 }
 
 TEST_F(AppDelegateTest, MalformedCommandLineUrlIsShown) {

@@ -69,6 +69,20 @@ TEST_F(CRVStompClientEndTest, ErrorBeforeConnectedIsReadWhateverItsEscapes) {
     }
 }
 
+TEST_F(CRVStompClientEndTest, ErrorIsToldWhateverItsHeadersHold) {
+    const std::string largest(65'535 - std::string("message:").size(), 'x');
+    const std::pair<std::string, std::string> cases[]
+        = {{"C:\\temp", "C:\\temp"}, {"a\\", "a\\"}, {"1\\c2\\\\t", "1:2\\t"}, {largest, largest}};
+    for (const std::string version : {"1.1", "1.2"}) {
+        for (const auto& [written, read] : cases) {
+            establish(version);
+            receive(frameText("ERROR\nmessage:" + written, "d"));
+            EXPECT_THAT(happened(), ElementsAre("error: " + read + " | d")) << version;
+            EXPECT_TRUE(server().closed);
+        }
+    }
+}
+
 TEST_F(CRVStompClientEndTest, OtherFramesBeforeConnectedEndTheConnection) {
     for (const std::string command : {"MESSAGE", "RECEIPT", "HELLO"}) {
         m_client = makeClient();
@@ -90,7 +104,7 @@ TEST_F(CRVStompClientEndTest, BrokenProtocolBeforeConnectedIsAFailedConnection) 
 TEST_F(CRVStompClientEndTest, BrokenProtocolAfterConnectedIsALostConnection) {
     const std::pair<std::string, const char*> cases[] = {
         {frameText("MESSAGE\nh:\\t"), "a header line holds an unknown escape sequence"},
-        {"MESSAGE\n" + std::string(10'000, 'a'), "a header line is longer than 8192 bytes"},
+        {"MESSAGE\n" + std::string(70'000, 'a'), "a header line is longer than 65536 bytes"},
         {frameText("MESSAGE\ncontent-length:268435457"),
             "the body of a frame is larger than 268435456 bytes"},
     };

@@ -95,6 +95,11 @@ TEST_P(SigningRequestTest, MissingCertificateDigestIsAMalformedMessage) {
     }
 }
 
+TEST_P(SigningRequestTest, DigestOfAnotherKindCountsBeforeWhatIsMissing) {
+    const std::string text = R"({"certificateDigest":7})";
+    EXPECT_THAT(signing(text), AbortsAfter(beginning(text)));
+}
+
 TEST_P(SigningRequestTest, PayloadThatIsNoObjectStopsTheProgram) {
     for (const std::string text : {"[]", "\"text\"", "7", "true"}) {
         EXPECT_THAT(signing(text), AbortsAfter(beginning(text))) << text;
@@ -179,6 +184,19 @@ TEST_P(SigningRequestTest, EachCommandListsTheKeychainAnew) {
     signing(payload());
     keychain.identities.clear();
     EXPECT_EQ(signing(payload()).back(), "exit: 1");
+}
+
+TEST_P(SigningRequestTest, IdentityWithoutPrivateKeyStopsTheProgramAfterItsLines) {
+    keychain.identities.at(0).hasKey = false;
+    const Events lines = service.inputKey == "bytesToSign"
+        ? Events{"log: bytesToSign: Optional(4 bytes)", "log: privateKey: nil",
+            "log: signatureAlgorithm: SHA256withRSA", "log: keychain: ZqMacClient.ZqKeychainAccess"}
+        : Events{"log: xmlSignedInfo digest: Optional(\""
+            + base64Encoded(referenceSha256(bytesOf("data"))) + "\")"};
+    const Events input
+        = service.inputKey == "bytesToSign" ? Events{} : Events{"log: xmlSignedInfo: data"};
+    EXPECT_THAT(signing(payload()),
+        AbortsAfter(joined(beginning(payload()), input, reading({"Alice"}), lines)));
 }
 
 // The signature

@@ -6,7 +6,7 @@
 using namespace stomp;
 
 TEST(StompLimits, DefaultsAreThoseOfAUsefulServer) {
-    EXPECT_EQ(Limits().headerLine, 8192U);
+    EXPECT_EQ(Limits().headerLine, 65536U);
     EXPECT_EQ(Limits().headers, 65536U);
     EXPECT_EQ(Limits().body, 268435456U);
 }

@@ -137,6 +137,12 @@ TEST_F(UpdateCheckTest, MalformedUrlEndsTheProgramBeforeAnyRequest) {
             joined(firstLine(), fatalAlert("Error", "Could not parse server URL: quillet://h"))));
 }
 
+TEST_F(UpdateCheckTest, EmptyHostIsAsked) {
+    checking("quillet://?roomId=1");
+    EXPECT_THAT(
+        memory.network().requestedUrls, ElementsAre("https://:443/update/version?os=macos"));
+}
+
 TEST_F(UpdateCheckTest, MissingHostStopsTheProgram) {
     EXPECT_THAT(checking("quillet:?roomId=1"), AbortsAfter(firstLine()));
 }
@@ -211,6 +217,18 @@ TEST_F(UpdateCheckTest, LatestVersionGoesIntoTheAddressAsItCame) {
     checking();
     EXPECT_EQ(memory.network().requestedUrls.back(),
         "https://h:443/update/bundle?os=macos&version=2.0&x=%41+1");
+}
+
+TEST_F(UpdateCheckTest, PerCentSignsOfTheVersionAreDirectivesInItsStatusLinesLogAlone) {
+    offer("2.0%25d");
+    memory.userInterface().responses = {ignore};
+    EXPECT_THAT(checking(),
+        ElementsAreArray(joined(upToTheVersions("2.0%25d"),
+            valueRequest(bundleUrl("2.0%25d"), bundleAction, pageUrl),
+            Events{"log: New version available: 2.0(null)",
+                "status: New version available: 2.0%25d\n",
+                "alert: Please upgrade Quillet | Newer version is available: 2.0%25d",
+                "dismissed"})));
 }
 
 TEST_F(UpdateCheckTest, LatestVersionThatSpoilsTheAddressStopsTheProgram) {

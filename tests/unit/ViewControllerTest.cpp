@@ -153,6 +153,12 @@ TEST_F(ViewControllerTest, WithoutPortItIs443) {
             "log: Connecting to Quillet server h:443", "connect: h:443/room/r1"));
 }
 
+TEST_F(ViewControllerTest, AddressKeepsItsBracketsAndUserInformationIsLeftOut) {
+    EXPECT_THAT(connecting("quillet://u:p@[::1]:8443/p?roomId=1"),
+        ElementsAre("log: Server: quillet://[::1]:8443", "log: Room ID: 1",
+            "log: Connecting to Quillet server [::1]:8443", "connect: [::1]:8443/p/room/1"));
+}
+
 TEST_F(ViewControllerTest, PathStandsBeforeTheRoom) {
     connecting("quillet://h/?roomId=1");
     EXPECT_EQ(socket(0).request.target, "//room/1");

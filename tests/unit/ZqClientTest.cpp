@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqClient.h"
 
+#include "tests/support/KeychainEvents.h"
 #include "tests/support/SessionFixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 
 using testing::Contains;
+using testing::ElementsAre;
 using testing::StartsWith;
 
 namespace {
@@ -125,12 +128,14 @@ TEST_F(ZqClientTest, GreetingIsAnsweredEachTimeWithNulls) {
 
 TEST_F(ZqClientTest, TerminateAndDisconnectExitWithoutReply) {
     for (const std::string command : {"TERMINATE_CLIENT", "SERVER_DISCONNECT"}) {
-        establish();
-        const std::string json = "{\"command\":\"" + command + "\"}";
-        EXPECT_EQ(endOfCommand(json), "exit 0");
-        EXPECT_EQ(happened(),
-            joined(receivedLines(json, command),
-                Events{"log: " + command + " received - exiting", "exit: 0"}));
+        for (const std::string rest : {"}", R"(,"payload":[],"requestId":{}})"}) {
+            establish();
+            const std::string json = "{\"command\":\"" + command + '"' + rest;
+            EXPECT_EQ(endOfCommand(json), "exit 0");
+            EXPECT_EQ(happened(),
+                joined(receivedLines(json, command),
+                    Events{"log: " + command + " received - exiting", "exit: 0"}));
+        }
     }
 }
 
@@ -142,6 +147,20 @@ TEST_F(ZqClientTest, OtherCommandsAreLoggedAndIgnored) {
         EXPECT_EQ(endOfCommand(json), "runs on");
         EXPECT_EQ(happened(),
             joined(receivedLines(json, command), Events{"log: Ignoring command: " + command}));
+    }
+}
+
+TEST_F(ZqClientTest, FrameHeadersAreNotLookedAt) {
+    establish();
+    const std::string json = R"({"command":"SERVER_CONNECT"})";
+    for (const std::string head :
+        {"MESSAGE", "MESSAGE\ndestination:/topic/other\nsubscription:sub-9",
+            "MESSAGE\nmessage:m\nreceipt:1\nx-source:zq_client\ncommand:TERMINATE_CLIENT"}) {
+        receive(frameText(head, json));
+        EXPECT_EQ(happened(),
+            joined(receivedLines(json, "SERVER_CONNECT"),
+                Events{"log: Sending message: CLIENT_CONNECT nil nil", sentToRoom(greetingReply)}))
+            << head;
     }
 }
 
@@ -161,14 +180,21 @@ TEST_F(ZqClientTest, MalformedMessageIsLoggedAndEndsInItsAlert) {
 }
 
 TEST_F(ZqClientTest, AnswersGoThroughTheConnectionThatDelivered) {
+    keychain.addIdentity("Alice");
+    const std::string payload = R"({"certificateDigest":")" + digestOf("Alice")
+        + R"(","bytesToSign":"","xmlSignedInfo":"","signatureAlgorithm":"SHA256withRSA"})";
     establish();
     session->connect("other", 1, "/", "r1"); // the session's own connection is another one now
-    forget();
     const auto first = CRVStompClient::initWithHost(
         "first", 2, "/", std::nullopt, std::nullopt, session, true, true);
     open();
-    receive(connectedText() + messageText(R"({"command":"SERVER_CONNECT"})"));
-    EXPECT_EQ(server().sent.size(), 3U);
+    receive(connectedText());
+    for (const std::string command :
+        {"SERVER_CONNECT", "GET_DIAGNOSTICS", "LIST_CERTIFICATES", "SIGN_XML", "SIGN_PDF"}) {
+        server().sent.clear();
+        receive(messageText(R"({"command":")" + command + R"(","payload":)" + payload + "}"));
+        EXPECT_THAT(server().sent, ElementsAre(StartsWith("SEND\n"))) << command;
+    }
     EXPECT_EQ(memory.network().webSockets.at(1)->sent, Events());
 }
 
@@ -200,6 +226,17 @@ TEST_F(ZqClientTest, SendNeedsMessageConnectionAndRoom) {
     ZqClient roomless(&viewController);
     EXPECT_EQ(endOf([&] { roomless.send(connection.get(), &message); }), "abort");
     expectFatalEnd({"log: Sending message: X nil nil"});
+}
+
+TEST_F(ZqClientTest, MessageThatCannotBeWrittenIsShownBeforeTheConnectionIsMissed) {
+    const ZqMessage message("X", JsonValue(std::numeric_limits<double>::infinity()), std::nullopt);
+    EXPECT_EQ(endOf([&] { session->send(nullptr, &message); }), "exit 1");
+    const Events events = happened();
+    ASSERT_FALSE(events.empty());
+    EXPECT_THAT(events.front(), StartsWith("log: Sending message: X Optional("));
+    EXPECT_EQ(Events(events.begin() + 1, events.end()),
+        fatalAlert(
+            "Error serializing message", "Invalid number value (not finite) in JSON write."));
 }
 
 TEST_F(ZqClientTest, LossOfTheConnectionExitsWithoutAlert) {

@@ -48,6 +48,19 @@ TEST_F(ZqKeychainValuesTest, AbsentValuesAreFatal) {
             fatalAlert("Error listing certificates 5", "Error parsing certificate"))));
 }
 
+TEST_F(ZqKeychainValuesTest, IdentityThatWouldBeSkippedIsReadLikeAnyOther) {
+    keychain.addIdentity("com.apple.x").serial.reset();
+    EXPECT_THAT(listing(),
+        ElementsAreArray(joined(reading({"com.apple.x"}),
+            fatalAlert(
+                "Error listing certificates 4", "Error parsing certificate serial number"))));
+    keychain.identities.clear();
+    keychain.addIdentity("com.apple.x").values.reset();
+    EXPECT_THAT(listing(),
+        ElementsAreArray(joined(reading({"com.apple.x"}),
+            fatalAlert("Error listing certificates 5", "Error parsing certificate"))));
+}
+
 TEST_F(ZqKeychainValuesTest, ValidityIsNotRead) {
     const ZqCertificate certificate
         = recordOf({commonNames({"Alice"}), {"2.16.840.1.113741.2.1.1.1.6", property("number", 1)},
@@ -178,6 +191,7 @@ TEST_F(ZqKeychainValuesTest, ValuesOfAnotherShapeStopTheProgram) {
         {{kSecOIDCommonName, stringProperty("Alice")}},
         {subjectName({noValue})},
         {subjectName({noType})},
+        {subjectName({PropertyDictionary{{kSecPropertyKeyType, 1}}})},
         {subjectName({"NL"})},
         {subjectName({property(kSecPropertyTypeString, 1)})},
         {subjectName({property(kSecPropertyTypeSection, "NL")})},

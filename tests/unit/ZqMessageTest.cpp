@@ -100,6 +100,11 @@ TEST_F(ZqMessageTest, BodyOfOneCharacterIsNoJson) {
     }
 }
 
+TEST_F(ZqMessageTest, BodyThatIsItsTerminatorAloneIsNoJson) {
+    EXPECT_EQ(endOf([&] { read(""); }), "exit 1");
+    expectParsingAlert();
+}
+
 TEST_F(ZqMessageTest, TextThatIsNotUtf8IsAFatalError) {
     for (const char* json : {"{\"command\":\"\xFF\"}", "\xC3", "{\"command\":\"\xED\xA0\x80\"}"}) {
         EXPECT_EQ(endOf([&] { read(json); }), "abort");
@@ -166,6 +171,12 @@ TEST_F(ZqMessageTest, NullRequestIdStaysNull) {
 TEST_F(ZqMessageTest, FurtherKeysAreIgnored) {
     const auto message = read(R"({"x":[1],"command":"X","sender":"s","requestID":3})");
     EXPECT_EQ(message->getBody(), R"({"command":"X","payload":null,"requestId":""})");
+}
+
+TEST_F(ZqMessageTest, LastOfRepeatedKeysCounts) {
+    const auto message = read(R"({"command":1,"payload":1,"requestId":"a",)"
+                              R"("\u0063ommand":"X","requestId":"b","pay\u006coad":2})");
+    EXPECT_EQ(message->getBody(), R"({"command":"X","payload":2,"requestId":"b"})");
 }
 
 TEST_F(ZqMessageTest, PayloadAndRequestIdOfAnyKindComeBackEqual) {

@@ -119,6 +119,11 @@ TEST_F(ZqPdfSignerTest, UndecodableDocumentIsAnsweredWithNull) {
     EXPECT_EQ(Events(events.end() - 2, events.end()), answering("null"));
 }
 
+TEST_F(ZqPdfSignerTest, DocumentWithUnusedBitsComesBackCanonical) {
+    const Events events = signing(alicesPayload(R"("bytesToSign":"ZGF0YQ==","pdfToSign":"QR==")"));
+    EXPECT_EQ(Events(events.end() - 2, events.end()), answering("\"QQ==\""));
+}
+
 TEST_F(ZqPdfSignerTest, EmptyDocumentIsAnsweredWithEmptyText) {
     const Events events = signing(alicesPayload(R"("bytesToSign":"ZGF0YQ==","pdfToSign":"")"));
     EXPECT_EQ(Events(events.end() - 2, events.end()), answering("\"\""));
