@@ -38,6 +38,14 @@ std::string contentFrom(const fs::path& path, std::uintmax_t offset) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+/// What the log was given since it had this size, also when an agent put it aside in the meantime.
+std::string logSince(std::uintmax_t size) {
+    if (sizeOrZero(logFile) < size) {
+        return contentFrom(std::string(logFile) + ".1", size) + contentFrom(logFile, 0);
+    }
+    return contentFrom(logFile, size);
+}
+
 /// Whether a line begins like "2026-11-21 10:00:00.123 ZqMacClient[".
 bool hasLogPrefix(const std::string& line) {
     constexpr std::string_view form = "dddd-dd-dd dd:dd:dd.ddd ZqMacClient[";
@@ -189,7 +197,7 @@ std::size_t AgentProcess::peakMemory() const {
 }
 
 std::vector<std::string> AgentProcess::rawLog() const {
-    const std::string text = contentFrom(logFile, m_logStart) + contentOf(m_errorFile);
+    const std::string text = logSince(m_logStart) + contentOf(m_errorFile);
     const std::string mine = " ZqMacClient[" + std::to_string(m_pid) + ":";
     std::vector<std::string> lines;
     bool inMine = false;
