@@ -1,17 +1,10 @@
 # SPDX-License-Identifier: MIT
 # Libraries, each linked by the rooms that wrap it.
 find_package(Threads REQUIRED)
-if(QUILLET_BOOST_HEADERS)
-  include(cmake/BoostHeaders.cmake)
-endif()
 if(APPLE)
-  return() # everything else is the system's
+  return() # all that is linked is the system's
 endif()
-if(QUILLET_BOOST_HEADERS)
-  find_package(Boost 1.81 REQUIRED CONFIG)
-else()
-  find_package(Boost 1.81 REQUIRED CONFIG COMPONENTS json)
-endif()
+find_package(Boost 1.81 REQUIRED CONFIG COMPONENTS json)
 find_package(OpenSSL 3 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(NSS REQUIRED IMPORTED_TARGET nss)

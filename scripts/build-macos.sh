@@ -33,13 +33,11 @@ must() {
 
 installTools() {
   local missing=()
-  local tool library
+  local tool
   for tool in cmake ninja; do
     command -v "$tool" >/dev/null || missing+=("$tool")
   done
-  for library in boost googletest; do
-    brew --prefix --installed "$library" >/dev/null 2>&1 || missing+=("$library")
-  done
+  brew --prefix --installed googletest >/dev/null 2>&1 || missing+=(googletest)
   [ "${#missing[@]}" -gt 0 ] || return 0
   command -v brew >/dev/null || fail "install ${missing[*]} first (Homebrew would do it)"
   must "installing ${missing[*]}" brew install "${missing[@]}"

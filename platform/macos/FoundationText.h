@@ -26,8 +26,10 @@ inline std::string textOfString(NSString* string) {
     return optionalTextOf(string).value_or("");
 }
 
-inline std::string contentOf(NSData* data) {
-    return {static_cast<const char*>(data.bytes), data.length};
+/// Nothing for nil.
+inline std::optional<std::string> contentOf(NSData* data) {
+    const auto* const bytes = static_cast<const char*>(data.bytes);
+    return data == nil ? std::nullopt : std::optional(std::string(bytes, data.length));
 }
 
 /// For an address that the program has found to form a URL.

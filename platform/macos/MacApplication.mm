@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
+#include "platform/shared/ModalApplication.h"
 #include "platform/shared/ProcessEnd.h"
 
 #import <AppKit/AppKit.h>
@@ -9,9 +10,7 @@
 @interface QuilletApplicationDelegate : NSObject <NSApplicationDelegate> {
 @public
     platform::NSApplicationDelegate* _program;
-    platform::Application* _application;
-    platform::ModalWork* _modalWork;
-    platform::AppleEventHandler _handler;
+    std::function<void(std::optional<platform::AppleEventParameter> directObject)> _deliver;
 }
 @end
 
@@ -34,22 +33,11 @@
     platform::flushNetwork();
 }
 
-/// An event that comes during a modal alert waits for the default mode of the run loop; else its
-/// alerts would be nested in that one. Any other is handled here.
 - (void)handleEvent:(NSAppleEventDescriptor*)event
      withReplyEvent:(NSAppleEventDescriptor*)replyEvent {
-    platform::AppleEventDescriptor descriptor; // of the one parameter that the program reads
-    NSAppleEventDescriptor* const parameter = [event paramDescriptorForKeyword:keyDirectObject];
-    if (parameter != nil) {
-        descriptor.parameters[platform::keyDirectObject].stringValue
-            = platform::optionalTextOf(parameter.stringValue);
-    }
-    if (_modalWork->isRunning()) {
-        _application->performOnMainThread(
-            [handler = _handler, descriptor] { handler(&descriptor, nullptr); });
-    } else {
-        _handler(&descriptor, nullptr);
-    }
+    NSAppleEventDescriptor* const object = [event paramDescriptorForKeyword:keyDirectObject];
+    const platform::AppleEventParameter parameter{platform::optionalTextOf(object.stringValue)};
+    _deliver(object == nil ? std::nullopt : std::optional(parameter));
 }
 @end
 
@@ -57,15 +45,12 @@ namespace platform {
 
 namespace {
 
-class MacApplication final : public Application {
+class MacApplication final : public ModalApplication {
 public:
     MacApplication(int argc, char** argv, std::shared_ptr<ModalWork> modalWork)
-        : m_argc(argc)
-        , m_argv(const_cast<const char**>(argv))
-        , m_modalWork(std::move(modalWork)) {
-        m_delegate->_application = this;
-        m_delegate->_modalWork = m_modalWork.get();
-    }
+        : ModalApplication(std::move(modalWork))
+        , m_argc(argc)
+        , m_argv(const_cast<const char**>(argv)) { }
 
     int run(NSApplicationDelegate& delegate) override {
         m_delegate->_program = &delegate;
@@ -79,7 +64,7 @@ public:
 
     void setEventHandler(
         AppleEventHandler handler, FourCharCode eventClass, FourCharCode eventId) override {
-        m_delegate->_handler = std::move(handler);
+        m_delegate->_deliver = [this, handler](auto object) { deliver(handler, object); };
         const SEL selector = @selector(handleEvent:withReplyEvent:);
         [[NSAppleEventManager sharedAppleEventManager] setEventHandler:m_delegate
                                                            andSelector:selector
@@ -99,17 +84,9 @@ public:
         CFRunLoopWakeUp(CFRunLoopGetMain());
     }
 
-    std::unique_ptr<Semaphore> makeSemaphore(long value) override {
-        return m_modalWork->makeSemaphore(value);
-    }
-
-    [[noreturn]] void exit(int status) override { flushAndExit(status); }
-    [[noreturn]] void abort() override { flushAndAbort(); }
-
 private:
     const int m_argc;
     const char** const m_argv;
-    const std::shared_ptr<ModalWork> m_modalWork;
     // Kept here, for the platform does not keep it alive.
     QuilletApplicationDelegate* const m_delegate = [[QuilletApplicationDelegate alloc] init];
 };

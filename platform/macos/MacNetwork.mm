@@ -24,24 +24,18 @@ std::optional<std::string> errorOf(NSError* error) {
 @interface QuilletSessionDelegate : NSObject <NSURLSessionWebSocketDelegate> {
 @public
     std::shared_ptr<platform::MessageTaskDelegate> _webSocket; // null for a data task
-    std::function<std::optional<std::string>(NSURL*)> _rule; // of a data task
-    std::optional<std::string> _refusal; // of a redirect
+    std::function<bool(NSURL*)> _follows; // of a data task: whether it is redirected there
 }
 @end
 
 @implementation QuilletSessionDelegate
-/// A data task follows redirects to https, a WebSocket none. Else the redirect is the response.
+/// A WebSocket follows none. A redirect that is not followed is the response.
 - (void)URLSession:(NSURLSession*)session
                           task:(NSURLSessionTask*)task
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest*))completionHandler {
-    const BOOL isSecure = !_webSocket
-        && platform::isSecureWebPage(platform::textOfString(request.URL.absoluteString));
-    if (isSecure) {
-        _refusal = _rule(request.URL);
-    }
-    completionHandler(isSecure && !_refusal ? request : nil);
+    completionHandler(_follows && _follows(request.URL) ? request : nil);
 }
 
 - (void)URLSession:(NSURLSession*)session
@@ -75,8 +69,7 @@ namespace platform {
 namespace {
 
 NSURLSession* sessionOf(QuilletSessionDelegate* delegate) {
-    NSURLSessionConfiguration* const configuration =
-        [NSURLSessionConfiguration ephemeralSessionConfiguration];
+    const auto configuration = [NSURLSessionConfiguration ephemeralSessionConfiguration];
     configuration.HTTPCookieStorage = nil;
     configuration.URLCache = nil;
     if (delegate->_webSocket) {
@@ -104,9 +97,8 @@ public:
     void receive(Received received) override {
         [m_task receiveMessageWithCompletionHandler:^(
             NSURLSessionWebSocketMessage* message, NSError* error) {
-            NSData* const binary = message.data;
-            received(
-                binary == nil ? optionalTextOf(message.string) : contentOf(binary), errorOf(error));
+            auto binary = contentOf(message.data);
+            received(binary ? std::move(binary) : optionalTextOf(message.string), errorOf(error));
         }];
     }
     std::int64_t countOfBytesReceived() override { return m_task.countOfBytesReceived; }
@@ -129,23 +121,21 @@ public:
         const std::string& url, DataTaskCompletion completion) override {
         NSURL* const address = urlOf(url);
         if (const auto words = refusalOf(address)) {
-            return makeDataTask([completion, words] {
-                networkDispatchQueue().post([completion, words] { refuse(completion, *words); });
-            });
+            return makeRefusedDataTask(networkDispatchQueue(), std::move(completion), *words);
         }
         QuilletSessionDelegate* const sessionDelegate = [[QuilletSessionDelegate alloc] init];
-        sessionDelegate->_rule = [this](NSURL* target) { return refusalOf(target); };
+        const auto refused = std::make_shared<std::optional<std::string>>(); // of a redirect
+        sessionDelegate->_follows = [this, refused](NSURL* target) {
+            const bool isSecure = isSecureWebPage(textOfString(target.absoluteString));
+            *refused = isSecure ? refusalOf(target) : std::nullopt;
+            return isSecure && !*refused;
+        };
         NSURLSession* const session = sessionOf(sessionDelegate);
         NSURLSessionDataTask* const task = [session
               dataTaskWithURL:address
             completionHandler:^(NSData* data, NSURLResponse* response, NSError* error) {
-                if (sessionDelegate->_refusal) {
-                    refuse(completion, *sessionDelegate->_refusal);
-                    return;
-                }
                 const NSInteger status = static_cast<NSHTTPURLResponse*>(response).statusCode;
-                completeDataTask(completion, errorOf(error),
-                    data == nil ? std::nullopt : std::optional(contentOf(data)),
+                completeDataTask(completion, *refused ? *refused : errorOf(error), contentOf(data),
                     {textOfString(response.URL.absoluteString), static_cast<int>(status)});
             }];
         return makeDataTask([session, task] {
@@ -158,9 +148,6 @@ private:
     std::optional<std::string> refusalOf(NSURL* url) {
         const std::uint64_t port = url.port == nil ? securePort : url.port.unsignedLongLongValue;
         return refusal(textOfString(url.host), port);
-    }
-    static void refuse(const DataTaskCompletion& completion, const std::string& words) {
-        completion(std::nullopt, std::nullopt, TransportError{words});
     }
 
     std::unique_ptr<MessageTask> makeMessageTask(const std::string& url,

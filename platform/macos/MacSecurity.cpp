@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/MacPlatform.h"
 #include "platform/macos/PropertyList.h"
-#include "platform/shared/RefusedTokens.h"
 
 #include <Security/Security.h>
 #include <map>
@@ -72,22 +71,16 @@ SecResult<Result> copyOf(Source source, OSStatus (*copy)(Source, Ref*)) {
     return {status, std::make_shared<Object>(Owned<Ref>(copied))};
 }
 
-/// What the keychain answers when its question was cancelled or denied: CSSMERR_CSP_USER_CANCELED
-/// and CSSMERR_CSP_OPERATION_AUTH_DENIED for keys of a file.
-constexpr CFIndex keyUserCanceled = -2147415839;
-constexpr CFIndex keyAccessDenied = -2147416032;
-
-bool isRefusal(CFErrorRef error) {
-    const CFIndex code = error == nullptr ? 0 : CFErrorGetCode(error);
-    return code == errSecUserCanceled || code == keyUserCanceled || code == keyAccessDenied;
+/// What a Copy or Create function returned, as the program's own; nothing for null.
+template <typename Ref, typename Convert>
+auto valueOf(Ref copied, Convert convert) {
+    const Owned<Ref> owned(copied);
+    return owned ? std::optional(convert(owned.get())) : std::nullopt;
 }
 
-class KeychainSecurity final : public MacSecurity {
+class KeychainSecurity final : public SessionSecurity {
 public:
-    KeychainSecurity(UserInterface& userInterface, std::function<void()> endSession)
-        : m_refused(userInterface) {
-        m_refused.setEnd(std::move(endSession));
-    }
+    using SessionSecurity::SessionSecurity;
 
 private:
     OSStatus SecKeychainCopyDefault() override {
@@ -104,9 +97,7 @@ private:
         }
         CFTypeRef items = nullptr;
         const OSStatus status = ::SecItemCopyMatching(dictionary.get(), &items);
-        const Owned<CFTypeRef> found(items);
-        return {
-            status, found ? std::optional(arrayOf(static_cast<CFArrayRef>(items))) : std::nullopt};
+        return {status, valueOf(static_cast<CFArrayRef>(items), arrayOf)};
     }
 
     SecResult<SecKeyRef> SecIdentityCopyPrivateKey(const SecIdentityRef& identity) override {
@@ -121,16 +112,14 @@ private:
 
     std::optional<Bytes> SecCertificateCopySerialNumber(
         const SecCertificateRef& certificate) override {
-        const Owned<CFDataRef> serial(
-            ::SecCertificateCopySerialNumber(objectOf<Certificate>(certificate), nullptr));
-        return serial ? std::optional(bytesOfData(serial.get())) : std::nullopt;
+        const auto object = objectOf<Certificate>(certificate);
+        return valueOf(::SecCertificateCopySerialNumber(object, nullptr), bytesOfData);
     }
 
     std::optional<PropertyDictionary> SecCertificateCopyValues(
         const SecCertificateRef& certificate) override {
-        const Owned<CFDictionaryRef> values(
-            ::SecCertificateCopyValues(objectOf<Certificate>(certificate), nullptr, nullptr));
-        return values ? std::optional(dictionaryOf(values.get())) : std::nullopt;
+        const auto object = objectOf<Certificate>(certificate);
+        return valueOf(::SecCertificateCopyValues(object, nullptr, nullptr), dictionaryOf);
     }
 
     bool SecKeyIsAlgorithmSupported(
@@ -139,45 +128,31 @@ private:
             objectOf<Key>(key), kSecKeyOperationTypeSign, constantOf(algorithm));
     }
 
-    SecSignature SecKeyCreateSignature(
-        const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override {
-        if (m_refused.contains(keychainName)) {
-            return {std::nullopt, "The keychain's question was refused in this session."};
-        }
+    Signed sign(const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView data) override {
         const Owned<CFDataRef> input(
             CFDataCreate(kCFAllocatorDefault, data.data(), static_cast<CFIndex>(data.size())));
         CFErrorRef cause = nullptr;
-        const Owned<CFDataRef> signature(::SecKeyCreateSignature(
-            objectOf<Key>(key), constantOf(algorithm), input.get(), &cause));
-        const Owned<CFErrorRef> error(cause);
-        if (signature) {
-            return {bytesOfData(signature.get()), std::nullopt};
-        }
-        if (isRefusal(error.get())) {
-            m_refused.add(keychainName);
-        }
-        return {std::nullopt, error ? std::optional(descriptionOf(error.get())) : std::nullopt};
+        auto signature = valueOf(
+            ::SecKeyCreateSignature(objectOf<Key>(key), constantOf(algorithm), input.get(), &cause),
+            bytesOfData);
+        const CFIndex code = cause == nullptr ? 0 : CFErrorGetCode(cause);
+        return {{std::move(signature), valueOf(cause, descriptionOf)}, code};
     }
 
     std::optional<std::string> SecCopyErrorMessageString(OSStatus status) override {
-        const Owned<CFStringRef> text(::SecCopyErrorMessageString(status, nullptr));
-        return text ? std::optional(textOf(text.get())) : std::nullopt;
+        return valueOf(::SecCopyErrorMessageString(status, nullptr), textOf);
     }
 
     OSStatus SecKeychainSetUserInteractionAllowed(bool allowed) override {
         return ::SecKeychainSetUserInteractionAllowed(allowed);
     }
 
-    void beginSession() override { m_refused.beginSession(); }
     void lock() override { ::SecKeychainLock(nullptr); }
-
-    static constexpr const char* keychainName = "keychain";
-    RefusedTokens m_refused;
 };
 
 } // namespace
 
-std::unique_ptr<MacSecurity> makeMacSecurity(
+std::unique_ptr<SessionSecurity> makeMacSecurity(
     UserInterface& userInterface, std::function<void()> endSession) {
     return std::make_unique<KeychainSecurity>(userInterface, std::move(endSession));
 }

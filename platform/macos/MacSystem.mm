@@ -1,44 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
-#include "platform/shared/LogFile.h"
-#include "platform/shared/TerminalText.h"
+#include "platform/shared/StreamSystem.h"
 
 #include <CommonCrypto/CommonDigest.h>
 #import <CoreServices/CoreServices.h>
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace platform {
 
 namespace {
 
-class MacSystem final : public System {
+class MacSystem final : public StreamSystem {
 public:
     explicit MacSystem(std::vector<std::string> arguments)
-        : m_arguments(std::move(arguments)) { }
+        : StreamSystem(std::move(arguments), "Library/Logs") { }
 
-private:
     /// The platform's log call adds its prefix, and writes to the system's log as well.
     void NSLog(LogText text) override {
-        const std::string line = logLine(text);
         @autoreleasepool {
-            ::NSLog(@"%@", stringOfText(m_hasLogFile ? line : displayableLine(line)));
+            ::NSLog(@"%@", stringOfText(textToLog(text)));
         }
-    }
-
-    void print(std::string_view text) override {
-        const std::string line = displayableLine(text);
-        std::fwrite(line.data(), 1, line.size(), stdout);
-        std::fputc('\n', stdout);
-        std::fflush(stdout);
-    }
-
-    bool reopenStandardError(const std::string& path, const std::string& mode) override {
-        const bool isReopened = reopened(path, mode) || reopened(inUsersLogs(path), mode);
-        m_hasLogFile = m_hasLogFile || isReopened;
-        return isReopened;
     }
 
     std::optional<std::string> bundleIdentifier() override {
@@ -50,8 +31,6 @@ private:
         return value == nil ? std::nullopt
                             : std::optional(propertyValueOf((__bridge CFTypeRef)value));
     }
-
-    std::vector<std::string> arguments() override { return m_arguments; }
 
     NSOperatingSystemVersion operatingSystemVersion() override {
         const auto version = [NSProcessInfo processInfo].operatingSystemVersion;
@@ -79,21 +58,6 @@ private:
         ::CC_SHA256(data.data(), static_cast<CC_LONG>(data.size()), digest.data());
         return digest;
     }
-
-private:
-    static bool reopened(const std::string& path, const std::string& mode) {
-        return mode == "a+" && redirectToOwnLogFile(STDERR_FILENO, path);
-    }
-
-    /// Where the log goes that cannot be had in its usual place.
-    static std::string inUsersLogs(const std::string& path) {
-        const char* home = std::getenv("HOME");
-        return (home == nullptr ? std::string() : home + std::string("/Library/Logs"))
-            + path.substr(path.rfind('/'));
-    }
-
-    const std::vector<std::string> m_arguments;
-    bool m_hasLogFile = false;
 };
 
 } // namespace

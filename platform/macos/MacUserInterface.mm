@@ -2,8 +2,6 @@
 #include "platform/Trust.h"
 #include "platform/macos/FoundationText.h"
 #include "platform/macos/MacPlatform.h"
-#include "platform/shared/StatusView.h"
-#include "platform/shared/WebPage.h"
 
 #import <AppKit/AppKit.h>
 #import <UserNotifications/UserNotifications.h>
@@ -36,14 +34,14 @@ void makeMenus() {
     application.windowsMenu = window;
 }
 
-/// The main interface: a window that is one scrollable status view, and the menus.
-::NSTextView* openMainWindow() {
+/// Opens the window, which is one scrollable text view.
+::NSTextView* windowsTextView() {
     NSScrollView* const scrollView = [::NSTextView scrollableTextView];
     ::NSTextView* const textView = scrollView.documentView;
     textView.editable = NO;
     // Text without a colour is black, in a dark window light.
     textView.usesAdaptiveColorMappingForDarkAppearance = YES;
-    NSWindow* const window =
+    const auto window =
         [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, 560, 320)
                                     styleMask:NSWindowStyleMaskTitled | NSWindowStyleMaskClosable
                                     | NSWindowStyleMaskMiniaturizable | NSWindowStyleMaskResizable
@@ -55,15 +53,14 @@ void makeMenus() {
     window.contentView = scrollView;
     [window center];
     [window makeKeyAndOrderFront:nil];
-    makeMenus();
     return textView;
 }
 
 ::NSAlert* platformAlertOf(const NSAlert& alert) {
     ::NSAlert* const platformAlert = [[::NSAlert alloc] init];
-    [platformAlert setMessageText:stringOfText(alert.messageText)];
-    [platformAlert setInformativeText:stringOfText(alert.informativeText)];
-    [platformAlert setAlertStyle:static_cast<::NSAlertStyle>(alert.alertStyle)];
+    platformAlert.messageText = stringOfText(alert.messageText);
+    platformAlert.informativeText = stringOfText(alert.informativeText);
+    platformAlert.alertStyle = static_cast<::NSAlertStyle>(alert.alertStyle);
     for (const std::string& button : alert.buttons) {
         [platformAlert addButtonWithTitle:stringOfText(button)];
     }
@@ -76,28 +73,30 @@ void makeMenus() {
 /// Runs an alert whose last button is the answer to Return and Escape, and whose others can be
 /// pressed only after a while.
 NSModalResponse runGuarded(::NSAlert* alert) {
-    NSButton* const last = alert.buttons.lastObject;
-    for (NSButton* button in alert.buttons) {
+    NSArray<NSButton*>* const buttons = alert.buttons;
+    NSButton* const last = buttons.lastObject;
+    for (NSButton* button in buttons) {
         button.keyEquivalent = button == last ? @"\r" : @"";
         button.enabled = button == last;
     }
-    NSTimer* const timer =
-        [NSTimer timerWithTimeInterval:std::chrono::duration<double>(guardedFor).count() repeats:NO
-                                 block:^(NSTimer*) {
-                                     for (NSButton* button in alert.buttons) {
-                                         button.enabled = YES;
-                                     }
-                                 }];
+    const auto enable = ^(NSTimer*) {
+        for (NSButton* button in buttons) {
+            button.enabled = YES;
+        }
+    };
+    const auto pressLast = ^NSEvent*(NSEvent* event) {
+        constexpr unsigned short escapeKey = 53;
+        if (event.keyCode != escapeKey) {
+            return event;
+        }
+        [last performClick:nil];
+        return nil;
+    };
+    const std::chrono::duration<NSTimeInterval> guarded = guardedFor;
+    NSTimer* const timer = [NSTimer timerWithTimeInterval:guarded.count() repeats:NO block:enable];
     [[NSRunLoop currentRunLoop] addTimer:timer forMode:NSModalPanelRunLoopMode];
-    constexpr unsigned short escapeKey = 53;
     const id monitor = [NSEvent addLocalMonitorForEventsMatchingMask:NSEventMaskKeyDown
-                                                             handler:^NSEvent*(NSEvent* event) {
-                                                                 if (event.keyCode != escapeKey) {
-                                                                     return event;
-                                                                 }
-                                                                 [last performClick:nil];
-                                                                 return nil;
-                                                             }];
+                                                             handler:pressLast];
     const NSModalResponse response = [alert runModal];
     [NSEvent removeMonitor:monitor];
     [timer invalidate];
@@ -107,98 +106,69 @@ NSModalResponse runGuarded(::NSAlert* alert) {
 /// In a fixed-width font; the view follows its last line as long as that is in sight.
 void appendText(::NSTextView* view, std::string_view text) {
     const BOOL isEndInSight = NSMaxY(view.visibleRect) >= NSMaxY(view.bounds) - 1;
-    ::NSTextStorage* const storage = view.textStorage;
-    const NSUInteger before = storage.length;
-    [storage appendAttributedString:[[NSAttributedString alloc] initWithString:stringOfText(text)]];
     NSFont* const font = [NSFont monospacedSystemFontOfSize:NSFont.systemFontSize
                                                      weight:NSFontWeightRegular];
-    [storage addAttribute:NSFontAttributeName value:font
-                    range:NSMakeRange(before, storage.length - before)];
+    [view.textStorage appendAttributedString:[[NSAttributedString alloc]
+                                                 initWithString:stringOfText(text)
+                                                     attributes:@{NSFontAttributeName : font}]];
     if (isEndInSight) {
-        [view scrollRangeToVisible:NSMakeRange(storage.length, 0)];
+        [view scrollRangeToVisible:NSMakeRange(view.textStorage.length, 0)];
     }
 }
 
-/// Shown when the user has allowed it, for which the system asks once.
-void deliver(UNMutableNotificationContent* content) {
-    UNUserNotificationCenter* const center = [UNUserNotificationCenter currentNotificationCenter];
-    [center requestAuthorizationWithOptions:UNAuthorizationOptionAlert completionHandler:^(
-        BOOL isGranted, NSError*) {
-        if (isGranted) {
-            [center addNotificationRequest:[UNNotificationRequest
-                                               requestWithIdentifier:[NSUUID UUID].UUIDString
-                                                             content:content
-                                                             trigger:nil]
-                     withCompletionHandler:nil];
-        }
-    }];
-}
-
-class AppKitInterface final : public MacUserInterface {
+class MacUserInterface final : public ModalUserInterface {
 public:
-    explicit AppKitInterface(std::shared_ptr<ModalWork> modalWork)
-        : m_modalWork(std::move(modalWork)) { }
+    using ModalUserInterface::ModalUserInterface;
 
-    NSTextView* statusTextView() override {
-        if (!m_statusView) {
-            ::NSTextView* const view = openMainWindow();
-            m_window = view.window;
-            m_statusView = std::make_unique<StatusView>(
-                [view](std::string_view text) { appendText(view, text); });
-        }
-        return m_statusView.get();
-    }
-
-    void showServer(const std::string& server) override {
-        m_window.title = stringOfText(server.empty() ? "Quillet" : server + " - Quillet");
-    }
-
-    int runModal(const NSAlert& alert) override {
-        NSModalResponse response = 0;
-        m_modalWork->run([&] {
-            ::NSAlert* const platformAlert = platformAlertOf(alert);
-            response = [platformAlert runModal];
-        });
-        return static_cast<int>(response);
-    }
-
-    /// Outside its bundle the agent has no notifications.
+    /// Shown when the user has allowed it, for which the system asks once. Outside its bundle the
+    /// agent has no notifications.
     void deliverNotification(const NSUserNotification& notification) override {
         if ([NSBundle mainBundle].bundleIdentifier == nil) {
             return;
         }
-        UNMutableNotificationContent* const content = [[UNMutableNotificationContent alloc] init];
+        const auto content = [[UNMutableNotificationContent alloc] init];
         content.title = stringOfText(notification.title.value_or(""));
         content.body = stringOfText(notification.informativeText.value_or(""));
-        deliver(content);
-    }
-
-    bool openURL(const std::string& url) override {
-        NSURL* const address = isWebPage(url) ? [NSURL URLWithString:stringOfText(url)] : nil;
-        return address != nil && [[NSWorkspace sharedWorkspace] openURL:address];
-    }
-
-    /// The keychain asks for its passwords itself; there is no other token.
-    std::optional<std::string> askForPassword(const std::string&, bool) override {
-        return std::nullopt;
+        const auto request = [UNNotificationRequest requestWithIdentifier:[NSUUID UUID].UUIDString
+                                                                  content:content
+                                                                  trigger:nil];
+        const auto center = [UNUserNotificationCenter currentNotificationCenter];
+        const auto deliver = ^(BOOL isGranted, NSError*) {
+            if (isGranted) {
+                [center addNotificationRequest:request withCompletionHandler:nil];
+            }
+        };
+        [center requestAuthorizationWithOptions:UNAuthorizationOptionAlert
+                              completionHandler:deliver];
     }
 
 private:
-    const std::shared_ptr<ModalWork> m_modalWork;
-    std::unique_ptr<StatusView> m_statusView;
+    StatusView::Append openMainWindow() override {
+        ::NSTextView* const view = windowsTextView();
+        m_window = view.window;
+        makeMenus();
+        return [view](std::string_view text) { appendText(view, text); };
+    }
+
+    void setTitle(const std::string& title) override { m_window.title = stringOfText(title); }
+
+    long show(const NSAlert& alert, bool isGuarded) override {
+        ::NSAlert* const shown = platformAlertOf(alert);
+        return isGuarded ? runGuarded(shown) : [shown runModal];
+    }
+
+    bool openPage(const std::string& url) override {
+        NSURL* const address = [NSURL URLWithString:stringOfText(url)];
+        return address != nil && [[NSWorkspace sharedWorkspace] openURL:address];
+    }
+
     NSWindow* m_window = nil;
 };
 
 } // namespace
 
-bool agreesInAlert(ModalWork& modalWork, const NSAlert& question) {
-    NSModalResponse response = 0;
-    modalWork.run([&] { response = runGuarded(platformAlertOf(question)); });
-    return response == NSAlertFirstButtonReturn;
-}
-
-std::unique_ptr<MacUserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork) {
-    return std::make_unique<AppKitInterface>(std::move(modalWork));
+std::unique_ptr<ModalUserInterface> makeMacUserInterface(std::shared_ptr<ModalWork> modalWork) {
+    return std::make_unique<MacUserInterface>(std::move(modalWork));
 }
 
 } // namespace platform

@@ -1,10 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "platform/macos/PropertyList.h"
 
+#include "platform/macos/MacPlatform.h"
+#include "platform/shared/PreferencePolicy.h"
+
 #include <Security/Security.h>
 #include <vector>
 
 namespace platform {
+
+namespace {
+
+Owned<CFStringRef> stringOf(const std::string& text) {
+    return Owned<CFStringRef>(
+        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+            static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+}
+
+} // namespace
 
 std::string textOf(CFStringRef string) {
     const CFRange all{0, CFStringGetLength(string)};
@@ -67,8 +80,9 @@ PropertyValue propertyValueOf(CFTypeRef value) {
     }
     if (type == CFNumberGetTypeID()) {
         std::int64_t number = 0;
-        CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number);
-        return number;
+        if (CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number)) {
+            return number;
+        }
     }
     if (type == SecIdentityGetTypeID()) {
         using Identity = KeychainObject<SecIdentity, ::SecIdentityRef>;
@@ -77,6 +91,21 @@ PropertyValue propertyValueOf(CFTypeRef value) {
         return SecIdentityRef(std::make_shared<Identity>(std::move(identity)));
     }
     return descriptionOf(value);
+}
+
+ManagedPolicy managedPreferences(const std::string& applicationIdentifier) {
+    const auto application = stringOf(applicationIdentifier);
+    const auto preference = [&](const std::string& name) -> std::optional<Preference> {
+        const auto key = stringOf(name);
+        const Owned<CFPropertyListRef> value(
+            CFPreferencesCopyAppValue(key.get(), application.get()));
+        if (!value) {
+            return std::nullopt;
+        }
+        return Preference{propertyValueOf(value.get()),
+            CFPreferencesAppValueIsForced(key.get(), application.get()) != 0};
+    };
+    return policyOfPreferences("managed preferences of " + applicationIdentifier, preference);
 }
 
 } // namespace platform

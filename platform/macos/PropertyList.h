@@ -25,7 +25,7 @@ Bytes bytesOfData(CFDataRef data);
 PropertyArray arrayOf(CFArrayRef array);
 /// Entries whose key is no text are left out.
 PropertyDictionary dictionaryOf(CFDictionaryRef dictionary);
-/// Numbers are truncated to whole ones; what has no counterpart becomes its description.
+/// What has no counterpart, a number that is not whole too, becomes its description.
 PropertyValue propertyValueOf(CFTypeRef value);
 
 /// A certificate, key or identity of the keychain. Descriptions hold nothing secret.

@@ -23,6 +23,13 @@ std::unique_ptr<URLSessionDataTask> makeDataTask(std::function<void()> resume) {
     return std::make_unique<DataTask>(std::move(resume));
 }
 
+std::unique_ptr<URLSessionDataTask> makeRefusedDataTask(
+    WorkQueue& queue, DataTaskCompletion completion, std::string words) {
+    return makeDataTask([&queue, completion = std::move(completion), words = std::move(words)] {
+        queue.post([completion, words] { completeDataTask(completion, words, {}, {}); });
+    });
+}
+
 void completeDataTask(const DataTaskCompletion& completion, std::optional<std::string> error,
     std::optional<std::string> data, const URLResponse& response) {
     if (error) {

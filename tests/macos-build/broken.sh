@@ -18,7 +18,7 @@ notices() {
   cp "$file" "$work/whole"
   sed -i -E "$script" "$file"
   ! cmp -s "$file" "$work/whole" || { echo "nothing to break for $what"; failures=$((failures + 1)); }
-  if "$work/tests/macos-build/check.sh" "$work" "$files" >"$work/output" 2>&1 \
+  if "$work/tests/macos-build/check.sh" "$work" "$files" "$work/build" >"$work/output" 2>&1 \
     || ! grep -qE "$words" "$work/output"; then
     echo "not noticed: $what"
     tail -20 "$work/output"
@@ -28,7 +28,12 @@ notices() {
 }
 
 notices 'std::to_chars(double) where the oldest system has none' resources/Info.plist \
-  's/>14\.0</>13.0</' 'foundation/JsonValue\.cpp' 'this is in macOS 13\.3 and later'
+  's/>14\.0</>13.0</' 'foundation/JsonValue\.cpp' "'to_chars' is unavailable"
+notices 'a header that only Linux has' foundation/URLComponents.cpp '/<charconv>/i #include <sys/epoll.h>' \
+  'foundation/URLComponents\.cpp' "'sys/epoll.h' file not found"
+notices 'an integer that is another one on macOS' foundation/Utf8.cpp \
+  '$ a #include <algorithm>\nstd::uint64_t larger(unsigned long a, std::uint64_t b) { return std::max(a, b); }' \
+  'foundation/Utf8\.cpp' 'no matching function'
 notices 'a binding that shadows another' ZqMacClient/ZqKeychainAccess.cpp \
   's/const auto& entry : values->entries\(\)/const auto\& [oid, entry] : values->entries()/
    s/\[&property = entry\.second\]/[\&entry = entry]/

@@ -1,46 +1,81 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Builds as on macOS, as far as that can be done elsewhere: configures the project for Darwin, with and
-# without tests, and compiles what that would compile, by clang 19 with libc++, with the project's flags,
-# against the declarations beside this. No object may use what the oldest system lacks.
-#   check.sh PROJECT_ROOT [FILES]     FILES: a regular expression; all files unless told otherwise
+# without tests and for both processors; compiles and links the program as macOS would, by clang 19 and its
+# linker, against the headers and libraries that sdk.sh makes; and compiles what the tests are made of.
+#   check.sh PROJECT_ROOT [FILES [FOLDER]]
+# FILES is a regular expression: only these are compiled, and nothing is linked. FOLDER is where all is
+# done, and reused next time; one that is removed unless told otherwise.
 set -euo pipefail
 root=$(cd "$1" && pwd)
-files=${2:-.}
+files=${2:-}
 here=$root/tests/macos-build
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+if [ -n "${3:-}" ]; then
+  mkdir -p "$3"
+  work=$(cd "$3" && pwd)
+else
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+fi
 fail() {
   echo "as on macOS: $1" >&2
   exit 1
 }
+processor=$(uname -m)
+processor=${processor/aarch64/arm64}
 compiler=$(command -v clang++-19) || fail "clang++-19 is not installed"
+
+# As Apple's compiler, beside the project's own flags. The C library here speaks to GNU's compiler.
+cxx="-isystem $here/libc -U__nonnull -D_GNU_SOURCE -Qunused-arguments"
+objectiveC="-Wexplicit-ownership-type -Wselector -Wundeclared-selector -Wnullable-to-nonnull-conversion"
 
 # configure NAME OPTION...: the tools of macOS that CMake asks for are there and say nothing.
 configure() {
   local name=$1
   shift
   PATH="$work/tools:$PATH" cmake -G Ninja -S "$root" -B "$work/$name" \
-    -DCMAKE_SYSTEM_NAME=Darwin -DCMAKE_SYSTEM_PROCESSOR=arm64 -DCMAKE_OSX_SYSROOT="$work/sdk" \
-    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_COMPILER_WORKS=ON \
-    -DCMAKE_OBJCXX_COMPILER="$compiler" -DCMAKE_OBJCXX_COMPILER_WORKS=ON \
-    -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_SYSTEM_NAME=Darwin "-DCMAKE_SYSTEM_PROCESSOR=$processor" "-DCMAKE_OSX_SYSROOT=$work/sdk" \
+    "-DCMAKE_CXX_COMPILER=$compiler" -DCMAKE_CXX_COMPILER_WORKS=ON \
+    "-DCMAKE_CXX_COMPILER_TARGET=$processor-apple-macos" "-DCMAKE_CXX_FLAGS=$cxx" \
+    "-DCMAKE_OBJCXX_COMPILER=$compiler" -DCMAKE_OBJCXX_COMPILER_WORKS=ON \
+    "-DCMAKE_OBJCXX_COMPILER_TARGET=$processor-apple-macos" "-DCMAKE_OBJCXX_FLAGS=$cxx $objectiveC" \
+    "-DCMAKE_AR=$work/tools/ar" "-DCMAKE_RANLIB=$work/tools/ranlib" "-DCMAKE_EXE_LINKER_FLAGS=--ld-path=$work/tools/ld -mlinker-version=1000" \
+    -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY -DCMAKE_CXX_COMPILER_LAUNCHER=env \
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo '-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -DNDEBUG' '-DCMAKE_OBJCXX_FLAGS_RELWITHDEBINFO=-O0 -DNDEBUG' \
     -DQUILLET_BENCH=OFF "$@" >"$work/$name.log" 2>&1 \
     || { cat "$work/$name.log"; fail "the project cannot be configured ($name)"; }
 }
-mkdir -p "$work/tools" "$work/sdk"
-for tool in install_name_tool lipo otool sw_vers xcrun; do
+"$here/sdk.sh" "$root" "$work/sdk"
+rm -rf "$work/tools"
+mkdir "$work/tools"
+for tool in install_name_tool lipo otool ranlib sw_vers xcrun; do
   ln -s "$(type -P true)" "$work/tools/$tool"
 done
+# Nothing here makes the platform's archives, so an archive is a list of its members.
+cat >"$work/tools/ar" <<'END'
+#!/bin/bash
+printf '%s\n' "${@:3}" >"$2"
+END
+cat >"$work/tools/ld" <<'END'
+#!/bin/bash
+declare -A known
+arguments=()
+for argument; do
+  case $argument in
+    *.a)
+      [ "${known[$argument]:-}" ] || mapfile -t -O "${#arguments[@]}" arguments <"$argument"
+      known[$argument]=1
+      ;;
+    *) arguments+=("$argument") ;;
+  esac
+done
+exec ld64.lld-19 --error-limit=0 "${arguments[@]}"
+END
+chmod +x "$work/tools/"{ar,ld}
 gtest=$(find /usr/lib -name GTestConfig.cmake | head -1)
-configure tests -DQUILLET_TESTS=ON -DGTest_DIR="$(dirname "$gtest")"
+configure tests -DQUILLET_TESTS=ON "-DGTest_DIR=$(dirname "$gtest")"
 # No compiler here makes code for two processors, so none is asked.
 configure universal -DQUILLET_TESTS=OFF '-DCMAKE_OSX_ARCHITECTURES=arm64;x86_64' -DCMAKE_HAVE_LIBC_PTHREAD=1
-
-# One compiler call a line, without its output.
-sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$work/tests/compile_commands.json" \
-  | sed 's/\\"/"/g; s/\\\\/\\/g; s/^[^ ]*ccache //; s/ -o [^ ]* -c / /' >"$work/calls"
-! grep -qe -fcf-protection "$work/calls" || fail "-fcf-protection is for one processor alone"
 
 # Every framework whose header is included is linked, and no other.
 included=$(grep -hoE '^#(include|import) <[A-Z][A-Za-z]+/' -r "$root/platform/macos" \
@@ -48,51 +83,34 @@ included=$(grep -hoE '^#(include|import) <[A-Z][A-Za-z]+/' -r "$root/platform/ma
 linked=$(grep -oE 'framework [A-Za-z]+' "$work/tests/build.ninja" | sed 's/framework //' | sort -u)
 [ "$included" = "$linked" ] || fail "the frameworks included ($(echo $included)) and linked ($(echo $linked)) differ"
 
-# As Apple's compiler, beside the project's own flags. The platform's headers are system headers.
-apple="-stdlib=libc++ -Qunused-arguments -fblocks -isystem $here/libc -isystem $root/tests/macos-declarations"
-objectiveC="-fobjc-runtime=macosx-14.0 -fobjc-weak -Wexplicit-ownership-type -Wselector"
-objectiveC+=" -Wundeclared-selector -Wnullable-to-nonnull-conversion"
-export work apple objectiveC
-# The headers that most tests begin with are read once.
-prepareTests() {
-  printf '#include <%s>\n' gmock/gmock.h gtest/gtest.h >"$work/tests.h"
-  bash -c "${test% *} $apple -x c++-header $work/tests.h -o $work/tests.pch"
-}
-compile() {
-  local file=${1##* }
-  case $file in
-    *.mm)
-      bash -c "$1 $apple $objectiveC -fsyntax-only"
-      bash -c "$1 $apple $objectiveC -fsyntax-only -DQUILLET_INTEL"
-      ;;
-    *.h) bash -c "${1% *} -x c++ $file $apple -fsyntax-only -Wno-pragma-once-outside-header" ;;
-    */tests/fuzz/*) bash -c "$1 $apple -fsyntax-only" ;;
-    */tests/*) bash -c "$1 $apple -fsyntax-only -include-pch $work/tests.pch" ;;
-    *) bash -c "$1 $apple -O0 -g0 -U_FORTIFY_SOURCE -c -o $work/objects/$(echo "$file" | tr / _).o" ;;
-  esac || { echo "as on macOS: $file does not compile"; return 1; }
-}
-export -f compile
-mkdir "$work/objects"
+if [ -z "$files" ]; then
+  cd "$work/tests"
+  ninja -j 2 -k 0 ZqMacClient >"$work/program.log" 2>&1 \
+    || { grep -vE '^\[[0-9]+/' "$work/program.log"; fail "the program cannot be made"; }
+  # Each library is needed, and would be missed.
+  link=$(ninja -t commands ZqMacClient | tail -1)
+  for library in $(grep -oE -- '-framework +[A-Za-z]+|-lobjc' <<<"$link" | tr ' ' , | sort -u); do
+    ! eval "${link/"${library/,/ }"/}" >/dev/null 2>&1 || fail "${library/,/ } is linked without need"
+  done
+fi
+
+# One compiler call a line, without its output.
+sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$work/tests/compile_commands.json" \
+  | sed 's/\\"/"/g; s/\\\\/\\/g; s/ -o [^ ]* -c / /' >"$work/calls"
+! grep -qe -fcf-protection "$work/calls" || fail "-fcf-protection is for one processor alone"
 # What is read before the headers of a test could hide what they lack, so they are read alone, too.
 test=$(grep -m1 " $root/tests/unit/" "$work/calls")
 for folder in support fuzz platform-shared; do
-  printf "${test% *} %s\n" "$root/tests/$folder"/*.h >>"$work/calls"
-done
-grep -E " [^ ]*($files)[^ ]*$" "$work/calls" >"$work/wanted" || fail "no file is like $files"
-if grep -q " $root/tests/" "$work/wanted"; then
-  prepareTests
+  printf "${test% *} -x c++ -Wno-pragma-once-outside-header %s\n" "$root/tests/$folder"/*.h
+done >>"$work/calls"
+# The headers that most tests begin with are read once. On Apple silicon BOOL is another type.
+printf '#include <%s>\n' gmock/gmock.h gtest/gtest.h >"$work/tests.h"
+grep -E " [^ ]*(${files:-"$root/tests/|\.mm"})[^ ]*$" "$work/calls" | sed -E \
+  -e "s,.* $root/tests/(unit|differential|platform-shared|support)/[^ ]*\.cpp$,& -include-pch $work/tests.pch," \
+  -e "s/.*\.mm$/${files:+&\\n}& -DQUILLET_APPLE_SILICON/" >"$work/wanted"
+[ -s "$work/wanted" ] || fail "no file is like $files"
+if grep -q include-pch "$work/wanted"; then
+  ${test% *} -x c++-header "$work/tests.h" -o "$work/tests.pch"
 fi
-tr '\n' '\0' <"$work/wanted" | xargs -0 -P 2 -I {} bash -c 'compile "$1"' - {} \
-  || fail "not everything compiles"
-
-# What the oldest system's C++ library lacks.
-oldest=$(sed -n '/LSMinimumSystemVersion/{n;s/.*<string>\(.*\)<.*/\1/p}' "$root/resources/Info.plist")
-find "$work/objects" -name '*.o' -exec nm -u -C {} + | sed -n 's/^ *U //p' | sort -u >"$work/used"
-while read -r since pattern; do
-  case $since in '#'* | '') continue ;; esac
-  if [ "$(printf '%s\n' "$since" "$oldest" | sort -V | tail -1)" != "$oldest" ] \
-    && grep -E "$pattern" "$work/used"; then
-    fail "this is in macOS $since and later, the oldest system is $oldest"
-  fi
-done <"$here/since.txt"
+tr '\n' '\0' <"$work/wanted" | xargs -0 -P 2 -I {} bash -c '{} -fsyntax-only' || fail "not everything compiles"
 echo "as on macOS: $(wc -l <"$work/wanted") files compile"

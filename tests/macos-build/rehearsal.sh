@@ -126,7 +126,7 @@ never osascript
 
 fails 'no Mac' SYSTEM=Linux
 fails 'xcode-select --install' 'FAIL=xcode-select '
-fails 'installing boost failed' 'FAIL=brew boost'
+fails 'installing googletest failed' 'FAIL=brew googletest'
 fails 'configuring failed' 'FAIL=cmake --preset'
 fails 'building failed' 'FAIL=cmake --build'
 fails 'testing failed' 'FAIL=ctest '

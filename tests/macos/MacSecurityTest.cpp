@@ -49,7 +49,7 @@ protected:
 
     MemoryPlatform memory;
     int ends = 0;
-    const std::unique_ptr<MacSecurity> security
+    const std::unique_ptr<SessionSecurity> security
         = makeMacSecurity(memory.userInterface(), [this] { ++ends; });
 };
 

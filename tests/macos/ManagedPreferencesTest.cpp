@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The policy of an administrator among the preferences of macOS.
-#include "platform/macos/ManagedPreferences.h"
+#include "platform/macos/MacPlatform.h"
 
 #include "tests/macos/MemoryCoreFoundation.h"
 #include "tests/macos/MemoryPreferences.h"

@@ -52,9 +52,10 @@ TEST_F(PropertyListTest, TruthValuesAreNoNumbers) {
     EXPECT_FALSE(*propertyValueOf(kCFBooleanFalse).as<bool>());
 }
 
-TEST_F(PropertyListTest, NumbersAreTruncated) {
+TEST_F(PropertyListTest, WholeNumbersAreNumbersOthersTheirDescription) {
     EXPECT_EQ(*valueOf(makeNumber(-7)).as<std::int64_t>(), -7);
-    EXPECT_EQ(*valueOf(makeNumber(5000000000.75)).as<std::int64_t>(), 5000000000);
+    EXPECT_EQ(*valueOf(makeNumber(5000000000.0)).as<std::int64_t>(), 5000000000);
+    EXPECT_EQ(*valueOf(makeNumber(5000000000.75)).as<std::string>(), "number");
 }
 
 TEST_F(PropertyListTest, ListsKeepTheirOrder) {

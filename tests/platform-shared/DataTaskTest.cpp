@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/shared/DataTask.h"
 
+#include "tests/platform-shared/ManualQueue.h"
+
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -31,6 +33,24 @@ TEST(DataTaskTest, NothingHappensBeforeItIsResumed) {
     EXPECT_EQ(resumed, 0);
     task->resume();
     EXPECT_EQ(resumed, 1);
+}
+
+TEST(DataTaskTest, RefusedOneIsToldSoOnTheQueueOnceItIsResumed) {
+    ManualQueue queue;
+    std::vector<std::string> errors;
+    const auto task = platform::makeRefusedDataTask(
+        queue,
+        [&](const Text& data, const auto& response, const auto& error) {
+            EXPECT_FALSE(data || response);
+            errors.push_back(error->localizedDescription);
+        },
+        "not allowed");
+    queue.run();
+    EXPECT_TRUE(errors.empty());
+    task->resume();
+    EXPECT_TRUE(errors.empty());
+    queue.run();
+    EXPECT_EQ(errors, std::vector<std::string>{"not allowed"});
 }
 
 TEST(DataTaskTest, AnswerOfAnyStatusIsHandedOn) {

@@ -57,7 +57,6 @@ enum : NSRequestUserAttentionType { NSCriticalRequest = 0 };
                   keyEquivalent:(NSString*)keyEquivalent;
 @end
 
-typedef NSString* NSAttributedStringKey;
 extern "C" NSAttributedStringKey const NSFontAttributeName;
 typedef CGFloat NSFontWeight;
 extern "C" const NSFontWeight NSFontWeightRegular;

@@ -64,6 +64,7 @@ extern const CFBooleanRef kCFBooleanFalse;
 extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 extern const CFRunLoopMode kCFRunLoopDefaultMode;
+extern int __CFConstantStringClassReference[]; // the class of the compiler's own strings
 
 #ifdef __clang__
 #pragma clang assume_nonnull begin

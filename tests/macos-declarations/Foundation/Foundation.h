@@ -40,16 +40,6 @@ static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) {
     return {location, length};
 }
 
-@interface NSAttributedString : NSObject
-- (instancetype)initWithString:(NSString*)string;
-@property (readonly) NSUInteger length;
-@end
-
-@interface NSMutableAttributedString : NSAttributedString
-- (void)appendAttributedString:(NSAttributedString*)string;
-- (void)addAttribute:(NSString*)name value:(id)value range:(NSRange)range;
-@end
-
 @interface NSData : NSObject
 @property (readonly) NSUInteger length;
 @property (readonly) const void* _Nullable bytes;
@@ -76,6 +66,17 @@ static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) {
 + (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull[_Nullable])objects
                               forKeys:(const KeyType<NSCopying> _Nonnull[_Nullable])keys
                                 count:(NSUInteger)count;
+@end
+
+using NSAttributedStringKey = NSString*;
+@interface NSAttributedString : NSObject
+- (instancetype)initWithString:(NSString*)string
+                    attributes:(nullable NSDictionary<NSAttributedStringKey, id>*)attributes;
+@property (readonly) NSUInteger length;
+@end
+
+@interface NSMutableAttributedString : NSAttributedString
+- (void)appendAttributedString:(NSAttributedString*)string;
 @end
 
 @interface NSError : NSObject

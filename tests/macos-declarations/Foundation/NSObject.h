@@ -4,10 +4,10 @@
 
 #pragma clang assume_nonnull begin
 
-#ifdef QUILLET_INTEL
-using BOOL = signed char;
+#if __OBJC_BOOL_IS_BOOL || defined(QUILLET_APPLE_SILICON)
+using BOOL = bool;
 #else
-using BOOL = bool; // on Apple silicon
+using BOOL = signed char;
 #endif
 #define YES __objc_yes
 #define NO __objc_no
