@@ -9,16 +9,10 @@ namespace devserver {
 
 namespace {
 
+using openssl::unsignedBytes;
+
 constexpr std::string_view alphabet
     = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-const unsigned char* unsignedBytes(std::string_view text) {
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-unsigned char* unsignedBytes(std::string& text) {
-    return reinterpret_cast<unsigned char*>(text.data());
-}
 
 } // namespace
 

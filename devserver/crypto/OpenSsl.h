@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <openssl/bio.h>
 #include <openssl/err.h>
@@ -19,6 +20,14 @@ using Bio = Handle<BIO, BIO_free_all>;
 using Key = Handle<EVP_PKEY, EVP_PKEY_free>;
 using Certificate = Handle<X509, X509_free>;
 using Extension = Handle<X509_EXTENSION, X509_EXTENSION_free>;
+
+/// Text as OpenSSL takes bytes.
+inline const unsigned char* unsignedBytes(std::string_view text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+inline unsigned char* unsignedBytes(std::string& text) {
+    return reinterpret_cast<unsigned char*>(text.data());
+}
 
 /// The bytes that `write` puts into a memory BIO; nothing when it does not return 1.
 template <typename Write>

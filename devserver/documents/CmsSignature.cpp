@@ -18,10 +18,6 @@ using namespace openssl;
 using Content = Handle<CMS_ContentInfo, CMS_ContentInfo_free>;
 using DigestContext = Handle<EVP_MD_CTX, EVP_MD_CTX_free>;
 
-const unsigned char* unsignedBytes(std::string_view text) {
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
-
 Certificate certificateOf(std::string_view der) {
     const unsigned char* position = unsignedBytes(der);
     Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())));

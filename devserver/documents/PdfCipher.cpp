@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "devserver/documents/PdfCipher.h"
 
+#include "devserver/crypto/OpenSsl.h"
 #include "foundation/Handle.h"
 
 #include <array>
@@ -14,15 +15,9 @@ namespace devserver {
 
 namespace {
 
+using openssl::unsignedBytes;
+
 constexpr std::size_t block = 16;
-
-unsigned char* unsignedBytes(std::string& text) {
-    return reinterpret_cast<unsigned char*>(text.data());
-}
-
-const unsigned char* unsignedBytes(std::string_view text) {
-    return reinterpret_cast<const unsigned char*>(text.data());
-}
 
 } // namespace
 

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr std::chrono::milliseconds noLimit = 24h; // a wait that the agent's leaving ends
+constexpr std::chrono::milliseconds untilItLeaves = 24h; // a wait that the agent's leaving ends
 constexpr std::chrono::milliseconds lookAfter = 100ms; // whether an idle agent has left
 constexpr std::size_t wholeMessage = std::size_t{16} << 10; // bytes of a message shown unfolded
 constexpr std::size_t keptFiles = 5;
@@ -194,7 +194,7 @@ void Room::serve(const std::shared_ptr<AgentSession>& agent) {
     const std::string version(stomp::versionText(agent->version()));
     m_note("an agent joined room " + m_id + ", STOMP " + version);
     m_feed->add("agent", json::object{{"state", "joined"}, {"stomp", version}});
-    SessionDriver driver(agent, noLimit, *this);
+    SessionDriver driver(agent, untilItLeaves, *this);
     if (!begin(driver)) {
         agent->close();
         agent->waitForClose(10s);

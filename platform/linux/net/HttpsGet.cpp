@@ -27,7 +27,7 @@ using boost::system::error_code;
 using Parser = http::response_parser<http::empty_body>;
 
 constexpr int interimResponseLimit = 20;
-constexpr std::size_t readSize = std::size_t{16} << 10; // the most that a TLS record holds
+constexpr std::size_t recordSize = std::size_t{16} << 10; // the most that a TLS record holds
 
 struct Address {
     Destination destination;
@@ -117,7 +117,7 @@ asio::awaitable<error_code> readBody(
             co_return errorOf(body.state());
         }
         stream.layer().expireAfter(peer.limit);
-        const asio::mutable_buffer room = buffer.prepare(readSize);
+        const asio::mutable_buffer room = buffer.prepare(recordSize);
         length = co_await stream.async_read_some(
             room, asio::redirect_error(asio::use_awaitable, error));
         bytes = room;
