@@ -121,6 +121,9 @@ public:
             m_application.setCommand([this] { return printIdentities(); });
         }
         m_security.setSessionEnd([this] { m_application.stop(EXIT_SUCCESS); });
+        if (hasLink(m_system.arguments())) {
+            m_network.prepare();
+        }
         if (m_desktop) {
             m_application.setMainLoop(&m_desktop->mainLoop());
         }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace platform {
@@ -23,22 +24,25 @@ public:
 
     /// `tell` shows a line to the user; it is called on the main thread. `wayOut` is what its user
     /// can do about work that does not end.
-    SideWork(LinuxApplication& application, Tell tell, std::string wayOut, Patience patience)
-        : m_application(application)
-        , m_tell(std::move(tell))
-        , m_wayOut(std::move(wayOut))
-        , m_patience(patience) { }
+    SideWork(LinuxApplication& application, Tell tell, std::string wayOut, Patience patience);
+    ~SideWork();
 
-    /// Runs `work` on a thread of its own and returns when it is done. Meanwhile the window is
+    /// Runs `work` on another thread and returns when it is done. Meanwhile the window is
     /// painted and can be closed, and the work may ask the user; nothing of a session is delivered.
     /// `waitingFor` tells, on any thread, what it is that takes its time.
     void run(const Name& waitingFor, const std::function<void()>& work) const;
 
 private:
+    class Thread;
+    class Alarm;
+
     LinuxApplication& m_application;
     Tell m_tell;
     std::string m_wayOut;
     Patience m_patience;
+    // Kept, for each listing of a card is such work.
+    mutable std::unique_ptr<Thread> m_worker;
+    mutable std::unique_ptr<Alarm> m_alarm;
 };
 
 } // namespace platform

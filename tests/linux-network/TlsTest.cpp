@@ -157,6 +157,24 @@ TEST(TlsTest, ServerThatHangsUpInTheHandshakeIsALostConnection) {
     EXPECT_EQ(get(server.url("/")), "the connection to localhost was lost");
 }
 
+TEST(TlsTest, ServerMayAskForNewKeysAtAnyTime) {
+    const std::string body(std::size_t{1} << 20, 'x');
+    const TestServer server(serverContext(trustedIdentity()), [&](TlsSocket& tls) {
+        readRequest(tls);
+        const std::string answer
+            = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n";
+        boost::asio::write(tls, boost::asio::buffer(answer));
+        SSL_key_update(tls.native_handle(), SSL_KEY_UPDATE_REQUESTED);
+        boost::asio::write(tls, boost::asio::buffer(body));
+        // What the client says afterwards comes under its new keys.
+        boost::system::error_code ended;
+        std::string rest;
+        boost::asio::read(tls, boost::asio::dynamic_buffer(rest), ended);
+        EXPECT_NE(ended.category(), boost::asio::error::get_ssl_category()) << ended.message();
+    });
+    EXPECT_EQ(get("https://localhost:" + std::to_string(server.port()) + "/"), body);
+}
+
 TEST(TlsTest, ServerLearnsTheNameThatIsAskedFor) {
     std::string name;
     const TestServer server(serverContext(trustedIdentity()), [&](TlsSocket& tls) {

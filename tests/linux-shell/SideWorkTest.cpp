@@ -114,3 +114,38 @@ TEST(SideWorkDeathTest, ProcessEndsInTheMiddleOfWorkThatNeverDoes) {
     };
     EXPECT_EXIT(endInTheMiddle(), testing::ExitedWithCode(3), "");
 }
+
+TEST_F(SideWorkTest, NextWorkIsDoneOnTheSameThread) {
+    const SideWork work(application, [](const std::string&) {}, "", {1h, 1h});
+    std::vector<std::thread::id> workers;
+    for (int i = 0; i < 3; ++i) {
+        work.run([] { return "a card"; }, [&] { workers.push_back(std::this_thread::get_id()); });
+    }
+    EXPECT_EQ(workers, std::vector(3, workers.front()));
+}
+
+TEST_F(SideWorkTest, WorkThatBeginsWhileTheUserIsAskedIsDoneToo) {
+    const SideWork work(application, [](const std::string&) {}, "", {1h, 1h});
+    std::vector<std::string> done;
+    work.run([] { return "a card"; },
+        [&] {
+            application.runModally(
+                [&] { work.run([] { return "another"; }, [&] { done.emplace_back("another"); }); });
+            done.emplace_back("a card");
+        });
+    EXPECT_THAT(done, ElementsAre("another", "a card"));
+}
+
+TEST_F(SideWorkTest, EachWorkThatTakesLongIsSaid) {
+    std::promise<void> said;
+    const auto tell = [&](const std::string& line) {
+        told.push_back(line);
+        said.set_value();
+    };
+    const SideWork work(application, tell, "", {1ms, 1h});
+    for (const char* card : {"a card", "another"}) {
+        work.run([card] { return card; }, [&] { said.get_future().wait(); });
+        said = {};
+    }
+    EXPECT_THAT(told, ElementsAre("Waiting for a card...", "Waiting for another..."));
+}

@@ -103,7 +103,7 @@ asio::awaitable<Expected<ClientStream>> Connector::connect(
         }
         proxy = std::move(*found);
         // Is made while another thread looks up the name; a failure comes up again when TLS begins.
-        asio::post(co_await asio::this_coro::executor, [this] { tlsContext(); });
+        asio::post(co_await asio::this_coro::executor, [this] { prepare(); });
     }
     auto tcp = co_await connectTransport(destination, std::move(proxy), abort);
     if (!tcp || abort.isRaised()) {

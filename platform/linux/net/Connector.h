@@ -46,6 +46,9 @@ public:
     virtual boost::asio::awaitable<Expected<ClientStream>> connect(
         Destination destination, AbortSignal& abort);
 
+    /// Makes what all connections have in common, which a failure leaves to the first of them.
+    void prepare() { tlsContext(); }
+
     /// From any thread; counts for the connections that are begun afterwards.
     void setRule(ConnectionRule rule);
 

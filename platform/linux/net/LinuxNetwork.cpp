@@ -55,6 +55,9 @@ public:
     void get(const std::string& url, DataTaskCompletion completion);
     std::shared_ptr<WebSocket> open(
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate);
+    void prepare() {
+        post([this] { m_connector.prepare(); });
+    }
     void setRule(ConnectionRule rule) { m_connector.setRule(std::move(rule)); }
     void flush(std::chrono::milliseconds limit);
 
@@ -201,6 +204,10 @@ std::unique_ptr<URLSessionDataTask> LinuxNetwork::dataTaskWithURL(
 std::shared_ptr<WebSocket> LinuxNetwork::openWebSocket(
     const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) {
     return m_impl->open(request, std::move(delegate));
+}
+
+void LinuxNetwork::prepare() {
+    m_impl->prepare();
 }
 
 std::optional<NetworkHost> LinuxNetwork::hostToConnect(const std::string& host) {

@@ -43,6 +43,9 @@ public:
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) override;
     void flush(std::chrono::milliseconds limit) override;
 
+    /// Has what the first connection needs made, on the network's thread.
+    void prepare();
+
     /// As `Trust` has them.
     static std::optional<NetworkHost> hostToConnect(const std::string& host);
     void setConnectionRule(ConnectionRule rule);
