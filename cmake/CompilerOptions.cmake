@@ -58,3 +58,13 @@ if(QUILLET_COVERAGE)
   target_compile_options(quillet_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(quillet_options INTERFACE --coverage)
 endif()
+
+# quillet_compile_small(TARGETS...): for code that waits for people, cards and networks. What works
+# through the bytes of a document is in other targets.
+function(quillet_compile_small)
+  if(NOT QUILLET_SANITIZERS AND NOT QUILLET_COVERAGE)
+    foreach(target ${ARGN})
+      target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os>)
+    endforeach()
+  endif()
+endfunction()

@@ -21,6 +21,8 @@ pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 
 # Asio and Beast are compiled once here instead of in every file that includes them.
 add_library(quillet_asio STATIC cmake/AsioBeast.cpp)
+# Much of them is used by none of the programs that are linked to it.
+target_compile_options(quillet_asio PRIVATE -ffunction-sections -fdata-sections)
 target_compile_definitions(quillet_asio PUBLIC
   BOOST_ASIO_SEPARATE_COMPILATION BOOST_BEAST_SEPARATE_COMPILATION
   BOOST_ASIO_NO_DEPRECATED BOOST_BEAST_USE_STD_STRING_VIEW BOOST_DISABLE_PRAGMA_MESSAGE)
