@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <memory>
 
 #include <expat.h>
 
@@ -54,18 +53,15 @@ bool isNameOfXml(std::string_view text) {
            });
 }
 
-/// An encoding that the parser does not know by itself; it outlives the parsing in `owner`.
-int unknownEncoding(void* owner, const char* name, XML_Encoding* encoding) {
-    auto& known = *static_cast<std::unique_ptr<XmlEncoding>*>(owner);
-    known = XmlEncoding::of(name);
-    if (!known) {
+/// An encoding that the parser does not know by itself.
+int unknownEncoding(void*, const char* name, XML_Encoding* encoding) {
+    const auto meanings = meaningsOfBytes(name);
+    if (!meanings) {
         return XML_STATUS_ERROR;
     }
-    std::copy(known->meanings().begin(), known->meanings().end(), encoding->map);
-    encoding->data = known.get();
-    encoding->convert = [](void* data, const char* sequence) {
-        return static_cast<const XmlEncoding*>(data)->character(sequence);
-    };
+    std::copy(meanings->begin(), meanings->end(), encoding->map);
+    encoding->data = nullptr;
+    encoding->convert = nullptr;
     encoding->release = nullptr;
     return XML_STATUS_OK;
 }
@@ -104,7 +100,7 @@ public:
                 static_cast<Reader*>(self)->refuse("the XML document has a document type; what it "
                                                    "means may change where it is read");
             });
-        XML_SetUnknownEncodingHandler(m_parser.get(), unknownEncoding, &m_encoding);
+        XML_SetUnknownEncodingHandler(m_parser.get(), unknownEncoding, nullptr);
     }
 
     std::optional<XmlReading> run(std::string& error) {
@@ -289,7 +285,6 @@ private:
     std::string_view m_xml;
     const XmlOptions& m_options;
     std::optional<std::size_t> m_without;
-    std::unique_ptr<XmlEncoding> m_encoding;
     Handle<std::remove_pointer_t<XML_Parser>, XML_ParserFree> m_parser;
     XmlCanonicalText m_canonical;
     XmlReading m_result;

@@ -183,14 +183,7 @@ TEST(XmlSignatureTest, EncodingsOfTheDocumentAreKept) {
         }
     }
     signAndVerify("<?xml version='1.0' encoding='windows-1252'?><a>\x80</a>");
-    signAndVerify(
-        "<?xml version='1.0' encoding='Shift_JIS'?><a b='\x83\x5C'>\x93\xFA\x96\x7B\xB1</a>");
-    signAndVerify("<?xml version='1.0' encoding='EUC-JP'?><a>\xC6\xFC\xCB\xDC\x8F\xB0\xA1</a>");
-    signAndVerify("<?xml version='1.0' encoding='Big5'?><\xA4\xA4 \xA4\xE5='1'/>");
-    signAndVerify("<?xml version='1.0' encoding='EUC-KR'?><a>\xC7\xD1\xB1\xDB</a>");
-    EXPECT_THAT(refusalOf("<?xml version='1.0' encoding='Shift_JIS'?><a>\x93</a>"),
-        StartsWith("this is not an XML document: line 1"));
-    for (const char* kind : {"UTF-7", "IBM037"}) {
+    for (const char* kind : {"UTF-7", "IBM037", "Shift_JIS", "EUC-JP", "Big5", "GB18030"}) {
         EXPECT_EQ(refusalOf("<?xml version='1.0' encoding='" + std::string(kind) + "'?><a/>"),
             "the XML document's encoding is not supported; UTF-8 is");
     }
