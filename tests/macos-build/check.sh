@@ -85,8 +85,16 @@ linked=$(grep -oE 'framework [A-Za-z]+' "$work/tests/build.ninja" | sed 's/frame
 
 if [ -z "$files" ]; then
   cd "$work/tests"
+  find bin -name ZqMacClient -type f -delete # whose libraries are made anew
   ninja -j 2 -k 0 ZqMacClient >"$work/program.log" 2>&1 \
     || { grep -vE '^\[[0-9]+/' "$work/program.log"; fail "the program cannot be made"; }
+  program=$(find bin -name ZqMacClient -type f)
+  # What only shows on a Mac depends on these calls and names; what has been replaced stays away.
+  for name in NSTreatUnknownArgumentsAsOpen registerDefaults: setRestorable: \
+    applicationSupportsSecureRestorableState: requestAuthorizationWithOptions:completionHandler:; do
+    grep -qaF "$name" "$program" || fail "the program does not use $name"
+  done
+  ! grep -qaF NSUserNotificationCenter "$program" || fail "nothing is delivered by NSUserNotificationCenter"
   # Each library is needed, and would be missed.
   link=$(ninja -t commands ZqMacClient | tail -1)
   for library in $(grep -oE -- '-framework +[A-Za-z]+|-lobjc' <<<"$link" | tr ' ' , | sort -u); do
@@ -100,11 +108,13 @@ sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$work/tests/compile_commands.json" \
 ! grep -qe -fcf-protection "$work/calls" || fail "-fcf-protection is for one processor alone"
 # What is read before the headers of a test could hide what they lack, so they are read alone, too.
 test=$(grep -m1 " $root/tests/unit/" "$work/calls")
-for folder in support fuzz platform-shared; do
-  printf "${test% *} -x c++ -Wno-pragma-once-outside-header %s\n" "$root/tests/$folder"/*.h
+tests=("$root"/tests/{unit,differential,platform-shared,fuzz,support})
+for file in "$root"/tests/{unit,differential,platform-shared,fuzz,support}/*.h; do
+  ! grep -rqF "\"${file#"$root/"}\"" "${tests[@]}" \
+    || printf '%s -x c++ -Wno-pragma-once-outside-header %s\n' "${test% *}" "$file"
 done >>"$work/calls"
 # The headers that most tests begin with are read once. On Apple silicon BOOL is another type.
-printf '#include <%s>\n' gmock/gmock.h gtest/gtest.h >"$work/tests.h"
+printf '#include %s\n' '<gmock/gmock.h>' '<gtest/gtest.h>' '"tests/support/MemoryPlatform.h"' >"$work/tests.h"
 grep -E " [^ ]*(${files:-"$root/tests/|\.mm"})[^ ]*$" "$work/calls" | sed -E \
   -e "s,.* $root/tests/(unit|differential|platform-shared|support)/[^ ]*\.cpp$,& -include-pch $work/tests.pch," \
   -e "s/.*\.mm$/${files:+&\\n}& -DQUILLET_APPLE_SILICON/" >"$work/wanted"

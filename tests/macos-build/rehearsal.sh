@@ -59,6 +59,10 @@ PROGRAM
 chmod +x "$app/MacOS/ZqMacClient"
 END
 
+for key in NSLocalNetworkUsageDescription LSMinimumSystemVersion; do
+  grep -q "<key>$key</key>" "$tree/resources/Info.plist" || { echo "rehearsal: Info.plist lacks $key"; exit 1; }
+done
+
 failures=0
 complain() {
   echo "rehearsal: $1"

@@ -23,8 +23,7 @@ static inline CGFloat NSMaxY(NSRect rect) {
 
 extern "C" int NSApplicationMain(int argc, const char* _Nonnull argv[_Nonnull]);
 
-typedef NSUInteger NSRequestUserAttentionType;
-enum : NSRequestUserAttentionType { NSCriticalRequest = 0 };
+enum NSRequestUserAttentionType : NSUInteger { NSCriticalRequest = 0 };
 
 @interface NSApplication : NSObject
 @property (class, readonly, strong) NSApplication* sharedApplication;
@@ -131,7 +130,8 @@ enum NSAlertStyle : NSUInteger {
 @end
 
 extern NSRunLoopMode const NSModalPanelRunLoopMode;
-enum NSEventMask : unsigned long long { NSEventMaskKeyDown = 1 << 10 };
+typedef unsigned long long NSEventMask;
+enum : NSEventMask { NSEventMaskKeyDown = 1 << 10 };
 @interface NSEvent : NSObject
 @property (readonly) unsigned short keyCode;
 + (nullable id)addLocalMonitorForEventsMatchingMask:(NSEventMask)mask

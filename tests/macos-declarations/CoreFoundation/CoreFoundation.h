@@ -34,7 +34,7 @@ extern "C" {
 
 using CFIndex = signed long;
 using CFTypeID = unsigned long;
-typedef const void* CFTypeRef;
+typedef const QUILLET_BRIDGED(id) void* CFTypeRef;
 using CFAllocatorRef = const struct __CFAllocator*;
 typedef const struct QUILLET_BRIDGED(NSString) __CFString* CFStringRef;
 typedef const struct QUILLET_BRIDGED(NSData) __CFData* CFDataRef;
@@ -84,9 +84,8 @@ CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding enc
     UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufferLength,
     CFIndex* usedBufferLength);
 
-CFStringRef QUILLET_NULLABLE CFStringCreateWithBytes(CFAllocatorRef QUILLET_NULLABLE allocator,
-    const UInt8* bytes, CFIndex numBytes, CFStringEncoding encoding,
-    Boolean isExternalRepresentation);
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex numBytes,
+    CFStringEncoding encoding, Boolean isExternalRepresentation);
 
 CFTypeID CFDataGetTypeID(void);
 CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
@@ -110,8 +109,7 @@ Boolean CFBooleanGetValue(CFBooleanRef boolean);
 CFTypeID CFNumberGetTypeID(void);
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
-CFPropertyListRef QUILLET_NULLABLE CFPreferencesCopyAppValue(
-    CFStringRef key, CFStringRef applicationID);
+CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef applicationID);
 Boolean CFPreferencesAppValueIsForced(CFStringRef key, CFStringRef applicationID);
 
 CFRunLoopRef CFRunLoopGetMain(void);
