@@ -9,11 +9,9 @@ namespace {
 
 /// A message is received whole: the largest body of a frame, and room for its head.
 constexpr NSInteger largestMessage = NSInteger{257} << 20;
-constexpr std::uint64_t securePort = 443;
 constexpr NSTimeInterval idleLimit = 365.0 * 24 * 60 * 60; // a session may be silent for hours
 constexpr NSTimeInterval requestLimit = 60; // for one GET with all its redirects
 
-/// Nothing for nil.
 std::optional<std::string> errorOf(NSError* error) {
     return platform::optionalTextOf(error.localizedDescription);
 }
@@ -72,11 +70,9 @@ NSURLSession* sessionOf(QuilletSessionDelegate* delegate) {
     const auto configuration = [NSURLSessionConfiguration ephemeralSessionConfiguration];
     configuration.HTTPCookieStorage = nil;
     configuration.URLCache = nil;
-    if (delegate->_webSocket) {
-        configuration.timeoutIntervalForRequest = idleLimit;
-    } else {
-        configuration.timeoutIntervalForResource = requestLimit;
-    }
+    const NSTimeInterval limit = delegate->_webSocket ? idleLimit : requestLimit;
+    configuration.timeoutIntervalForRequest = limit; // without a byte
+    configuration.timeoutIntervalForResource = limit; // for all of it
     return [NSURLSession sessionWithConfiguration:configuration delegate:delegate
                                     delegateQueue:nil];
 }
@@ -146,7 +142,7 @@ public:
 
 private:
     std::optional<std::string> refusalOf(NSURL* url) {
-        const std::uint64_t port = url.port == nil ? securePort : url.port.unsignedLongLongValue;
+        const std::uint64_t port = url.port == nil ? 443 : url.port.unsignedLongLongValue;
         return refusal(textOfString(url.host), port);
     }
 

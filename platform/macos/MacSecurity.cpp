@@ -65,10 +65,9 @@ template <typename Object, typename Result, typename Source, typename Ref>
 SecResult<Result> copyOf(Source source, OSStatus (*copy)(Source, Ref*)) {
     Ref copied = nullptr;
     const OSStatus status = copy(source, &copied);
-    if (copied == nullptr) {
-        return {status, std::nullopt};
-    }
-    return {status, std::make_shared<Object>(Owned<Ref>(copied))};
+    Owned<Ref> owned(copied);
+    return {
+        status, owned ? std::optional(std::make_shared<Object>(std::move(owned))) : std::nullopt};
 }
 
 /// What a Copy or Create function returned, as the program's own; nothing for null.
@@ -82,7 +81,6 @@ class KeychainSecurity final : public SessionSecurity {
 public:
     using SessionSecurity::SessionSecurity;
 
-private:
     OSStatus SecKeychainCopyDefault() override {
         SecKeychainRef keychain = nullptr;
         const OSStatus status = ::SecKeychainCopyDefault(&keychain);

@@ -9,16 +9,6 @@
 
 namespace platform {
 
-namespace {
-
-Owned<CFStringRef> stringOf(const std::string& text) {
-    return Owned<CFStringRef>(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
-            static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
-}
-
-} // namespace
-
 std::string textOf(CFStringRef string) {
     const CFRange all{0, CFStringGetLength(string)};
     CFIndex size = 0;
@@ -94,6 +84,11 @@ PropertyValue propertyValueOf(CFTypeRef value) {
 }
 
 ManagedPolicy managedPreferences(const std::string& applicationIdentifier) {
+    const auto stringOf = [](const std::string& text) {
+        return Owned<CFStringRef>(
+            CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(text.data()),
+                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+    };
     const auto application = stringOf(applicationIdentifier);
     const auto preference = [&](const std::string& name) -> std::optional<Preference> {
         const auto key = stringOf(name);

@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: MIT
 # Builds as on macOS, as far as that can be done elsewhere: configures the project for Darwin, with and
 # without tests and for both processors; compiles and links the program as macOS would, by clang 19 and its
-# linker, against the headers and libraries that sdk.sh makes; and compiles what the tests are made of.
+# linker, against the headers and libraries that sdk.sh makes.
 #   check.sh PROJECT_ROOT [FILES [FOLDER]]
-# FILES is a regular expression: only these are compiled, and nothing is linked. FOLDER is where all is
-# done, and reused next time; one that is removed unless told otherwise.
+# FILES is a regular expression: these are compiled, also of tests and fuzz targets, and nothing is linked.
+# FOLDER is where all is done, and reused next time; one that is removed unless told otherwise.
 set -euo pipefail
 root=$(cd "$1" && pwd)
 files=${2:-}
@@ -115,7 +115,7 @@ for file in "$root"/tests/{unit,differential,platform-shared,fuzz,support}/*.h; 
 done >>"$work/calls"
 # The headers that most tests begin with are read once. On Apple silicon BOOL is another type.
 printf '#include %s\n' '<gmock/gmock.h>' '<gtest/gtest.h>' '"tests/support/MemoryPlatform.h"' >"$work/tests.h"
-grep -E " [^ ]*(${files:-"$root/tests/|\.mm"})[^ ]*$" "$work/calls" | sed -E \
+grep -E " [^ ]*(${files:-\.mm})[^ ]*$" "$work/calls" | sed -E \
   -e "s,.* $root/tests/(unit|differential|platform-shared|support)/[^ ]*\.cpp$,& -include-pch $work/tests.pch," \
   -e "s/.*\.mm$/${files:+&\\n}& -DQUILLET_APPLE_SILICON/" >"$work/wanted"
 [ -s "$work/wanted" ] || fail "no file is like $files"
