@@ -25,6 +25,7 @@ tests=(
   libgtest-dev libgmock-dev libbenchmark-dev
   softhsm2                   # smart cards in software
   "libboost-url$boost-dev"   # another reader of URLs, to compare with
+  binutils                   # tell how a program was built
   qpdf                       # makes and checks PDFs
   nodejs node-ws             # run the sample server
   chromium chromium-driver   # open the signing server's page

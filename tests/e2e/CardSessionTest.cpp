@@ -7,6 +7,7 @@
 #include "tests/support/ConfiguredModules.h"
 
 #include <chrono>
+#include <csignal>
 
 using testing::Each;
 using testing::HasSubstr;
@@ -32,6 +33,7 @@ protected:
     ConfiguredModules configured;
     SoftTokens tokens;
     NssDirectory profile{"abcd.default-release"};
+    int files = 0; // that were signed
 
     void SetUp() override {
         SessionTest::SetUp();
@@ -76,13 +78,15 @@ protected:
         EXPECT_TRUE(signatureIsValid(std::string(answer.at("certificate").as_string()),
             std::string(answer.at("signature").as_string()), "bytes", "SHA256"));
     }
-    /// A PDF that an agent signs after this password; pdfsig judges it.
-    void expectSignedPdf(const std::string& token, const std::string& password) {
+    /// A PDF that an agent signs after this password ("" for none); pdfsig judges it.
+    void expectSignedPdf(const std::string& token, const std::string& password,
+        const std::string& certificate = "first") {
         const std::string authority = (home.path() / "authority").string();
-        const std::string out = (home.path() / "signed.pdf").string();
+        const std::string out
+            = (home.path() / ("signed" + std::to_string(++files) + ".pdf")).string();
         AgentProcess signer(home,
             {"sign", "--pdf", QUILLET_SAMPLES "/contract.pdf", "--out", out, "--certificate",
-                "first", "--authority", authority},
+                certificate, "--authority", authority},
             {}, QUILLET_DEVSERVER);
         ASSERT_TRUE(signer.waitForOutput("agent      ")) << signer.output();
         const std::string output = signer.output();
@@ -92,7 +96,9 @@ protected:
             std::vector<std::string>{
                 output.substr(start, output.find_first_of(" \n", start) - start)},
             environment);
-        answerPrompt(token, password);
+        if (!password.empty()) {
+            answerPrompt(token, password);
+        }
         EXPECT_EQ(signer.waitForEnd(), (ProcessEnd{0, 0})) << signer.output() << agent->output();
         const PdfSigVerdict verdict = pdfsig(contentOf(out));
         EXPECT_THAT(verdict.validations, SizeIs(1));
@@ -110,6 +116,21 @@ TEST_F(CardSession, KeyInFirefoxsProfileSignsAPdfAfterThePrimaryPassword) {
     makeProfile("primary");
     profile.addIdentity(named("In Firefox"), "signer");
     expectSignedPdf("Firefox", "primary");
+}
+
+TEST_F(CardSession, OfTwoCardsAndTheDatabaseEachSignsAPdf) {
+    home.makeIdentities(1);
+    makeCard("First");
+    tokens.create("Second");
+    const auto digestOn = [this](const std::string& token) {
+        const Bytes der = tokens.add(token, named("On the " + token)).certificate;
+        return base64Of(digestOf({reinterpret_cast<const char*>(der.data()), der.size()}, "SHA1"));
+    };
+    const std::string first = digestOn("First");
+    const std::string second = digestOn("Second");
+    expectSignedPdf("", "");
+    expectSignedPdf("First", SoftTokens::pin, first);
+    expectSignedPdf("Second", SoftTokens::pin, second);
 }
 
 TEST_F(CardSession, TwoCardsAndTheDatabaseAreListedTogetherAndEachSigns) {
@@ -169,6 +190,64 @@ TEST_F(CardSession, ModuleThatHangsIsLeftOutAndTheRestGoesOn) {
     EXPECT_THAT(agent->output(), HasSubstr("Waiting for the keychain...\n"));
     EXPECT_TRUE(logHas("PKCS #11 module card (" AWKWARD_MODULE
                        ") is left out: it has not begun after 5 seconds."));
+}
+
+/// A module that has begun and then never returns from a call.
+struct Hanging {
+    const char* name;
+    const char* behaviour;
+    const char* command;
+    const char* waitedFor;
+    friend std::ostream& operator<<(std::ostream& out, const Hanging& value) {
+        return out << value.name;
+    }
+};
+
+class HangingModule : public CardSession, public testing::WithParamInterface<Hanging> {
+protected:
+    HangingModule()
+        : CardSession({.heartBeat = "0,10000"}) {
+        std::signal(
+            SIGINT, SIG_DFL); // who tests in the background has it ignored, and so his agent
+    }
+};
+
+TEST_P(HangingModule, IsNamedAndBeatsGoOnUntilItsUserEndsTheSession) {
+    makeCard("Card", AWKWARD_MODULE);
+    tokens.add("Card", named("Carded"));
+    startSession();
+    const json::object request = requestFor(0);
+    behave(GetParam().behaviour);
+    session->sendCommand(GetParam().command, request);
+    if (GetParam().command == std::string("SIGN_PDF")) {
+        answerPrompt("Card", SoftTokens::pin);
+    }
+    EXPECT_TRUE(agent->waitForOutput("Waiting for " + std::string(GetParam().waitedFor) + "...\n"))
+        << agent->output();
+    EXPECT_TRUE(session->waitForBeats(2, limit));
+    EXPECT_TRUE(agent->waitForOutput("Still waiting for " + std::string(GetParam().waitedFor)
+        + ". Taking the card out may help. Control-C ends the session.\n"));
+    kill(agent->pid(), SIGINT);
+    EXPECT_EQ(agent->waitForEnd(), (ProcessEnd{-1, SIGINT}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, HangingModule,
+    testing::Values(Hanging{"Slots", "hang-slots", "LIST_CERTIFICATES", "the PKCS #11 module card"},
+        Hanging{"Objects", "hang-find", "LIST_CERTIFICATES", "Card"},
+        Hanging{"Login", "hang-login", "SIGN_PDF", "Card"}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(CardSession, IdentitiesTellWhatTheyWaitFor) {
+    makeCard("Card", AWKWARD_MODULE);
+    tokens.add("Card", named("Carded"));
+    behave("hang-find");
+    AgentProcess report(home, {"identities"}, environment);
+    EXPECT_TRUE(report.waitForOutput("Waiting for ")) << report.output();
+    behave("");
+    EXPECT_EQ(report.waitForEnd(), (ProcessEnd{0, 0}));
+    EXPECT_THAT(report.output(),
+        testing::ContainsRegex("Waiting for (Card|the PKCS #11 module card)\\.\\.\\.\n"));
+    EXPECT_THAT(report.output(), HasSubstr("Token Card: locked\n"));
 }
 
 TEST_F(CardSession, NoModuleIsLoadedBeforeTheFirstListing) {

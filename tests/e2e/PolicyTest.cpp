@@ -1,99 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The real agent under an administrator's policy, which a mount of the test's own puts in place.
-#include "tests/e2e/SessionTest.h"
+#include "tests/e2e/PolicyTest.h"
+
 #include "tests/support/SigningContent.h"
 
-#include <algorithm>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 using testing::HasSubstr;
-
-/// A port of the loopback interface that takes no connection on, but knows of each.
-class Listener {
-public:
-    Listener() {
-        for (const int family : {AF_INET, AF_INET6}) {
-            const int descriptor = socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-            if (descriptor < 0 || !bindTo(descriptor, family) || listen(descriptor, 16) != 0) {
-                close(descriptor); // a system without that family, or the port is taken there
-            } else {
-                m_descriptors.push_back(descriptor);
-            }
-        }
-    }
-    Listener(const Listener&) = delete;
-    Listener& operator=(const Listener&) = delete;
-    ~Listener() {
-        for (const int descriptor : m_descriptors) {
-            close(descriptor);
-        }
-    }
-
-    std::string port() const { return std::to_string(m_port); }
-    bool isListening() const { return !m_descriptors.empty(); }
-    bool sawConnection() const {
-        return std::any_of(m_descriptors.begin(), m_descriptors.end(), [](int descriptor) {
-            const int connection = accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC);
-            return connection >= 0 && close(connection) == 0;
-        });
-    }
-
-private:
-    /// The second family at the port of the first.
-    bool bindTo(int descriptor, int family) {
-        sockaddr_in v4{};
-        v4.sin_family = AF_INET;
-        v4.sin_port = htons(m_port);
-        v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        sockaddr_in6 v6{};
-        v6.sin6_family = AF_INET6;
-        v6.sin6_port = htons(m_port);
-        v6.sin6_addr = in6addr_loopback;
-        const bool isLong = family == AF_INET6;
-        const void* const address = isLong ? static_cast<void*>(&v6) : static_cast<void*>(&v4);
-        socklen_t size = isLong ? sizeof v6 : sizeof v4;
-        if (bind(descriptor, static_cast<const sockaddr*>(address), size) != 0) {
-            return false;
-        }
-        if (!isLong) {
-            getsockname(descriptor, static_cast<sockaddr*>(static_cast<void*>(&v4)), &size);
-            m_port = ntohs(v4.sin_port);
-        }
-        return true;
-    }
-
-    std::vector<int> m_descriptors;
-    std::uint16_t m_port = 0;
-};
-
-class PolicyTest : public SessionTest {
-protected:
-    explicit PolicyTest(devserver::ServerOptions options = {})
-        : SessionTest(std::move(options)) { }
-    void SetUp() override {
-        if (!AgentHome::canSetPolicy()) {
-            GTEST_SKIP() << "this user may not mount, so no policy can be put in place";
-        }
-        SessionTest::SetUp();
-    }
-
-    void setRules(const std::string& rules) { home.setPolicy(R"({"version":1,)" + rules + "}"); }
-    std::string port() const { return std::to_string(server.port()); }
-    /// The server itself, as a list of servers has it.
-    std::string thisServer() const { return "\"localhost:" + port() + "\""; }
-    /// A link to the listener is refused in these words, and the listener is left alone.
-    void expectRefusal(
-        const std::string& host, const std::string& message, const std::string& details) {
-        ASSERT_TRUE(listener.isListening());
-        startAgent({"quillet://" + host + ":" + listener.port() + "/?roomId=1"});
-        expectFatalAlert(message, details);
-        EXPECT_FALSE(listener.sawConnection()) << host;
-    }
-
-    Listener listener;
-};
 
 TEST_F(PolicyTest, AListedServerIsServed) {
     setRules("\"servers\":[" + thisServer() + "]");
@@ -104,26 +15,6 @@ TEST_F(PolicyTest, AListedServerIsServed) {
     EXPECT_TRUE(
         agent->waitForLog("Policy: /etc/quillet/policy.json is in force: servers: localhost:"
             + port() + "; consent: none; content: any; log: full"));
-}
-
-TEST_F(PolicyTest, AnotherServerCostsNoConnection) {
-    setRules(R"("servers":["sign.example.org","*.localhost.example","[::1]","localhost"])");
-    for (const std::string& host : {std::string("localhost"), std::string("LOCALHOST"),
-             std::string("localhost."), std::string("localhost%2E"), std::string("user@localhost"),
-             std::string("127.0.0.1"), std::string("[::1]"), std::string("[0:0:0:0:0:0:0:1]"),
-             std::string("[::ffff:127.0.0.1]"), std::string("2130706433"), std::string("127.1"),
-             std::string("0x7f000001"), std::string("sign.example.org@localhost")}) {
-        expectRefusal(host, "Server not allowed", "");
-    }
-    expectRefusal("localhost", "Server not allowed",
-        "localhost:" + listener.port()
-            + " is not among the signing servers that this computer's administrator allows.");
-}
-
-TEST_F(PolicyTest, WithoutThePolicyTheSameLinkConnects) {
-    home.setPolicy(R"({"version":1})");
-    startAgent({"quillet://localhost:" + listener.port() + "/?roomId=1"});
-    EXPECT_TRUE(eventually([this] { return listener.sawConnection(); }));
 }
 
 TEST_F(PolicyTest, ARedirectToAnotherServerIsNotFollowed) {
@@ -311,6 +202,27 @@ TEST_F(ConsentTest, EachSignatureIsAskedForWithWhatItIs) {
     EXPECT_TRUE(signatureIsValid(std::string(answer.at("payload").at("certificate").as_string()),
         std::string(answer.at("payload").at("signature").as_string()), signedAttributes(),
         "SHA256"));
+}
+
+TEST_F(PolicyTest, ATokenIsLockedAfterItsMinuteWithoutUse) {
+    setRules(R"("idleMinutes":1)");
+    home.makeProtectedIdentity("right");
+    startSession();
+    const json::object request = pdfRequest("bytes");
+    session->sendCommand("SIGN_PDF", request);
+    ASSERT_TRUE(agent->waitForOutput("Password of "));
+    agent->writeLine("right");
+    receive("SIGN_PDF_RESPONSE");
+    session->sendCommand("SIGN_PDF", request); // while it is open
+    receive("SIGN_PDF_RESPONSE");
+    ASSERT_TRUE(eventually(
+        [this] { return logHas("Policy: idle for 1 min, tokens are locked"); }, 2 * limit));
+    const std::size_t before = agent->output().size();
+    session->sendCommand("SIGN_PDF", request);
+    EXPECT_TRUE(eventually(
+        [&] { return agent->output().find("Password of ", before) != std::string::npos; }));
+    agent->writeLine("right");
+    receive("SIGN_PDF_RESPONSE");
 }
 
 TEST_F(PolicyTest, WhatIsNoDocumentIsNotSigned) {

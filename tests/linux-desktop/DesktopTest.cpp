@@ -20,6 +20,9 @@ std::map<std::string, std::string> DesktopTest::desktopEnvironment() const {
     if (bus) {
         variables["DBUS_SESSION_BUS_ADDRESS"] = bus->address();
     }
+    for (const auto& [name, value] : environment) {
+        variables[name] = value;
+    }
     return variables;
 }
 
