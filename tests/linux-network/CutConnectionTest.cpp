@@ -154,7 +154,8 @@ TEST_F(CutConnection, GarbageAfterTheUpgradeBreaksTheWebSocketProtocol) {
 
 TEST_F(CutConnection, GarbageInTheMessagesBreaksTheStompProtocol) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
-        writeTo(tls, upgradeAnswer(readRequest(tls)) + serverFrame(2, std::string(9000, '\xFE')));
+        const std::string garbage = serverFrame(2, std::string(40'000, '\xFE'));
+        writeTo(tls, upgradeAnswer(readRequest(tls)) + garbage + garbage);
         readToTheEnd(tls);
     });
     EXPECT_EQ(
