@@ -50,6 +50,7 @@ TEST(HostNameTest, TrailingDotIsNotSent) {
 TEST(HostNameTest, WhatCannotBeANameIsRefused) {
     for (const std::string& text : {std::string("a b"), std::string("a/b"), std::string("a\r\nb"),
              std::string("a%0d%0ab"), std::string("a\0b", 3), std::string("a%00%C3%BC"),
+             std::string("2001%3Adb8%3A%3A1%00.eu.example.org"), std::string("%3A%3A1%00"),
              std::string("%FF"), std::string("%zz"), std::string("a:b"), std::string("[name]"),
              std::string(254, 'a'), std::string("\xE2\x80\xAE.example")}) {
         EXPECT_FALSE(parseHostName(text)) << text;

@@ -2,7 +2,9 @@
 #include "platform/linux/net/ReceiveMemory.h"
 
 #include <cstring>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using platform::linux_::ReceiveMemory;
@@ -35,13 +37,20 @@ protected:
     ReceiveMemory memory;
 };
 
-/// The memory of this process that is in use, in bytes.
+/// The memory of this process, in bytes: its addresses, and what of it is in use.
+std::pair<std::size_t, std::size_t> memorySizes() {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    std::size_t all = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    EXPECT_GT(resident, 0U);
+    return {all * page, resident * page};
+}
+std::size_t virtualSize() {
+    return memorySizes().first;
+}
 std::size_t residentSize() {
-    std::size_t pages = 0;
-    FILE* const file = std::fopen("/proc/self/statm", "r");
-    EXPECT_EQ(std::fscanf(file, "%*u %zu", &pages), 1);
-    std::fclose(file);
-    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return memorySizes().second;
 }
 
 } // namespace
@@ -84,10 +93,11 @@ TEST_F(ReceiveMemoryTest, MessagesDoNotTouchEachOther) {
 }
 
 TEST_F(ReceiveMemoryTest, MemoryThatIsFreeTakesTheNextMessage) {
-    const char* const place = receiveLarge(1 << 20).data();
-    EXPECT_EQ(receiveLarge(1 << 20).data(), place);
-    OwnedText held = receiveLarge(1 << 20);
-    EXPECT_NE(receiveLarge(1 << 20).data(), held.data());
+    constexpr std::size_t size = std::size_t{8} << 20;
+    const char* const place = receiveLarge(size).data();
+    EXPECT_EQ(receiveLarge(size).data(), place);
+    OwnedText held = receiveLarge(size);
+    EXPECT_NE(receiveLarge(size).data(), held.data());
 }
 
 TEST_F(ReceiveMemoryTest, MemoryThatNoMessageUsesIsGivenBack) {
@@ -100,6 +110,56 @@ TEST_F(ReceiveMemoryTest, MemoryThatNoMessageUsesIsGivenBack) {
     EXPECT_GE(residentSize(), before + size / 2); // kept for the next one
     EXPECT_TRUE(memory.releaseUnused());
     EXPECT_LE(residentSize(), before + (std::size_t{4} << 20));
+}
+
+TEST_F(ReceiveMemoryTest, MessagesOfMiddleSizeTakeTheirOwnMemoryAlone) {
+    const std::size_t before = residentSize();
+    constexpr std::size_t size = std::size_t{66} << 10;
+    const std::string piece(size / 2, 'x');
+    std::vector<OwnedText> held;
+    for (int i = 0; i < 100; ++i) {
+        held.push_back(receive(piece, size / 2));
+        held.push_back(receive(piece, 0));
+    }
+    EXPECT_LE(residentSize(), before + 2 * 100 * size);
+}
+
+TEST(ReceiveMemory, IsFullWithFourLargeMessagesHeldUntilOneIsLetGo) {
+    int times = 0;
+    auto memory = std::make_unique<ReceiveMemory>([&] { ++times; });
+    const auto receive = [&](std::size_t rest) { return memory->received(1, rest); };
+    std::vector<OwnedText> held;
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_FALSE(memory->isFull());
+        held.push_back(receive(ReceiveMemory::smallMessage + 1));
+        EXPECT_FALSE(memory->isFull()); // this one may go on
+        receive(0);
+    }
+    EXPECT_TRUE(memory->isFull());
+    EXPECT_EQ(times, 0);
+    held.pop_back();
+    EXPECT_FALSE(memory->isFull());
+    EXPECT_EQ(times, 1);
+    held.pop_back();
+    EXPECT_EQ(times, 1);
+    memory.reset();
+    held.clear();
+    EXPECT_EQ(times, 1);
+}
+
+TEST_F(ReceiveMemoryTest, WithoutRoomForALargeMessageItIsHandedOutAsCopies) {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+    rlimit tight = before;
+    tight.rlim_cur = virtualSize() + (std::size_t{64} << 20);
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    OwnedText first = receive("one", large);
+    OwnedText second = receive("two", 0);
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &before), 0);
+    EXPECT_FALSE(first.takeOverNext(second));
+    EXPECT_EQ(first.view(), "one");
+    EXPECT_EQ(second.view(), "two");
+    EXPECT_TRUE(memory.releaseUnused());
 }
 
 TEST_F(ReceiveMemoryTest, AMessageMayBeLongerThanABlock) {

@@ -102,6 +102,43 @@ TEST_F(WebSocketLoadTest, ServerThatLeavesItsAnswersUnreadIsNotReadFromEither) {
     EXPECT_EQ(m_delegate->data.size(), total);
 }
 
+/// Keeps all that it gets.
+class HoldingDelegate : public platform::WebSocketDelegate {
+public:
+    void webSocketDidOpen(const std::string&) override { }
+    void webSocketDidReceiveData(OwnedText data) override {
+        size += data.size();
+        held.push_back(std::move(data));
+    }
+    void webSocketDidClose(const std::string&) override { }
+
+    std::size_t size = 0;
+    std::vector<OwnedText> held;
+};
+
+TEST_F(WebSocketLoadTest, WithFourLargeMessagesHeldTheNextOnesWaitAtTheServer) {
+    const std::string message(std::size_t{8} << 20, 'x');
+    const TestServer server(m_context, webSocketScript([&](ServerWebSocket& socket) {
+        socket.auto_fragment(false);
+        for (int i = 0; i < 6; ++i) {
+            socket.write(asio::buffer(message));
+        }
+        readToTheEnd(socket);
+    }));
+    LinuxNetwork network(m_application);
+    const auto delegate = std::make_shared<HoldingDelegate>();
+    const auto socket = network.openWebSocket(requestFor(server.port()), delegate);
+    const auto has = [&](std::size_t messages) {
+        return [&, messages] { return delegate->size == messages * message.size(); };
+    };
+    ASSERT_TRUE(m_application.runUntil(has(4)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    m_application.runPending();
+    EXPECT_TRUE(has(4)());
+    delegate->held.clear();
+    EXPECT_TRUE(m_application.runUntil(has(6)));
+}
+
 TEST_F(WebSocketLoadTest, DroppingTheLastReferenceSendsTheRestAndDeliversNothing) {
     std::promise<std::vector<std::string>> promise;
     const std::string large(std::size_t{4} << 20, 'L');

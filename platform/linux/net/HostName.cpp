@@ -73,6 +73,9 @@ Failure notAHostName(std::string_view text) {
 }
 
 std::optional<HostName> parseAddress(const std::string& text) {
+    if (text.find('\0') != std::string::npos) {
+        return std::nullopt; // the system would read what is before it
+    }
     boost::system::error_code error;
     const auto address = boost::asio::ip::make_address(text, error);
     if (error || !isAscii(text)) {

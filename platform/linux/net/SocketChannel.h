@@ -55,6 +55,8 @@ public:
     bool hasWaitingData();
     void deliverOpen(std::string subprotocol);
     void deliverData(OwnedText data);
+    /// Has the session look at what there is to do, on the network's thread.
+    void wakeSession();
     /// The last call.
     void deliverClose(std::string reason);
 
@@ -67,7 +69,6 @@ private:
         std::string joined;
     };
 
-    void wakeSession();
     bool isMuted();
     void postEvent(Event event);
     void dispatchData();

@@ -60,6 +60,11 @@ WebSocketSession::WebSocketSession(Connector& connector, std::shared_ptr<SocketC
     , m_limits(limits)
     , m_clock(steady_clock::now())
     , m_watchTimer(io)
+    , m_memory([channel = std::weak_ptr(m_channel)] {
+        if (const auto awake = channel.lock()) {
+            awake->wakeSession();
+        }
+    })
     , m_memoryTimer(io)
     , m_closeTimer(io) {
 }
@@ -165,7 +170,7 @@ void WebSocketSession::pump() {
     }
     // While the connection ends the peer is still read from, lest it stop reading in turn and
     // never see what is sent.
-    if (!m_reading && (ending || m_channel->wantsData())) {
+    if (!m_reading && (ending || (m_channel->wantsData() && !m_memory.isFull()))) {
         readSome();
     }
     if (!m_writing) {
