@@ -17,6 +17,7 @@
 #include "platform/linux/net/LinuxNetwork.h"
 #include "platform/linux/security/NssSecurity.h"
 #include "platform/shared/LaterWork.h"
+#include "platform/shared/StandardStreams.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -236,6 +237,7 @@ private:
 } // namespace
 
 std::unique_ptr<Platform> makeNativePlatform(int argc, char** argv) {
+    openStandardStreams();
     keepMemoryPrivate();
     // A closed output or connection is an error of that write, not the end of the process.
     std::signal(SIGPIPE, SIG_IGN);

@@ -72,6 +72,14 @@ TEST_F(LifeCycle, NothingOfTheProcessTellsOthersTheRoomOrLeavesACore) {
     EXPECT_THAT(contentOf(process + "/limits"), testing::ContainsRegex("Max core file size +0 "));
 }
 
+TEST_F(LifeCycle, LogIsKeptWithoutStandardStreamsAtTheStart) {
+    const AgentProcess closed(home,
+        {"-c", "exec \"$0\" \"$1\" <&- >&- 2>&-", QUILLET_AGENT, "quillet://localhost"}, {},
+        "/bin/sh");
+    EXPECT_TRUE(closed.waitForLog("Starting Quillet version "));
+    EXPECT_TRUE(closed.waitForLog("FATAL ERROR: "));
+}
+
 TEST_F(LifeCycle, InstallRegistersShowsItsAlertAndEndsWithStatusOne) {
     startAgent({"install"});
     ASSERT_TRUE(agent->waitForOutput("Press Enter to continue."));
