@@ -10,6 +10,7 @@
 #include "platform/linux/desktop/TextBlock.h"
 
 #include <QAccessible>
+#include <QDeadlineTimer>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -151,6 +152,33 @@ TEST_F(Widgets, AQuestionOfTrustIsRefusedByDefaultAndAgreedToOnlyAfterAWhile) {
     watch.start(10);
     EXPECT_EQ(dialog.run(), NSAlertFirstButtonReturn);
     EXPECT_GE(std::chrono::steady_clock::now() - begun, guardedFor);
+}
+
+TEST_F(Widgets, AQuestionOfTrustThatComesToTheFrontAgainIsNotAgreedToAtOnce) {
+    const auto served = [](const auto& condition) {
+        for (const QDeadlineTimer limit(20'000); !condition() && !limit.hasExpired();) {
+            QApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+        }
+        return condition();
+    };
+    const NSAlert alert{"m", "d", NSAlertStyle::warning, {"Allow", "Refuse"}};
+    AlertDialog dialog(alert, nullptr);
+    dialog.guard();
+    const QPushButton* const allow = dialog.findChildren<QPushButton*>().at(0);
+    dialog.show();
+    ASSERT_TRUE(served([&] { return allow->isEnabled(); }));
+    QWidget above;
+    above.show();
+    above.activateWindow();
+    ASSERT_TRUE(served([&] { return above.isActiveWindow(); }));
+    EXPECT_TRUE(allow->isEnabled());
+    dialog.activateWindow();
+    ASSERT_TRUE(served([&] { return dialog.isActiveWindow(); }));
+    EXPECT_FALSE(allow->isEnabled());
+    ASSERT_TRUE(served([&] { return allow->isEnabled(); }));
+    dialog.hide();
+    dialog.show();
+    EXPECT_FALSE(allow->isEnabled());
 }
 
 TEST_F(Widgets, EveryTextOfADialogIsPlain) {

@@ -121,16 +121,46 @@ QLayout* AlertDialog::buttonsOf(std::vector<std::string> titles) {
 }
 
 void AlertDialog::guard() {
-    QList<QPushButton*> buttons = findChildren<QPushButton*>();
-    QPushButton* const last = buttons.takeLast();
-    for (QPushButton* button : buttons) {
+    m_guarded = findChildren<QPushButton*>();
+    QPushButton* const last = m_guarded.takeLast();
+    for (QPushButton* button : m_guarded) {
         button->setDefault(false);
         button->setAutoDefault(false);
-        button->setEnabled(false);
-        QTimer::singleShot(guardedFor, button, [button] { button->setEnabled(true); });
     }
     last->setDefault(true);
     last->setFocus();
+    m_guard = new QTimer(this);
+    m_guard->setSingleShot(true);
+    m_guard->setTimerType(Qt::PreciseTimer); // never early
+    m_guard->setInterval(guardedFor);
+    connect(m_guard, &QTimer::timeout, this, [this] {
+        for (QPushButton* button : m_guarded) {
+            button->setEnabled(true);
+        }
+    });
+    beginGuard();
+}
+
+void AlertDialog::beginGuard() {
+    if (m_guard != nullptr) {
+        for (QPushButton* button : m_guarded) {
+            button->setEnabled(false);
+        }
+        m_guard->start();
+    }
+}
+
+/// A click that was meant for what lay above the dialog does not press a button of it.
+void AlertDialog::changeEvent(QEvent* event) {
+    QDialog::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+        beginGuard();
+    }
+}
+
+void AlertDialog::showEvent(QShowEvent* event) {
+    QDialog::showEvent(event);
+    beginGuard();
 }
 
 void AlertDialog::standApart(int place, const std::string& roomCode) {

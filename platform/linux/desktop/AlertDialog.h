@@ -4,6 +4,10 @@
 #include "platform/UserInterface.h"
 
 #include <QDialog>
+#include <QList>
+
+class QPushButton;
+class QTimer;
 
 namespace platform {
 
@@ -14,7 +18,7 @@ public:
     AlertDialog(const NSAlert& alert, QWidget* parent);
 
     /// Makes it a question of trust: the last button is the default one, and the others can be
-    /// pressed only when `run` has lasted for `guardedFor`, and never by Enter.
+    /// pressed only when the dialog has been in front for `guardedFor`, and never by Enter.
     void guard();
 
     /// For an alert beside those of other agents, `place` of them: moves it away from them, and
@@ -26,11 +30,18 @@ public:
     /// button.
     int run();
 
+protected:
+    void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
 private:
     QLayout* textsOf(const QString& message, const QString& details);
     QLayout* buttonsOf(std::vector<std::string> titles);
+    void beginGuard();
 
     int m_response;
+    QTimer* m_guard = nullptr; // while it runs, the buttons that are guarded cannot be pressed
+    QList<QPushButton*> m_guarded;
 };
 
 /// Shows the dialog in front of everything and blocks until it is closed; returns its result.

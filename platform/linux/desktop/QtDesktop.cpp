@@ -122,8 +122,10 @@ int QtDesktop::runModal(const NSAlert& alert) {
 bool QtDesktop::agrees(const NSAlert& question) {
     int response = 0;
     m_host.runModally([&] {
+        const AlertPlace place(QApplication::desktopFileName());
         AlertDialog dialog(question, &m_windows->window);
         dialog.guard();
+        dialog.standApart(place.number(), m_roomCode);
         response = dialog.run();
     });
     return response == NSAlertFirstButtonReturn;
