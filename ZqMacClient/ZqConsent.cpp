@@ -74,9 +74,7 @@ void ZqConsent::beforeListing() {
 void ZqConsent::beforeSigning(BytesView content, const std::string& algorithm) {
     m_gatekeeper.admitServer(m_server, m_port);
     holdAgainstContentRule(content, algorithm);
-    if (m_gatekeeper.policy()->consent() == ZqConsentRule::session) {
-        askForSession();
-    }
+    askForSession(); // signing begins with a look into the keychain
 }
 
 void ZqConsent::holdAgainstContentRule(BytesView content, const std::string& algorithm) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ZqMacClient/ZqSignedInfo.h"
 
+#include "foundation/Base64.h"
 #include "foundation/Utf8.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::size_t largestText = std::size_t{1} << 20;
 constexpr std::size_t deepestNesting = 16;
+constexpr std::size_t mostAttributes = 64; // of one element; each is compared with all
 constexpr std::string_view signatureNamespace = "http://www.w3.org/2000/09/xmldsig#";
 constexpr std::string_view blanks = " \t\n";
 constexpr std::string_view nameCharacters
@@ -75,7 +77,8 @@ private:
             const bool isRepeated
                 = std::any_of(element.attributes.begin(), element.attributes.end(),
                     [&](const Attribute& other) { return other.name == attribute.name; });
-            if (!take("\"") || isRepeated || !isCanonicalText(attribute.value)) {
+            const bool isOneTooMany = element.attributes.size() == mostAttributes;
+            if (!take("\"") || isRepeated || isOneTooMany || !isCanonicalText(attribute.value)) {
                 return false;
             }
             element.attributes.push_back(attribute);
@@ -167,8 +170,10 @@ public:
             && element.name.substr(m_prefix.size()) == localName;
     }
 
+    /// Parameters, if any, are elements.
     bool isMethod(const Element& element, std::string_view localName) const {
-        return is(element, localName) && !attributeOf(element, "Algorithm").empty();
+        return is(element, localName) && !attributeOf(element, "Algorithm").empty()
+            && !element.isMixed && isBlank(element.text);
     }
 
     bool isReference(const Element& element) const {
@@ -176,13 +181,24 @@ public:
         const std::size_t first = !parts.empty() && is(parts[0], "Transforms") ? 1 : 0;
         return is(element, "Reference") && !element.isMixed && parts.size() == first + 2
             && isMethod(parts[first], "DigestMethod") && is(parts[first + 1], "DigestValue")
-            && parts[first + 1].children.empty()
-            && parts[first + 1].text.find_first_not_of(blanks) != std::string_view::npos;
+            && parts[first + 1].children.empty() && isDigest(parts[first + 1].text);
     }
 
 private:
     explicit Vocabulary(std::string_view prefix)
         : m_prefix(prefix) { }
+
+    static bool isBlank(std::string_view text) {
+        return text.find_first_not_of(blanks) == std::string_view::npos;
+    }
+
+    /// Base64, perhaps in lines, of what SHA-1 to SHA-512 give.
+    static bool isDigest(std::string_view text) {
+        std::string digits(text);
+        std::erase_if(digits, [](char c) { return blanks.find(c) != std::string_view::npos; });
+        const auto digest = base64Decoded(digits);
+        return digest && digest->size() >= 20 && digest->size() <= 64;
+    }
 
     std::string_view m_prefix; // with its colon, or empty
 };

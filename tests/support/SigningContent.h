@@ -65,6 +65,9 @@ inline std::string signedAttributes() {
     return setOf({contentTypeAttribute(), messageDigestAttribute()});
 }
 
+/// Of 32 bytes.
+inline const std::string digestText = "MDEyMzQ1Njc4OTAxMjM0NTY3ODkwMTIzNDU2Nzg5MDE=";
+
 /// What an XML signature signs, in canonical form.
 inline std::string signedInfo(const std::string& prefix = "ds:", int references = 1) {
     const auto element
@@ -78,7 +81,7 @@ inline std::string signedInfo(const std::string& prefix = "ds:", int references 
         parts += element("Reference", " URI=\"\"",
             element("Transforms", "", element("Transform", " Algorithm=\"urn:t\"", ""))
                 + element("DigestMethod", " Algorithm=\"urn:d\"", "")
-                + element("DigestValue", "", "ZGlnZXN0"));
+                + element("DigestValue", "", digestText));
     }
     return element("SignedInfo", declaration + "\"http://www.w3.org/2000/09/xmldsig#\"", parts);
 }

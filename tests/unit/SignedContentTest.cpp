@@ -4,6 +4,7 @@
 #include "ZqMacClient/ZqSignedAttributes.h"
 #include "ZqMacClient/ZqSignedInfo.h"
 
+#include "foundation/Base64.h"
 #include "tests/support/SigningContent.h"
 
 #include <gtest/gtest.h>
@@ -157,10 +158,41 @@ TEST(SignedInfoTest, MethodsAndReferencesAreRequired) {
     EXPECT_FALSE(isSignedInfo(changed(method, method + method)));
     EXPECT_FALSE(isSignedInfo(changed(" Algorithm=\"urn:c\"", "")));
     EXPECT_FALSE(isSignedInfo(signedInfo("ds:", 0)));
-    EXPECT_FALSE(isSignedInfo(changed("<ds:DigestValue>ZGlnZXN0</ds:DigestValue>", "")));
-    EXPECT_FALSE(isSignedInfo(changed("ZGlnZXN0", "")));
+    EXPECT_FALSE(isSignedInfo(changed("<ds:DigestValue>" + digestText + "</ds:DigestValue>", "")));
+    EXPECT_FALSE(isSignedInfo(changed(digestText, "")));
     EXPECT_FALSE(isSignedInfo(changed(method, method + "pay me")));
     EXPECT_FALSE(isSignedInfo(changed(method, method + "<ds:Object></ds:Object>")));
+}
+
+TEST(SignedInfoTest, DigestsAreBase64AndOfTheirLengths) {
+    for (const std::size_t size : {20U, 32U, 48U, 64U}) {
+        EXPECT_TRUE(isSignedInfo(changed(digestText, base64Encoded(Bytes(size, 'd')))));
+    }
+    const std::string lines = base64Encoded(Bytes(64, 'd')).insert(76, "\n");
+    EXPECT_TRUE(isSignedInfo(changed(digestText, lines)));
+    for (const std::string& other : {base64Encoded(Bytes(19, 'd')), base64Encoded(Bytes(65, 'd')),
+             std::string("I herewith log in to the bank"), std::string(" ")}) {
+        EXPECT_FALSE(isSignedInfo(changed(digestText, other))) << other;
+    }
+}
+
+TEST(SignedInfoTest, ParametersOfMethodsAreElements) {
+    const std::string method = "<ds:CanonicalizationMethod Algorithm=\"urn:c\">";
+    EXPECT_TRUE(isSignedInfo(changed(method, method + "\n<x></x>\n")));
+    EXPECT_FALSE(isSignedInfo(changed(method, method + "pay me")));
+    EXPECT_FALSE(isSignedInfo(changed(method, method + "pay me<x></x>")));
+}
+
+TEST(SignedInfoTest, AttributesOfAnElementAreFew) {
+    const auto withAttributes = [](int count) {
+        std::string attributes;
+        for (int i = 0; i < count; ++i) {
+            attributes += " a" + std::to_string(i) + "=\"\"";
+        }
+        return changed(" Algorithm=\"urn:d\"", " Algorithm=\"urn:d\"" + attributes);
+    };
+    EXPECT_TRUE(isSignedInfo(withAttributes(63)));
+    EXPECT_FALSE(isSignedInfo(withAttributes(64)));
 }
 
 TEST(SignedInfoTest, OnlyCanonicalFormIsTaken) {
@@ -186,7 +218,7 @@ TEST(SignedInfoTest, DeepAndLongTextsEnd) {
         deep += "<a>";
     }
     EXPECT_FALSE(isSignedInfo(deep));
-    EXPECT_FALSE(isSignedInfo(changed("ZGlnZXN0", std::string(std::size_t{1} << 20, 'A'))));
+    EXPECT_FALSE(isSignedInfo(changed(digestText, std::string(std::size_t{1} << 20, 'A'))));
 }
 
 } // namespace

@@ -121,12 +121,14 @@ TEST_F(ZqConsentTest, ARefusalSendsNothingAndEndsWithStatus1) {
         EXPECT_EQ(events.back(), "exit: 1");
         EXPECT_THAT(events, Contains("log: Consent: refused"));
     }
-    follow(R"("consent":"session")");
-    answer({refuse});
-    const Events events = signing("one");
-    EXPECT_FALSE(hasAnswered(events));
-    EXPECT_FALSE(hasUsedKeychain(events));
-    EXPECT_EQ(events.back(), "exit: 1");
+    for (const char* const rule : {R"("consent":"session")", R"("consent":"signature")"}) {
+        follow(rule);
+        answer({refuse});
+        const Events events = signing("one");
+        EXPECT_FALSE(hasAnswered(events));
+        EXPECT_FALSE(hasUsedKeychain(events));
+        EXPECT_EQ(events.back(), "exit: 1");
+    }
 }
 
 TEST_F(ZqConsentTest, EachSessionIsAskedForAnew) {
@@ -144,29 +146,39 @@ TEST_F(ZqConsentTest, EachSignatureIsAskedForWithItsContent) {
             platform::PropertyArray{
                 platform::PropertyDictionary{{"type", "string"}, {"value", "Alice\nExample"}}}}});
     follow(R"("consent":"signature")");
-    answer({allow, allow, allow});
+    answer({allow, allow, allow, allow});
+    listing();
     const std::string attributes = signedAttributes();
     const Events first = signing(attributes);
     EXPECT_TRUE(hasAnswered(first));
     EXPECT_TRUE(hasAnswered(signingXml(signedInfo())));
     EXPECT_TRUE(hasAnswered(signing("some bytes")));
-    ASSERT_THAT(asked(), SizeIs(3));
-    EXPECT_EQ(asked()[0].informativeText,
+    ASSERT_THAT(asked(), SizeIs(4));
+    EXPECT_EQ(asked()[1].informativeText,
         "Server: sign.example.org, port 8443\nRoom code: 023174\n"
         "Certificate: Alice Example\nIssued by: \nTo be signed: PDF signature\nSHA-256: "
             + sha256Hex(attributes)
             + "\nSignature 1 of this session\n\nIf you did not just start signing there, refuse.");
-    EXPECT_THAT(asked()[1].informativeText, HasSubstr("\nTo be signed: XML signature\n"));
-    EXPECT_THAT(asked()[1].informativeText, HasSubstr("\nSHA-256: " + sha256Hex(signedInfo())));
-    EXPECT_THAT(asked()[1].informativeText, HasSubstr("\nSignature 2 of this session\n"));
+    EXPECT_THAT(asked()[2].informativeText, HasSubstr("\nTo be signed: XML signature\n"));
+    EXPECT_THAT(asked()[2].informativeText, HasSubstr("\nSHA-256: " + sha256Hex(signedInfo())));
+    EXPECT_THAT(asked()[2].informativeText, HasSubstr("\nSignature 2 of this session\n"));
     EXPECT_THAT(
-        asked()[2].informativeText, HasSubstr("\nTo be signed: 10 bytes of another kind\n"));
-    EXPECT_THAT(asked()[2].buttons, ElementsAre("Allow this signature", "Refuse"));
-    EXPECT_THAT(trust.questions, SizeIs(3));
+        asked()[3].informativeText, HasSubstr("\nTo be signed: 10 bytes of another kind\n"));
+    EXPECT_THAT(asked()[3].buttons, ElementsAre("Allow this signature", "Refuse"));
+    EXPECT_THAT(trust.questions, SizeIs(4));
     const auto question = std::find_if(
         first.begin(), first.end(), [](const auto& e) { return e.starts_with("alert"); });
     const auto signature = std::find(first.begin(), first.end(), "SecKeyCreateSignature <Alice>");
     EXPECT_LT(question, signature);
+}
+
+TEST_F(ZqConsentTest, TheKeychainIsOpenedForASignatureOnlyWithConsent) {
+    follow(R"("consent":"signature")");
+    answer({allow, allow});
+    EXPECT_TRUE(hasAnswered(signing("one")));
+    ASSERT_THAT(asked(), SizeIs(2));
+    EXPECT_EQ(asked()[0].buttons.front(), "Allow the list");
+    EXPECT_EQ(asked()[1].buttons.front(), "Allow this signature");
 }
 
 TEST_F(ZqConsentTest, ARefusedSignatureIsNotMade) {
