@@ -18,6 +18,7 @@ using platform::NSLog;
 
 namespace {
 
+constexpr std::string_view scheme = "quillet";
 constexpr std::uint64_t defaultPort = 443;
 
 std::string hostOf(const URLComponents& components) {
@@ -89,41 +90,40 @@ void ViewController::appendText(std::string_view text) {
     }
 }
 
-std::optional<URLComponents> ViewController::parseServerUrl(const std::string& serverUrl) {
+ServerUrl ViewController::parseServerUrl(const std::string& serverUrl) {
     std::optional<URLComponents> components = URLComponents::parse(serverUrl);
-    if (!components || !components->getQueryParameter("roomId")
-        || components->scheme != "quillet") {
+    std::optional<std::string> roomId
+        = components ? components->getQueryParameter("roomId") : std::nullopt;
+    if (!roomId || components->scheme != scheme) {
         ZqError("Error", "Could not parse server URL: " + serverUrl).showAndExit();
     }
-    return components;
+    return {*std::move(components), *std::move(roomId)};
 }
 
-std::optional<URLComponents> ViewController::admit(const std::string& serverUrl) {
-    std::optional<URLComponents> components = parseServerUrl(serverUrl);
+ServerUrl ViewController::admit(const std::string& serverUrl) {
+    ServerUrl url = parseServerUrl(serverUrl);
     m_gatekeeper = ZqGatekeeper::ofThisComputer();
     m_gatekeeper.admitServer(serverUrl);
-    const std::optional<std::string> roomId = components->getQueryParameter("roomId");
-    ZqGatekeeper::beginSession(serverUrl, ZqConsent::roomCode(roomId.value_or("")));
-    return components;
+    ZqGatekeeper::beginSession(serverUrl, ZqConsent::roomCode(url.roomId));
+    return url;
 }
 
 void ViewController::connectToServer(const std::string& serverUrl) {
-    const std::optional<URLComponents> components = admit(serverUrl);
-    const std::optional<std::string> roomId = components->getQueryParameter("roomId");
-    const std::string host = hostOf(*components);
-    const std::uint64_t port = portOf(*components);
-    NSLog("Server: ", *components->scheme, "://", host, ":", std::to_string(port));
-    NSLog("Room ID: ", *roomId);
+    const auto [components, roomId] = admit(serverUrl);
+    const std::string host = hostOf(components);
+    const std::uint64_t port = portOf(components);
+    NSLog("Server: ", scheme, "://", host, ":", std::to_string(port));
+    NSLog("Room ID: ", roomId);
     m_client = std::make_shared<ZqClient>(this);
     if (m_gatekeeper.policy()) {
-        m_client->setConsent(ZqConsent(m_gatekeeper, ZqGatekeeper::serverOf(host), port, *roomId));
+        m_client->setConsent(ZqConsent(m_gatekeeper, ZqGatekeeper::serverOf(host), port, roomId));
     }
-    m_client->connect(host, port, pathOf(*components) + "/room/" + *roomId, roomId);
+    m_client->connect(host, port, pathOf(components) + "/room/" + roomId, roomId);
 }
 
 void ViewController::checkForUpdates(const std::string& serverUrl) {
     appendText("Checking for application updates...");
-    const std::string baseAddress = restBaseAddress(*admit(serverUrl));
+    const std::string baseAddress = restBaseAddress(admit(serverUrl).components);
     const std::optional<std::string> latestVersion
         = requestValue(baseAddress + "/update/version?os=macos", "checking for Quillet updates");
     const std::optional<std::string> installedVersion = applicationVersion();

@@ -12,6 +12,12 @@
 
 class ZqClient;
 
+/// A custom URL that names a room of a server.
+struct ServerUrl {
+    URLComponents components;
+    std::string roomId;
+};
+
 /// The controller of the only window. Main thread.
 class ViewController {
 public:
@@ -31,8 +37,8 @@ public:
     void appendText(std::string_view text);
 
     /// Takes a custom URL apart: scheme "quillet" and a "roomId" item are required. What is no such
-    /// URL is shown to the user and ends the process; then nothing is returned.
-    std::optional<URLComponents> parseServerUrl(const std::string& serverUrl);
+    /// URL is shown to the user and ends the process.
+    ServerUrl parseServerUrl(const std::string& serverUrl);
 
     /// Starts a session with the server that a custom URL names, in place of any earlier one, which
     /// is dropped without being told to disconnect.
@@ -51,7 +57,7 @@ public:
 
 private:
     /// `parseServerUrl`, and what the administrator says about the server.
-    std::optional<URLComponents> admit(const std::string& serverUrl);
+    ServerUrl admit(const std::string& serverUrl);
 
     ZqGatekeeper m_gatekeeper;
     std::shared_ptr<ZqClient> m_client;

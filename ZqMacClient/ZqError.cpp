@@ -29,7 +29,9 @@ void ZqError::show() const {
 
 void ZqError::showAndExit() const {
     NSLog("FATAL ERROR: ", m_loggedMessage, ", details: ", m_loggedDetails);
-    platform::current().userInterface().runModal(m_alert);
+    platform::NSAlert last = m_alert;
+    last.endsProgram = true;
+    platform::current().userInterface().runModal(last);
     NSLog("Exiting application after fatal error");
     platform::exitProcess(EXIT_FAILURE);
 }

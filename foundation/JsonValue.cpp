@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 
 namespace {
 
@@ -14,7 +15,7 @@ template <typename T>
 JsonNumber numberOf(T value) {
     std::array<char, 32> text{};
     const auto result = std::to_chars(text.data(), text.data() + text.size(), value);
-    return {std::string(text.data(), result.ptr)};
+    return {std::string(text.data(), result.ptr), std::isfinite(static_cast<double>(value))};
 }
 
 } // namespace

@@ -52,6 +52,7 @@ private:
 /// rounds it: 18446744073709551615 and 0.1 come back digit for digit.
 struct JsonNumber {
     SharedText literal;
+    bool isFinite = true; // JSON has no text for what is not
 };
 
 using JsonArray = std::vector<JsonValue>;

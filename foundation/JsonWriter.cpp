@@ -17,9 +17,8 @@ public:
     bool operator()(bool value) { return append(value ? "true" : "false"); }
 
     bool operator()(const JsonNumber& number) {
-        const std::string_view literal = number.literal.view();
-        append(literal);
-        return !literal.empty() && literal.back() >= '0' && literal.back() <= '9';
+        append(number.literal.view());
+        return number.isFinite;
     }
 
     bool operator()(const JsonText& text) {

@@ -20,6 +20,8 @@ struct NSAlert {
     std::string informativeText;
     NSAlertStyle alertStyle = NSAlertStyle::warning;
     std::vector<std::string> buttons;
+    /// The program ends when the alert is dismissed: a link that comes meanwhile is for another.
+    bool endsProgram = false;
 };
 
 struct NSUserNotification {

@@ -68,6 +68,14 @@ TEST_F(ZqErrorTest, ShowAndExitLogsItsSecondLineOnlyAfterTheAlertIsDismissed) {
             "FATAL ERROR: Message, details: Details", "Exiting application after fatal error"));
 }
 
+TEST_F(ZqErrorTest, OnlyTheAlertBeforeTheEndSaysThatTheProgramEnds) {
+    ZqError("Message", "Details").show();
+    eventsOf([] { ZqError("Message", "Details").showAndExit(); });
+    ASSERT_EQ(memory.userInterface().alerts.size(), 2U);
+    EXPECT_FALSE(memory.userInterface().alerts[0].endsProgram);
+    EXPECT_TRUE(memory.userInterface().alerts[1].endsProgram);
+}
+
 TEST_F(ZqErrorTest, EmptyDetailsAreLoggedAsNothing) {
     EXPECT_THAT(eventsOf([] { ZqError("Message", "").showAndExit(); }),
         ElementsAreArray(fatalAlert("Message", "")));

@@ -108,8 +108,8 @@ int QtDesktop::runModal(const NSAlert& alert) {
     int response = NSAlertFirstButtonReturn;
     m_host.runModally([&] {
         m_hasAsked = true;
-        if (alert.buttons.empty()) {
-            m_windows->links.stop(); // the agent ends after it: new links are for another one
+        if (alert.endsProgram) {
+            m_windows->links.stop();
         }
         const AlertPlace place(QApplication::desktopFileName());
         AlertDialog dialog(alert, &m_windows->window);
