@@ -8,11 +8,11 @@
 
 namespace {
 
-constexpr unsigned continuation = 0x0;
-constexpr unsigned text = 0x1;
-constexpr unsigned binary = 0x2;
-constexpr unsigned closing = 0x8;
-constexpr unsigned ping = 0x9;
+constexpr unsigned continuationOpcode = 0x0;
+constexpr unsigned textOpcode = 0x1;
+constexpr unsigned binaryOpcode = 0x2;
+constexpr unsigned closeOpcode = 0x8;
+constexpr unsigned pingOpcode = 0x9;
 
 std::string acceptKey(const std::string& key) {
     const std::string input = key + "258EAFA5-E914-47DA-95CA-C5AB0DC85B11";
@@ -61,18 +61,18 @@ std::string sessionBytes() {
         + R"(","signatureAlgorithm":"SHA1withRSA","xmlSignedInfo":"<a/>"},"requestId":2})";
     const std::string greeting = command(R"({"command":"SERVER_CONNECT"})");
     const std::string pdfCommand = command(pdf);
-    return serverFrame(text, frameText("CONNECTED\nversion:1.2\nheart-beat:0,0")) //
-        + serverFrame(text, "\n") //
-        + serverFrame(text, greeting + command(R"({"command":"LIST_CERTIFICATES"})")) //
-        + serverFrame(binary, pdfCommand.substr(0, 20), false) //
-        + serverFrame(ping, "are you there") //
-        + serverFrame(continuation, pdfCommand.substr(20, 100), false) //
-        + serverFrame(continuation, pdfCommand.substr(120)) //
-        + serverFrame(text, command(xml) + "\n\n") //
-        + serverFrame(text, frameText("RECEIPT\nreceipt-id:1"));
+    return serverFrame(textOpcode, frameText("CONNECTED\nversion:1.2\nheart-beat:0,0")) //
+        + serverFrame(textOpcode, "\n") //
+        + serverFrame(textOpcode, greeting + command(R"({"command":"LIST_CERTIFICATES"})")) //
+        + serverFrame(binaryOpcode, pdfCommand.substr(0, 20), false) //
+        + serverFrame(pingOpcode, "are you there") //
+        + serverFrame(continuationOpcode, pdfCommand.substr(20, 100), false) //
+        + serverFrame(continuationOpcode, pdfCommand.substr(120)) //
+        + serverFrame(textOpcode, command(xml) + "\n\n") //
+        + serverFrame(textOpcode, frameText("RECEIPT\nreceipt-id:1"));
 }
 
 std::string closeBytes(unsigned code) {
     const char payload[] = {static_cast<char>(code >> 8U), static_cast<char>(code & 0xFFU)};
-    return serverFrame(closing, {payload, sizeof payload});
+    return serverFrame(closeOpcode, {payload, sizeof payload});
 }

@@ -18,9 +18,9 @@ using asio::ip::tcp;
 
 /// A script that waits in vain ends some day.
 void limitWaiting(TcpSocket& socket) {
-    timeval limit{60, 0};
-    setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    setsockopt(socket.native_handle(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    timeval longest{60, 0};
+    setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest);
+    setsockopt(socket.native_handle(), SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof longest);
 }
 
 } // namespace

@@ -15,8 +15,8 @@ namespace platform {
 
 namespace {
 
-constexpr int columns = 76;
-constexpr int lines = 16;
+constexpr int usualColumns = 76;
+constexpr int usualLines = 16;
 constexpr int keptLines = 10'000;
 constexpr int fewestColumns = 40;
 constexpr int fewestLines = 5;
@@ -41,7 +41,7 @@ StatusWindow::StatusWindow(std::function<void()> closed)
 
     setCentralWidget(m_view);
     const QFontMetrics metrics(m_view->font());
-    resize(metrics.averageCharWidth() * columns + 40, metrics.lineSpacing() * lines + 20);
+    resize(metrics.averageCharWidth() * usualColumns + 40, metrics.lineSpacing() * usualLines + 20);
     setMinimumSize(metrics.averageCharWidth() * fewestColumns, metrics.lineSpacing() * fewestLines);
     m_view->setFocus();
     for (const auto key : {QKeySequence::Close, QKeySequence::Quit}) {
