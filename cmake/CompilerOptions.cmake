@@ -3,8 +3,10 @@
 add_library(quillet_options INTERFACE)
 target_include_directories(quillet_options INTERFACE ${PROJECT_SOURCE_DIR})
 
+# In a batch the names of one file would shadow those of the next.
 target_compile_options(quillet_options INTERFACE
-  -Wall -Wextra -Wpedantic $<$<BOOL:${QUILLET_WARNINGS_AS_ERRORS}>:-Werror> -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+  -Wall -Wextra -Wpedantic $<$<BOOL:${QUILLET_WARNINGS_AS_ERRORS}>:-Werror> -Wconversion -Wsign-conversion
+  $<$<NOT:$<BOOL:${QUILLET_BATCHES}>>:-Wshadow> -Wold-style-cast
   -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wcast-qual -Wformat=2 -Wundef
   -Wdouble-promotion -Wnull-dereference -Wimplicit-fallthrough -Wextra-semi)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

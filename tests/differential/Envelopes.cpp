@@ -5,7 +5,7 @@ namespace differential {
 
 namespace {
 
-using Members = std::vector<std::pair<std::string, Json>>;
+using Members = std::vector<Json::Member>;
 
 const std::vector<std::string> commands{"SERVER_CONNECT", "GET_DIAGNOSTICS", "LIST_CERTIFICATES",
     "SIGN_PDF", "SIGN_PDF", "SIGN_PDF", "SIGN_XML", "SIGN_XML", "SIGN_XML"};

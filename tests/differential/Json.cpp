@@ -55,6 +55,25 @@ std::string spelledText(const std::string& text, Random& random) {
 
 } // namespace
 
+Json Json::null() {
+    return {Kind::null, "null", {}, {}};
+}
+Json Json::boolean(bool value) {
+    return {Kind::boolean, value ? "true" : "false", {}, {}};
+}
+Json Json::number(std::string literal) {
+    return {Kind::number, std::move(literal), {}, {}};
+}
+Json Json::string(std::string text) {
+    return {Kind::text, std::move(text), {}, {}};
+}
+Json Json::array(std::vector<Json> items) {
+    return {Kind::array, {}, std::move(items), {}};
+}
+Json Json::object(std::vector<Member> members) {
+    return {Kind::object, {}, {}, std::move(members)};
+}
+
 const Json* Json::find(const std::string& name) const {
     const Json* found = nullptr;
     for (const auto& [key, value] : members) {
@@ -167,7 +186,7 @@ Json anyJson(Random& random, int depth) {
         return Json::array(std::move(items));
     }
     default: {
-        std::vector<std::pair<std::string, Json>> members;
+        std::vector<Json::Member> members;
         for (std::size_t count = random.below(4); count > 0; --count) {
             members.emplace_back(
                 std::to_string(count) + anyText(random), anyJson(random, depth - 1));

@@ -14,15 +14,14 @@ namespace differential {
 
 struct Json {
     enum class Kind { null, boolean, number, text, array, object };
+    struct Member;
 
-    static Json null() { return {Kind::null, "null", {}, {}}; }
-    static Json boolean(bool value) { return {Kind::boolean, value ? "true" : "false", {}, {}}; }
-    static Json number(std::string literal) { return {Kind::number, std::move(literal), {}, {}}; }
-    static Json string(std::string text) { return {Kind::text, std::move(text), {}, {}}; }
-    static Json array(std::vector<Json> items) { return {Kind::array, {}, std::move(items), {}}; }
-    static Json object(std::vector<std::pair<std::string, Json>> members) {
-        return {Kind::object, {}, {}, std::move(members)};
-    }
+    static Json null();
+    static Json boolean(bool value);
+    static Json number(std::string literal);
+    static Json string(std::string text);
+    static Json array(std::vector<Json> items);
+    static Json object(std::vector<Member> members);
 
     bool isText() const { return kind == Kind::text; }
     /// The value under a name, or null.
@@ -31,7 +30,16 @@ struct Json {
     Kind kind = Kind::null;
     std::string text; // of a text without quotes and escapes, of the others as written
     std::vector<Json> items;
-    std::vector<std::pair<std::string, Json>> members;
+    std::vector<Member> members;
+};
+
+struct Json::Member {
+    Member(std::string name, Json value)
+        : first(std::move(name))
+        , second(std::move(value)) { }
+
+    std::string first; // its name
+    Json second;
 };
 
 /// A text in quotes, with the escapes that it must have and no others.

@@ -255,7 +255,7 @@ private:
         return Json::string(base64(*m_scenario.signature));
     }
 
-    void answer(const std::string& command, std::vector<std::pair<std::string, Json>> members) {
+    void answer(const std::string& command, std::vector<Json::Member> members) {
         members.emplace_back("requestId", m_requestId);
         const Json payload = Json::object(std::move(members));
         send(command, &payload, &m_requestId);
