@@ -83,7 +83,7 @@ TEST_F(Screenshots, ConsentForASession) {
     save(dialog, "consent-session");
 }
 
-TEST_F(Screenshots, ConsentForAList) {
+TEST_F(Screenshots, ConsentForAListAndASignature) {
     home.makeIdentities(1);
     home.setPolicy(R"({"version":1,"consent":"signature"})");
     startSessionOnDesktop();
@@ -91,15 +91,6 @@ TEST_F(Screenshots, ConsentForAList) {
     dialogText();
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     save(dialog, "consent-list");
-}
-
-TEST_F(Screenshots, ConsentForASignature) {
-    home.makeIdentities(1);
-    home.setPolicy(R"({"version":1,"consent":"signature"})");
-    startSessionOnDesktop();
-    session->sendCommand("LIST_CERTIFICATES");
-    dialogText();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     display.pressKey("Left"); // to the button beside
     display.pressKey("space");
     const json::value list = receive("CERTIFICATE_LIST");
