@@ -104,7 +104,7 @@ ServerUrl ViewController::admit(const std::string& serverUrl) {
     ServerUrl url = parseServerUrl(serverUrl);
     m_gatekeeper = ZqGatekeeper::ofThisComputer();
     m_gatekeeper.admitServer(serverUrl);
-    ZqGatekeeper::beginSession(serverUrl, ZqConsent::roomCode(url.roomId));
+    ZqGatekeeper::beginSession(serverUrl, [&url] { return ZqConsent::roomCode(url.roomId); });
     return url;
 }
 

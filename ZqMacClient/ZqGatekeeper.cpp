@@ -157,7 +157,8 @@ void ZqGatekeeper::admitServer(const std::string& link) const {
     NSLog("Policy: ", server.authority, " is allowed");
 }
 
-void ZqGatekeeper::beginSession(const std::string& link, const std::string& roomCode) {
+void ZqGatekeeper::beginSession(
+    const std::string& link, const std::function<std::string()>& roomCode) {
     if (platform::Trust* const trust = platform::trust()) {
         trust->later({}, nullptr);
         trust->beginSession(shownServer(destinationOf(link)), roomCode);

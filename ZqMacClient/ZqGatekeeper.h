@@ -5,6 +5,7 @@
 #include "platform/Trust.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,7 +25,7 @@ public:
     /// `link` has passed the parser.
     void admitServer(const std::string& link) const;
     /// The server of `link` is admitted: from now on the user is asked in its name.
-    static void beginSession(const std::string& link, const std::string& roomCode);
+    static void beginSession(const std::string& link, const std::function<std::string()>& roomCode);
     /// A server that is about to be given a list of certificates or a signature.
     void admitServer(const platform::NetworkHost& server, std::uint64_t port) const;
     /// A page that is about to be opened; `url` forms a URL.

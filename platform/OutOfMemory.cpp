@@ -40,7 +40,7 @@ void memoryRanOut() {
 } // namespace
 
 void endWhenMemoryRunsOut() {
-    reserve().assign(reserveSize, '\0');
+    reserve().reserve(reserveSize); // untouched: address space is what runs out
     std::set_new_handler(memoryRanOut);
 }
 

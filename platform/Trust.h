@@ -66,9 +66,11 @@ public:
 
     /// A session with this server begins ("" when its name is none): windows and password prompts
     /// name it, tokens that were unlocked for the one before are locked, and what the user refused
-    /// then is asked for again. `roomCode` tells its room from others. Main thread, as the two
-    /// below.
-    virtual void beginSession(const std::string& server, const std::string& roomCode) = 0;
+    /// then is asked for again. `roomCode` gives what tells its room from others, and is called
+    /// only where that is shown. Main thread, as the two below.
+    virtual void beginSession(
+        const std::string& server, const std::function<std::string()>& roomCode)
+        = 0;
 
     /// Locks all tokens: whoever uses one next is asked for its password.
     virtual void lockTokens() = 0;

@@ -152,11 +152,12 @@ public:
     bool agrees(const NSAlert& question) override {
         return m_desktop ? m_desktop->agrees(question) : m_terminal.agrees(question);
     }
-    void beginSession(const std::string& server, const std::string& roomCode) override {
+    void beginSession(
+        const std::string& server, const std::function<std::string()>& roomCode) override {
         m_security.beginSession();
         m_terminal.showServer(server);
         if (m_desktop) {
-            m_desktop->showServer(server, roomCode);
+            m_desktop->showServer(server, roomCode());
         }
     }
     void lockTokens() override { m_security.lock(); }

@@ -48,7 +48,7 @@ public:
         return m_answers.userInterface->agrees(question);
     }
     /// The keychain stays as it is: it is that of all the user's programs.
-    void beginSession(const std::string& server, const std::string&) override {
+    void beginSession(const std::string& server, const std::function<std::string()>&) override {
         m_answers.userInterface->showServer(server);
         m_answers.security->beginSession();
     }

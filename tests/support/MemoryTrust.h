@@ -5,6 +5,7 @@
 #include "platform/shared/ComparableHost.h"
 #include "tests/support/MemoryPlatform.h"
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -34,9 +35,10 @@ public:
         return m_memory.userInterface().runModal(question) == platform::NSAlertFirstButtonReturn;
     }
 
-    void beginSession(const std::string& server, const std::string& roomCode) override {
+    void beginSession(
+        const std::string& server, const std::function<std::string()>& roomCode) override {
         servers.push_back(server);
-        roomCodes.push_back(roomCode);
+        roomCodes.push_back(roomCode());
         hasLockedTokens = true;
     }
     void lockTokens() override { hasLockedTokens = true; }

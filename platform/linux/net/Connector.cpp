@@ -6,9 +6,7 @@
 #include "platform/linux/net/NameLookup.h"
 #include "platform/linux/net/TlsLayer.h"
 
-#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
-#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -102,8 +100,7 @@ asio::awaitable<Expected<ClientStream>> Connector::connect(
             co_return found.failure();
         }
         proxy = std::move(*found);
-        // Is made while another thread looks up the name; a failure comes up again when TLS begins.
-        asio::post(co_await asio::this_coro::executor, [this] { prepare(); });
+        prepare(); // while the name is looked up
     }
     auto tcp = co_await connectTransport(destination, std::move(proxy), abort);
     if (!tcp || abort.isRaised()) {
@@ -179,7 +176,7 @@ asio::awaitable<Expected<TcpStream>> Connector::connectByProxy(
 
 asio::awaitable<Expected<ClientStream>> Connector::startTls(
     TcpStream tcp, Destination destination, AbortSignal& abort) {
-    const auto context = tlsContext();
+    const auto context = m_tlsContext.get();
     if (!context) {
         co_return context.failure();
     }
@@ -195,17 +192,6 @@ asio::awaitable<Expected<ClientStream>> Connector::startTls(
     }
     tls->expireNever();
     co_return ClientStream(tls);
-}
-
-Expected<SSL_CTX*> Connector::tlsContext() {
-    if (!m_tlsContext) {
-        auto made = makeTlsContext();
-        if (!made) {
-            return made.failure();
-        }
-        m_tlsContext = std::move(*made);
-    }
-    return m_tlsContext.get();
 }
 
 } // namespace platform::linux_

@@ -46,8 +46,8 @@ public:
     virtual boost::asio::awaitable<Expected<ClientStream>> connect(
         Destination destination, AbortSignal& abort);
 
-    /// Makes what all connections have in common, which a failure leaves to the first of them.
-    void prepare() { tlsContext(); }
+    /// Begins to make what all connections have in common. From any thread.
+    void prepare() { m_tlsContext.begin(); }
 
     /// From any thread; counts for the connections that are begun afterwards.
     void setRule(ConnectionRule rule);
@@ -64,12 +64,11 @@ private:
         Proxy proxy, Destination destination, AbortSignal& abort);
     boost::asio::awaitable<Expected<ClientStream>> startTls(
         TcpStream tcp, Destination destination, AbortSignal& abort);
-    Expected<SSL_CTX*> tlsContext();
     std::optional<Failure> refusal(const Destination& destination);
 
     std::shared_ptr<IoGate> m_gate;
     Settings m_settings;
-    TlsContext m_tlsContext;
+    SharedTlsContext m_tlsContext;
     std::mutex m_ruleMutex;
     ConnectionRule m_rule;
 };

@@ -55,9 +55,7 @@ public:
     void get(const std::string& url, DataTaskCompletion completion);
     std::shared_ptr<WebSocket> open(
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate);
-    void prepare() {
-        post([this] { m_connector.prepare(); });
-    }
+    void prepare() { m_connector.prepare(); }
     void setRule(ConnectionRule rule) { m_connector.setRule(std::move(rule)); }
     void flush(std::chrono::milliseconds limit);
 

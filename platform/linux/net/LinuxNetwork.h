@@ -43,7 +43,7 @@ public:
         const WebSocketRequest& request, std::weak_ptr<WebSocketDelegate> delegate) override;
     void flush(std::chrono::milliseconds limit) override;
 
-    /// Has what the first connection needs made, on the network's thread.
+    /// Begins to make what the first connection needs.
     void prepare();
 
     /// As `Trust` has them.

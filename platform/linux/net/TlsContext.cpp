@@ -9,7 +9,8 @@ Expected<TlsContext> makeTlsContext() {
     ERR_clear_error();
     TlsContext context(SSL_CTX_new(TLS_client_method()));
     if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION) != 1
-        || SSL_CTX_set_default_verify_paths(context.get()) != 1) {
+        || SSL_CTX_set_default_verify_file(context.get()) != 1
+        || SSL_CTX_set_default_verify_dir(context.get()) != 1) {
         const char* const reason = ERR_reason_error_string(ERR_peek_error());
         return Failure{std::string("the TLS library of this computer cannot be used (")
             + (reason != nullptr ? reason : "no reason") + ')'};
@@ -17,6 +18,30 @@ Expected<TlsContext> makeTlsContext() {
     SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
     return context;
+}
+
+void SharedTlsContext::begin() {
+    const std::lock_guard lock(m_mutex);
+    beginLocked();
+}
+
+void SharedTlsContext::beginLocked() {
+    if (!m_context && !m_making.valid()) {
+        m_making = std::async(makeTlsContext); // where no thread can be had, by get()
+    }
+}
+
+Expected<SSL_CTX*> SharedTlsContext::get() {
+    const std::lock_guard lock(m_mutex);
+    beginLocked();
+    if (!m_context) {
+        auto made = m_making.get();
+        if (!made) {
+            return made.failure();
+        }
+        m_context = std::move(*made);
+    }
+    return m_context.get();
 }
 
 } // namespace platform::linux_
