@@ -9,58 +9,18 @@
 #include "devserver/program/StepTable.h"
 #include "devserver/server/Server.h"
 #include "devserver/session/Doorkeeper.h"
+#include "devserver/session/OneAgent.h"
 #include "devserver/session/RoomId.h"
 #include "devserver/session/SessionDriver.h"
 
-#include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 
 namespace devserver {
 
 namespace {
 
 using namespace std::chrono_literals;
-
-/// The one agent that is let in; used from the door's thread and the program's.
-class OneAgent {
-public:
-    OneAgent(std::string room, std::ostream& out)
-        : m_room(std::move(room))
-        , m_out(out) { }
-
-    std::optional<Refusal> admit(const std::shared_ptr<AgentSession>& agent) {
-        const std::lock_guard lock(m_mutex);
-        if (agent->room() != m_room) {
-            m_out << "An agent asked for the room \"" << shownText(agent->room())
-                  << "\" instead of \"" << m_room << "\" and was turned away.\n"
-                  << std::flush;
-            return Refusal::unknownRoom(agent->room());
-        }
-        if (m_agent) {
-            m_out << "A second agent asked for the room and was turned away.\n" << std::flush;
-            return Refusal::occupiedRoom();
-        }
-        m_agent = agent;
-        m_changed.notify_all();
-        return std::nullopt;
-    }
-
-    /// The agent once it is there; null when the time is over.
-    std::shared_ptr<AgentSession> wait(std::chrono::milliseconds timeout) {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, timeout, [&] { return m_agent != nullptr; });
-        return m_agent;
-    }
-
-private:
-    const std::string m_room;
-    std::ostream& m_out;
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::shared_ptr<AgentSession> m_agent;
-};
 
 /// One run. Each step is a method; the first that fails ends it.
 class SignRun {
@@ -83,6 +43,21 @@ public:
         const Doorkeeper door(m_server, [this](const auto& agent) { return m_agent.admit(agent); });
         m_table.writeHeader();
         StepResult result = step("agent joins the room", [this] { return awaitAgent(); });
+        while (result.ok) {
+            result = serve();
+            if (result.ok || !hasComeAgain()) {
+                return result;
+            }
+            m_out << "The agent was given the link again; the session begins anew.\n" << std::flush;
+            result = {true, ""};
+        }
+        return result;
+    }
+
+private:
+    /// A session, as far as it was not done in the one before.
+    StepResult serve() {
+        StepResult result{true, ""};
         using Step = StepResult (SignRun::*)();
         for (const auto& [name, take] : {std::pair<const char*, Step>("greeting", &SignRun::greet),
                  {"diagnostics", &SignRun::getDiagnostics},
@@ -91,9 +66,10 @@ public:
                 result = step(name, [this, take = take] { return (this->*take)(); });
             }
         }
-        for (std::size_t i = 0; result.ok && i < m_options.tasks.size(); ++i) {
-            const std::string name = std::filesystem::path(m_options.tasks[i].in).filename();
-            result = step("sign " + shownText(name), [this, i] { return sign(i); });
+        while (result.ok && m_done < m_options.tasks.size()) {
+            const std::string name = std::filesystem::path(m_options.tasks[m_done].in).filename();
+            result = step("sign " + shownText(name), [this] { return sign(m_done); });
+            m_done += result.ok ? 1 : 0;
         }
         if (result.ok) {
             result = step("agent is told to end", [this] { return m_driver->terminate(); });
@@ -104,28 +80,43 @@ public:
         return result;
     }
 
-private:
+    /// Whether the agent has left and is there anew; one that was started here does not come again.
+    bool hasComeAgain() {
+        if (!m_session->waitForClose(0ms) || m_options.agent) {
+            return false;
+        }
+        auto next = m_agent.wait(m_session, graceOfJoin);
+        if (!next) {
+            return false;
+        }
+        begin(std::move(next));
+        return true;
+    }
+
+    void begin(std::shared_ptr<AgentSession> session) {
+        m_session = std::move(session);
+        m_driver.emplace(m_session, m_options.timeout, m_log);
+    }
+
     std::optional<std::string> prepare() {
         std::string error;
-        PdfOptions pdf = m_options.pdf;
+        m_pdfOptions = m_options.pdf;
         if (!m_options.passwordFile.empty()) {
             std::optional<std::string> password = readPassword(m_options.passwordFile, error);
             if (!password) {
                 return error;
             }
-            pdf.password = std::move(*password);
+            m_pdfOptions.password = std::move(*password);
         }
         for (const SigningTask& task : m_options.tasks) {
             if (std::optional<std::string> cause = refusalOfOutput(task)) {
                 return cause;
             }
-            std::optional<std::string> document = readFile(task.in, error);
-            if (!document) {
+            std::optional<DocumentOrder> order = read(task, error);
+            if (!order) {
                 return error;
             }
-            DocumentOrder order{task.kind, "", std::move(*document), m_options.sendDocuments,
-                m_options.repair, pdf, m_options.xml};
-            if (const std::optional<DocumentRefusal> refusal = refusalOf(order)) {
+            if (const std::optional<DocumentRefusal> refusal = refusalOf(*order)) {
                 return task.in + " cannot be signed: " + refusal->reason
                     + (refusal->canBeRepaired
                             ? "\nWith --repair it is written anew first, as far as it can be made "
@@ -134,7 +125,16 @@ private:
             }
             m_orders.push_back(std::move(order));
         }
-        return begin();
+        return open();
+    }
+
+    std::optional<DocumentOrder> read(const SigningTask& task, std::string& error) const {
+        std::optional<std::string> document = readFile(task.in, error);
+        if (!document) {
+            return std::nullopt;
+        }
+        return DocumentOrder{task.kind, "", std::move(*document), m_options.sendDocuments,
+            m_options.repair, m_pdfOptions, m_options.xml};
     }
 
     /// Whether a signed file can be written is known before a key is asked to sign.
@@ -147,7 +147,7 @@ private:
         return refusalToWrite(task.out);
     }
 
-    std::optional<std::string> begin() {
+    std::optional<std::string> open() {
         if (!m_options.log.empty()) {
             m_logFile.open(m_options.log);
             if (!m_logFile) {
@@ -180,13 +180,13 @@ private:
         std::shared_ptr<AgentSession> session;
         bool hasEnded = false;
         while (!session && !hasEnded && std::chrono::steady_clock::now() < limit) {
-            session = m_agent.wait(100ms);
+            session = m_agent.wait(nullptr, 100ms);
             hasEnded = !session && m_options.agent && m_process.waitForEnd(0ms);
         }
         if (!session) {
             return StepResult::failure(hasEnded ? "it never joined" : "no agent joined in time");
         }
-        m_driver.emplace(session, m_options.timeout, m_log);
+        begin(session);
         return {true, "STOMP " + std::string(stomp::versionText(session->version()))};
     }
 
@@ -218,9 +218,14 @@ private:
 
     StepResult sign(std::size_t index) {
         const SigningTask& task = m_options.tasks[index];
+        std::string error;
+        std::optional<DocumentOrder> order = std::exchange(m_orders[index], std::nullopt);
+        if (!order && !(order = read(task, error))) { // it was on its way when the agent left
+            return StepResult::failure(error);
+        }
+        order->digest = m_digest;
         std::string signedDocument;
-        m_orders[index].digest = m_digest;
-        StepResult result = signDocument(*m_driver, std::move(m_orders[index]), signedDocument);
+        StepResult result = signDocument(*m_driver, std::move(*order), signedDocument);
         if (!result.ok) {
             return result;
         }
@@ -270,7 +275,10 @@ private:
     Server m_server;
     OneAgent m_agent;
     AgentProcess m_process;
-    std::vector<DocumentOrder> m_orders;
+    PdfOptions m_pdfOptions;
+    std::vector<std::optional<DocumentOrder>> m_orders; // absent once it was asked for
+    std::size_t m_done = 0; // tasks
+    std::shared_ptr<AgentSession> m_session;
     std::optional<SessionDriver> m_driver;
     std::string m_digest;
 };

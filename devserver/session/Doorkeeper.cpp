@@ -25,7 +25,8 @@ Refusal Refusal::unknownRoom(const std::string& room) {
 }
 
 Refusal Refusal::occupiedRoom() {
-    return {"Room is taken", "Another agent is in the room already."};
+    return {"Room is taken",
+        "Another agent is in the room already. End its session first, or use a new link."};
 }
 
 Doorkeeper::Doorkeeper(Server& server, Admit admit)

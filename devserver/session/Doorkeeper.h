@@ -4,6 +4,7 @@
 #include "devserver/server/Server.h"
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,9 @@
 #include <thread>
 
 namespace devserver {
+
+/// For the agent that is in a room to leave it, when it was given the room's link once more.
+constexpr std::chrono::seconds graceOfJoin{2};
 
 /// What an agent's user reads when it is turned away.
 struct Refusal {

@@ -2,6 +2,7 @@
 #include "devserver/web/Room.h"
 
 #include "devserver/server/Envelope.h"
+#include "devserver/session/Doorkeeper.h"
 
 #include <chrono>
 
@@ -20,7 +21,6 @@ constexpr std::chrono::milliseconds lookAfter = 100ms; // whether an idle agent 
 constexpr std::size_t wholeMessage = std::size_t{16} << 10; // bytes of a message shown unfolded
 constexpr std::size_t keptFiles = 5;
 constexpr std::chrono::milliseconds graceOfEnd = 3s; // for an agent to leave when it is told to
-constexpr std::chrono::milliseconds graceOfJoin = 2s; // for the one before to have left
 
 /// Until the agent has left; one that hangs is cut off.
 void seeOut(AgentSession& agent) {

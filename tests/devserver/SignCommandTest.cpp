@@ -20,6 +20,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 class SignCommandTest : public testing::Test {
 protected:
@@ -137,6 +138,23 @@ TEST_F(SignCommandTest, AgentThatLeavesInTheMiddleFailsTheStep) {
         HasSubstr("step \"sign order.xml\" failed: the agent left before SIGN_XML_RESPONSE came"));
 }
 
+TEST_F(SignCommandTest, AgentThatIsGivenTheLinkAgainGoesOnWithWhatIsLeft) {
+    TestAgent again;
+    std::thread joining([&] {
+        const std::uint16_t where = port();
+        agent.start(where, authority(), "room", {.leavesAt = "SIGN_XML"});
+        agent.finish();
+        again.start(where, authority(), "room");
+    });
+    EXPECT_EQ(runAlone(), 0) << errors.text() << output.text();
+    joining.join();
+    EXPECT_EQ(again.finish(), "");
+    EXPECT_THAT(
+        output.text(), HasSubstr("The agent was given the link again; the session begins anew.\n"));
+    EXPECT_EQ(opensslCms(contentOf(path("signed.pdf")), agent.signer()).status, 0);
+    EXPECT_EQ(xmlsec1(contentOf(path("signed.xml")), again.signer()).status, 0);
+}
+
 TEST_F(SignCommandTest, AgentWithoutCertificatesFailsTheList) {
     EXPECT_EQ(run({.hasCertificates = false}), 1);
     EXPECT_EQ(errors.text(),
@@ -163,7 +181,8 @@ TEST_F(SignCommandTest, OtherRoomsAndSecondAgentsAreTurnedAway) {
         ASSERT_TRUE(first.join(where, authority(), "room"));
         ASSERT_TRUE(first.receive());
         second.start(where, authority(), "room");
-        EXPECT_EQ(second.finish(), "Room is taken: Another agent is in the room already.");
+        EXPECT_THAT(
+            second.finish(), StartsWith("Room is taken: Another agent is in the room already. "));
         first.drop();
     });
     EXPECT_EQ(runAlone(), 1);

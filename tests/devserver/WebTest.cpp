@@ -267,7 +267,9 @@ TEST_F(WebTest, SecondAgentIsTurnedAway) {
     beginSession();
     TestAgent second;
     second.start(port, authority, room);
-    EXPECT_EQ(second.finish(), "Room is taken: Another agent is in the room already.");
+    EXPECT_EQ(second.finish(),
+        "Room is taken: Another agent is in the room already. End its session first, or use a new "
+        "link.");
     EXPECT_TRUE(events->waitFor("A second agent asked for this room and was turned away."));
     EXPECT_EQ(sign("order.xml", "<a/>").status, 202U);
     EXPECT_TRUE(events->waitFor("event: signed\n"));
