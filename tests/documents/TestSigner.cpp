@@ -2,6 +2,7 @@
 #include "tests/documents/TestSigner.h"
 
 #include "foundation/Handle.h"
+#include "tests/keys/RsaKeys.h"
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -27,9 +28,10 @@ struct TestSigner::Key {
 
 TestSigner::TestSigner(const std::string& name, Kind kind)
     : m_key(std::make_unique<Key>()) {
-    m_key->pkey.reset(kind == Kind::rsa
-            ? EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", std::size_t{2048})
-            : EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
+    static RsaKeys keys(QUILLET_RSA_KEYS);
+    m_key->pkey = kind == Kind::rsa
+        ? keys.next()
+        : RsaKeys::Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
     const Certificate certificate(X509_new());
     check(m_key->pkey && certificate);
     X509_set_version(certificate.get(), X509_VERSION_3);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "CertificateBuilder.h"
 #include "foundation/Handle.h"
+#include "tests/keys/RsaKeys.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -47,6 +48,10 @@ void setSerialNumber(X509* certificate, const Bytes& content) {
 } // namespace
 
 KeyPair makeKeyPair(const std::string& algorithm) {
+    if (algorithm == "RSA") {
+        static RsaKeys keys(QUILLET_RSA_KEYS);
+        return keys.next();
+    }
     const Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(
         EVP_PKEY_CTX_new_from_name(nullptr, algorithm.c_str(), nullptr));
     EVP_PKEY_keygen_init(context.get());
