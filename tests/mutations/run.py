@@ -34,7 +34,7 @@ TESTS = {"platform/macos/": "macos_tests", "platform/shared/": "platform_shared_
          "platform/linux/security/": "linux_security_tests",
          "platform/linux/desktop/": "linux_widget_tests", "platform/linux/": "linux_shell_tests",
          "devserver/": "devserver_tests", "": "unit_tests"}
-LIMIT = 300  # seconds for one run of a room's tests
+LIMIT = 120  # seconds for one run of a room's tests
 SHARDS = 3   # parts of one such run, side by side: many tests only wait
 
 
@@ -115,8 +115,9 @@ class Workplace:
         failed = False
         while running and not failed:
             time.sleep(0.02)
-            failed = time.monotonic() > end or any(part.poll() for part in running)
-            running = [part for part in running if part.poll() is None]
+            ended = [part for part in running if part.poll() is not None]
+            running = [part for part in running if part not in ended]
+            failed = time.monotonic() > end or any(part.returncode for part in ended)
         for part in running:
             part.kill()
             part.wait()

@@ -136,6 +136,36 @@ TEST_F(MessageTimersTest, SilenceDoesNotCountWhileTheProgramIsBusy) {
     EXPECT_EQ(m_delegate->reasons, silent);
 }
 
+TEST_F(MessageTimersTest, SilenceCountsFromWhenTheProgramHasTakenAll) {
+    openAndAccept();
+    setTimers({.silenceLimit = seconds(25)});
+    arrive("not taken yet");
+    m_queue.advance(hours(1));
+    runAll();
+    advance(seconds(25) - moment);
+    EXPECT_FALSE(hasEnded());
+    advance(seconds(3));
+    EXPECT_EQ(m_delegate->reasons, silent);
+}
+
+TEST_F(MessageTimersTest, SilenceCountsFromWhenMessagesAreAskedForAgain) {
+    openAndAccept();
+    setTimers({.silenceLimit = seconds(25)});
+    const std::string answer(std::size_t{64} << 20, 'x');
+    for (int i = 0; i < 8; ++i) { // so much is unsent that nothing more is read
+        send(answer);
+    }
+    arrive("the last");
+    runAll();
+    advance(hours(1));
+    EXPECT_FALSE(hasEnded());
+    didSend();
+    advance(seconds(25) - moment);
+    EXPECT_FALSE(hasEnded());
+    advance(seconds(3));
+    EXPECT_EQ(m_delegate->reasons, silent);
+}
+
 TEST_F(MessageTimersTest, TimersSetAnewReplaceTheOldOnes) {
     openAndAccept();
     for (int i = 0; i < 100; ++i) {

@@ -90,9 +90,10 @@ TEST(JsonReader, TextIsKeptInAnyScript) {
 }
 
 TEST(JsonReader, BrokenTextsAreRefused) {
-    for (const char* json : {R"(["\ud800"])", R"(["\udc00"])", R"(["\ud800\u0041"])", R"(["\x41"])",
-             R"(["\u12g4"])", R"(["abc)", "[\"a\nb\"]", "[\"a\tb\"]", "[\"\xFF\"]",
-             "[\"\xC0\xAF\"]", "[\"\xED\xA0\x80\"]", "[\"\xF4\x90\x80\x80\"]"}) {
+    for (const char* json :
+        {R"(["\ud800"])", R"(["\udc00"])", R"(["\ud800\u0041"])", R"(["\ud800\ue000"])",
+            R"(["\x41"])", R"(["\u12g4"])", R"(["abc)", "[\"a\nb\"]", "[\"a\tb\"]", "[\"\xFF\"]",
+            "[\"\xC0\xAF\"]", "[\"\xED\xA0\x80\"]", "[\"\xF4\x90\x80\x80\"]"}) {
         EXPECT_FALSE(readJson(json).value) << json;
     }
 }
@@ -147,6 +148,7 @@ TEST(JsonReader, WhatIsNoJsonIsRefused) {
 
 TEST(JsonReader, ErrorSaysWhere) {
     EXPECT_THAT(readJson("[1] x").errorDescription, HasSubstr("around character 4."));
+    EXPECT_THAT(readJson("[\"ab\xFF\"]").errorDescription, HasSubstr("around character 4."));
 }
 
 TEST(JsonReader, NestingIsReadDownToTheMaximumDepth) {

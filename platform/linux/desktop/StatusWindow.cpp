@@ -30,7 +30,6 @@ StatusWindow::StatusWindow(std::function<void()> closed)
     setAccessibleName(windowTitle());
     m_view->setAccessibleName(tr("Status"));
     m_view->setAccessibleDescription(tr("The steps of the signing session, one a line"));
-    m_view->setReadOnly(true);
     m_view->setUndoRedoEnabled(false);
     m_view->setMaximumBlockCount(keptLines + 1); // a server may have lines written without end
     m_view->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
