@@ -40,7 +40,7 @@ configure() {
     "-DCMAKE_OBJCXX_COMPILER=$compiler" -DCMAKE_OBJCXX_COMPILER_WORKS=ON \
     "-DCMAKE_OBJCXX_COMPILER_TARGET=$processor-apple-macos" "-DCMAKE_OBJCXX_FLAGS=$cxx $objectiveC" \
     "-DCMAKE_AR=$work/tools/ar" "-DCMAKE_RANLIB=$work/tools/ranlib" "-DCMAKE_EXE_LINKER_FLAGS=--ld-path=$work/tools/ld -mlinker-version=1000" \
-    -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY -DCMAKE_CXX_COMPILER_LAUNCHER=env \
+    -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY "-DCMAKE_CXX_COMPILER_LAUNCHER=$work/tools/quickly" "-DCMAKE_OBJCXX_COMPILER_LAUNCHER=$work/tools/quickly" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo '-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O0 -DNDEBUG' '-DCMAKE_OBJCXX_FLAGS_RELWITHDEBINFO=-O0 -DNDEBUG' \
     -DQUILLET_BENCH=OFF "$@" >"$work/$name.log" 2>&1 \
     || { cat "$work/$name.log"; fail "the project cannot be configured ($name)"; }
@@ -71,7 +71,19 @@ for argument; do
 done
 exec ld64.lld-19 --error-limit=0 "${arguments[@]}"
 END
-chmod +x "$work/tools/"{ar,ld}
+# What is made here is not run, so it is not optimised.
+cat >"$work/tools/quickly" <<'END'
+#!/bin/bash
+arguments=()
+for argument; do
+  case $argument in
+    -Os | -D_FORTIFY_SOURCE=*) ;;
+    *) arguments+=("$argument") ;;
+  esac
+done
+exec "${arguments[@]}"
+END
+chmod +x "$work/tools/"{ar,ld,quickly}
 gtest=$(find /usr/lib -name GTestConfig.cmake | head -1)
 configure tests -DQUILLET_TESTS=ON "-DGTest_DIR=$(dirname "$gtest")"
 # No compiler here makes code for two processors, so none is asked.
