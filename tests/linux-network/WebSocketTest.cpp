@@ -206,6 +206,22 @@ TEST_F(WebSocketTest, OfARefusalTheHeadAloneIsRead) {
         "localhost refused the WebSocket: status 403 (Forbidden)");
 }
 
+TEST_F(WebSocketTest, RefusalIsToldAtOnceByAServerThatGoesOn) {
+    std::promise<void> over;
+    auto waiting = over.get_future();
+    const TestServer server(m_context, [&](TlsSocket& socket) {
+        readRequest(socket);
+        asio::write(socket,
+            asio::buffer(std::string("HTTP/1.1 403 Forbidden\r\nContent-Length: 5\r\n\r\nwhy")));
+        waiting.wait_for(patience);
+    });
+    LinuxNetwork network(m_application, m_options);
+    const auto socket = network.openWebSocket(requestFor(server.port()), m_delegate);
+    EXPECT_TRUE(runUntilClosed());
+    over.set_value();
+    EXPECT_EQ(m_delegate->reasons.at(0), "localhost refused the WebSocket: status 403 (Forbidden)");
+}
+
 TEST_F(WebSocketTest, RefusalsAreToldByStatus) {
     EXPECT_EQ(refusalFor("HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n"),
         "localhost refused the WebSocket: status 401 (Unauthorized)");
