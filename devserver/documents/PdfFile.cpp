@@ -35,6 +35,9 @@ PdfRefusal refusalOf(const QPDFExc& failure) {
     if (failure.getErrorCode() == qpdf_e_unsupported) {
         return {"the PDF uses what is not supported here: " + words};
     }
+    if (words.find("xref") != std::string::npos || words.find("trailer") != std::string::npos) {
+        return damaged("the table that tells where its parts are is missing or broken");
+    }
     return damaged(words);
 }
 

@@ -59,9 +59,10 @@ protected:
     }
 
     /// Keeps a picture where the environment asks for them.
-    void picture(const std::string& name) {
+    void picture(const std::string& name, const std::string& shown = "h1") {
         if (const char* folder = std::getenv("QUILLET_SCREENSHOTS")) {
-            browser->run("window.scrollTo(0, 0)");
+            browser->run(
+                "document.querySelector('" + shown + "').scrollIntoView({block: 'center'})");
             browser->saveScreenshot(std::filesystem::path(folder) / (name + ".png"));
         }
     }
@@ -219,6 +220,7 @@ TEST_F(PageTest, DamagedPdfIsWrittenAnewOnlyWhenItsUserSaysSo) {
         HasSubstr("What you get may show less, or something else, than the file that you have"));
     EXPECT_EQ(browser->role("#damaged"), "group");
     EXPECT_THAT(browser->label("#damaged"), StartsWith("Should the PDF be written anew"));
+    picture("repair", "#question");
 
     browser->click("#leave");
     EXPECT_FALSE(browser->isShown("#damaged"));

@@ -146,6 +146,15 @@ TEST(JsonReader, WhatIsNoJsonIsRefused) {
     EXPECT_FALSE(readJson(std::string("[1]\0", 4)).value);
 }
 
+TEST(JsonReader, MembersAreFoundByTheirWholeName) {
+    const JsonReadResult result = readJson(R"({"name":1,"names":2,"":3})");
+    ASSERT_TRUE(result.value);
+    const auto* object = result.value->as<JsonObject>();
+    ASSERT_NE(object->find("name"), nullptr);
+    EXPECT_EQ(object->find("name")->as<JsonNumber>()->literal, "1");
+    EXPECT_EQ(object->find("nam"), nullptr);
+}
+
 TEST(JsonReader, ErrorSaysWhere) {
     EXPECT_THAT(readJson("[1] x").errorDescription, HasSubstr("around character 4."));
     EXPECT_THAT(readJson("[\"ab\xFF\"]").errorDescription, HasSubstr("around character 4."));
