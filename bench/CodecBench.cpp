@@ -4,14 +4,16 @@
 #include "ZqMacClient/ZqMessage.h"
 #include "bench/Table.h"
 #include "foundation/Base64.h"
+#include "foundation/CleanText.h"
 #include "frameworks/CRVStompClient/StompFrame.h"
 #include "frameworks/CRVStompClient/StompMessages.h"
 #include "platform/linux/LinuxSystem.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
-#include <fcntl.h>
 #include <functional>
 #include <map>
 #include <unistd.h>
@@ -179,22 +181,24 @@ void addEnvelope(Table& table, const std::string& text) {
         [message] { benchmark::DoNotOptimize(message->getBody()); }, "memcpy", copyOf(text));
 }
 
-/// Standard error must be a file.
-void addLog(Table& table, const std::string& text) {
-    const auto truncating = [](Work write) {
+/// Lines as a session writes them: of texts that were judged when they came. `log` has the log file
+/// for standard error.
+void addLog(Table& table, const std::string& text, platform::LinuxSystem& log) {
+    const auto appending = [](Work write) {
         return [write = std::move(write)] {
-            if (ftruncate(STDERR_FILENO, 0) != 0) {
+            const bool isLong = lseek(STDERR_FILENO, 0, SEEK_END) > static_cast<off_t>(64 * mebi);
+            if (isLong && ftruncate(STDERR_FILENO, 0) != 0) {
                 std::abort();
             }
             write();
         };
     };
     table.add("log line of " + sizeText(text.size()),
-        truncating([&text, system = std::make_shared<platform::LinuxSystem>(0, nullptr)] {
-            const platform::LogPiece pieces[] = {"Signing PDF: ", text};
-            system->NSLog(pieces);
+        appending([judged = std::make_shared<JudgedText>(text), &log] {
+            const platform::LogPiece pieces[] = {"Signing PDF: ", judged->clean()};
+            log.NSLog(pieces);
         }),
-        "write to the same file", truncating([&text] {
+        "write to the same file", appending([&text] {
             if (write(STDERR_FILENO, text.data(), text.size()) < 0) {
                 std::abort();
             }
@@ -204,11 +208,10 @@ void addLog(Table& table, const std::string& text) {
 } // namespace
 
 int main() {
-    std::string name = "/tmp/quillet-bench-XXXXXX";
-    const int file = mkstemp(name.data());
-    if (file < 0 || dup2(file, STDERR_FILENO) < 0 || unlink(name.c_str()) != 0
-        || fcntl(STDERR_FILENO, F_SETFL, O_APPEND) != 0) {
-        std::perror("codec_bench");
+    const TemporaryFolder folder;
+    platform::LinuxSystem log(0, nullptr);
+    if (!log.reopenStandardError((folder / "log").string(), "a+")) {
+        std::puts("codec_bench: no log file");
         return 1;
     }
     const std::string kilobyte = sampleText(kibi);
@@ -223,7 +226,7 @@ int main() {
     }
     for (const std::string* text : {&kilobyte, &medium, &large}) {
         addEnvelope(table, *text);
-        addLog(table, *text);
+        addLog(table, *text, log);
     }
     table.print();
     return 0;

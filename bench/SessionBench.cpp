@@ -1,140 +1,35 @@
 // SPDX-License-Identifier: MIT
 // Whole sessions of the real agent against the signing server on this machine.
-#include "bench/Measure.h"
+#include "bench/PeerSession.h"
 #include "bench/Table.h"
-#include "devserver/server/Server.h"
-#include "tests/e2e/AgentProcess.h"
 
 #include <algorithm>
 #include <boost/json.hpp>
 #include <cstdio>
-#include <unistd.h>
 
 namespace json = boost::json;
 
 namespace {
 
-constexpr std::chrono::seconds limit{120};
 constexpr double mebi = 1024.0 * 1024.0;
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::runtime_error(what);
-}
+/// A home of its own with so many identities, and a session in it.
+struct HomeSession {
+    explicit HomeSession(int identities) { home.makeIdentities(identities); }
 
-/// A server and one connected peer, which is the agent or the baseline.
-class Session {
-public:
-    explicit Session(int identities) {
-        m_home.makeIdentities(identities);
-        if (const auto problem = m_server.start()) {
-            fail(*problem);
-        }
-        m_server.writeAuthority(authority());
-    }
-
-    void startAgent() {
-        m_began = Clock::now();
-        start(std::make_unique<AgentProcess>(m_home, std::vector{m_server.link("bench")},
-            std::map<std::string, std::string>{{"SSL_CERT_FILE", authority()}}));
-    }
     void startPlainPeer() {
-        m_began = Clock::now();
-        start(std::make_unique<AgentProcess>(m_home,
-            std::vector<std::string>{"localhost", std::to_string(m_server.port()), "/room/bench",
-                authority(), (m_home.path() / "plain.log").string()},
-            std::map<std::string, std::string>{}, QUILLET_PLAIN_PEER));
+        session.startOther(QUILLET_PLAIN_PEER,
+            {"localhost", session.port(), "/room/bench", session.authority(),
+                (home.path() / "plain.log").string()});
     }
+    PeerSession* operator->() { return &session; }
 
-    /// Seconds from the start of the process to its answer to the greeting, which any text under
-    /// "pdfToSign" makes a command of the plain peer too.
-    double startTime() {
-        m_session->sendEnvelope(R"({"command":"SERVER_CONNECT","pdfToSign":""})");
-        if (!m_session->receiveFrame(limit)) {
-            fail("no answer");
-        }
-        return secondsSince(m_began);
-    }
-
-    /// Seconds from a command to its answer, which goes to `answer`.
-    double roundTrip(const std::string& envelope, std::string* answer = nullptr) {
-        const auto began = Clock::now();
-        m_session->sendEnvelope(envelope);
-        auto frame = m_session->receiveFrame(limit);
-        const double time = secondsSince(began);
-        if (!frame) {
-            fail("no answer");
-        }
-        if (answer != nullptr) {
-            *answer = std::move(frame->body);
-        }
-        return time;
-    }
-
-    /// Seconds that the peer has worked so far, in the program and in the system.
-    double workingTime() const {
-        const std::string path = "/proc/" + std::to_string(m_peer->pid()) + "/stat";
-        unsigned long user = 0;
-        unsigned long system = 0;
-        FILE* const file = std::fopen(path.c_str(), "r");
-        if (file == nullptr
-            || std::fscanf(file, "%*d (%*[^)]) %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu",
-                   &user, &system)
-                != 2) {
-            fail("the peer is gone");
-        }
-        std::fclose(file);
-        return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-    }
-
-    /// Ends the peer; its peak memory in bytes.
-    std::size_t end() {
-        const std::size_t peak = m_peer->peakMemory();
-        m_session->sendCommand("TERMINATE_CLIENT");
-        if (m_peer->waitForEnd() != ProcessEnd{0, 0}) {
-            fail("the peer did not end as it should");
-        }
-        return peak;
-    }
-
-private:
-    std::string authority() const { return (m_home.path() / "ca.pem").string(); }
-
-    void start(std::unique_ptr<AgentProcess> peer) {
-        m_peer = std::move(peer);
-        m_session = m_server.waitForAgent("bench", limit);
-        if (!m_session) {
-            fail("the peer does not connect: " + m_peer->output());
-        }
-    }
-
-    AgentHome m_home;
-    devserver::Server m_server;
-    Clock::time_point m_began;
-    std::unique_ptr<AgentProcess> m_peer;
-    std::shared_ptr<devserver::AgentSession> m_session;
+    AgentHome home;
+    PeerSession session{home};
 };
 
 std::string envelope(const char* command, json::object payload) {
     return json::serialize(json::object{{"command", command}, {"payload", std::move(payload)}});
-}
-
-/// The digest of a listed certificate. The list travels as Base64 of JSON.
-std::string digestInList(const std::string& answer, std::size_t index) {
-    const std::string text(json::parse(answer).at("payload").as_string());
-    constexpr std::string_view alphabet
-        = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string list;
-    unsigned bits = 0;
-    int count = 0;
-    for (const char c : text.substr(0, text.find('='))) {
-        bits = (bits << 6) | static_cast<unsigned>(alphabet.find(c));
-        count += 6;
-        if (count >= 8) {
-            count -= 8;
-            list += static_cast<char>(bits >> count);
-        }
-    }
-    return std::string(json::parse(list).at(index).at("certificateDigest").as_string());
 }
 
 std::string sizeText(std::size_t bytes) {
@@ -148,23 +43,26 @@ std::string signPdf(const std::string& list, const std::string& document) {
 }
 
 void measureStart() {
+    // Any text under "pdfToSign" makes it a command of the plain peer too.
+    const std::string greeting = R"({"command":"SERVER_CONNECT","pdfToSign":""})";
     std::vector<double> agentTimes, plainTimes;
     for (int run = 0; run < 7; ++run) {
-        Session plain(1);
+        HomeSession plain(1);
         plain.startPlainPeer();
-        plainTimes.push_back(plain.startTime());
-        plain.end();
-        Session agent(1);
-        agent.startAgent();
-        agentTimes.push_back(agent.startTime());
-        agent.end();
+        plainTimes.push_back(plain->startTime(greeting));
+        plain->end();
+        HomeSession agent(1);
+        agent->startAgent();
+        agentTimes.push_back(agent->startTime(greeting));
+        agent->end();
     }
     printRow("from process start to CLIENT_CONNECT", median(agentTimes), "a bare WebSocket client",
         median(plainTimes));
 }
 
 void measureSmallDocument() {
-    Session session(1);
+    HomeSession home(1);
+    PeerSession& session = home.session;
     session.startAgent();
     std::string list;
     session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &list);
@@ -183,7 +81,7 @@ struct LargeFigures {
     std::vector<double> workingTimes; // of all requests of a session
     std::size_t peak = 0;
 
-    void add(Session& session, const std::string& request) {
+    void add(PeerSession& session, const std::string& request) {
         constexpr int requests = 3;
         const double before = session.workingTime();
         for (int i = 0; i < requests; ++i) {
@@ -199,15 +97,15 @@ void measureLargeDocument(std::size_t documentSize) {
     const std::string document(documentSize / 3 * 4, 'Q'); // its Base64 text
     LargeFigures plain, agent;
     for (int run = 0; run < runs; ++run) {
-        Session plainSession(1);
+        HomeSession plainSession(1);
         plainSession.startPlainPeer();
-        plain.add(plainSession, envelope("SIGN_PDF", {{"pdfToSign", document}}));
+        plain.add(plainSession.session, envelope("SIGN_PDF", {{"pdfToSign", document}}));
 
-        Session agentSession(1);
-        agentSession.startAgent();
+        HomeSession agentSession(1);
+        agentSession->startAgent();
         std::string list;
-        agentSession.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &list);
-        agent.add(agentSession, signPdf(list, document));
+        agentSession->roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &list);
+        agent.add(agentSession.session, signPdf(list, document));
     }
     const std::string what = "SIGN_PDF of " + sizeText(documentSize);
     const char* const plainName = "receive, log, decode, encode, send";
@@ -226,7 +124,8 @@ struct IdentityTimes {
 };
 
 IdentityTimes timesWithIdentities(std::size_t count) {
-    Session session(static_cast<int>(count));
+    HomeSession home(static_cast<int>(count));
+    PeerSession& session = home.session;
     session.startAgent();
     std::string answer;
     session.roundTrip("{\"command\":\"LIST_CERTIFICATES\"}", &answer); // opens the database

@@ -14,9 +14,7 @@
 #include "tests/support/MemoryPlatform.h"
 #include "tests/support/StompText.h"
 
-#include <fcntl.h>
 #include <stdexcept>
-#include <unistd.h>
 
 namespace {
 
@@ -85,8 +83,12 @@ private:
 /// Application, view and network in memory; log and keychain as in the agent.
 class BenchPlatform : public Platform {
 public:
-    explicit BenchPlatform(const std::string& database)
-        : m_security(m_userInterface, database) { }
+    BenchPlatform(const std::string& database, const std::string& log)
+        : m_security(m_userInterface, database) {
+        if (!m_system.reopenStandardError(log, "a+")) {
+            throw std::runtime_error("no log file");
+        }
+    }
 
     MemoryApplication& application() override { return m_application; }
     UserInterface& userInterface() override { return m_userInterface; }
@@ -108,8 +110,8 @@ private:
 
 class Session {
 public:
-    explicit Session(const std::string& database)
-        : m_platform(database)
+    Session(const std::string& database, const std::string& log)
+        : m_platform(database, log)
         , m_view(m_platform.userInterface().statusTextView()) {
         m_view.viewDidLoad();
         m_view.connectToServer("quillet://h/?roomId=bench");
@@ -160,11 +162,7 @@ void measure() {
     const AgentHome home;
     home.makeIdentities(1);
     const std::string log = (home.path() / "log").string();
-    const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    if (file < 0 || dup2(file, STDERR_FILENO) < 0) {
-        throw std::runtime_error("no log file");
-    }
-    Session session(home.databaseFolder().string());
+    Session session(home.databaseFolder().string(), log);
     const std::string request
         = messageText(R"({"command":"SIGN_PDF","payload":{"certificateDigest":")" + session.digest()
             + R"(","bytesToSign":")" + base64Encoded(Bytes(1024, 0x51))
