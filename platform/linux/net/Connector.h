@@ -48,6 +48,8 @@ public:
 
     /// Begins to make what all connections have in common. From any thread.
     void prepare() { m_tlsContext.begin(); }
+    /// Waits for that.
+    void finishPreparing() { m_tlsContext.finish(); }
 
     /// From any thread; counts for the connections that are begun afterwards.
     void setRule(ConnectionRule rule);

@@ -154,6 +154,7 @@ void LinuxNetwork::Impl::flush(std::chrono::milliseconds limit) {
     // Threads that outlive the flush would run into the destruction of what they use.
     lock.unlock();
     m_io.join();
+    m_connector.finishPreparing();
     m_completions.joinUnlessBusy();
     lock.lock();
     m_state = State::flushed;

@@ -31,6 +31,13 @@ void SharedTlsContext::beginLocked() {
     }
 }
 
+void SharedTlsContext::finish() {
+    const std::lock_guard lock(m_mutex);
+    if (m_making.valid()) {
+        m_making.wait();
+    }
+}
+
 Expected<SSL_CTX*> SharedTlsContext::get() {
     const std::lock_guard lock(m_mutex);
     beginLocked();

@@ -22,6 +22,9 @@ class SharedTlsContext {
 public:
     void begin();
 
+    /// Waits until nothing is being made, as it must not be while the process ends.
+    void finish();
+
     /// Waits until it is made. After a failure the next call tries anew.
     Expected<SSL_CTX*> get();
 
