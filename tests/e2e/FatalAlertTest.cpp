@@ -106,13 +106,6 @@ TEST_F(FatalAlert, MalformedServerUrlIsShown) {
     EXPECT_TRUE(server.requests().empty());
 }
 
-TEST_F(FatalAlert, ProgramEndsWithItsStatusHoweverEarly) {
-    for (int i = 0; i < 30; ++i) { // what is still being prepared must not see the end
-        startAgent({"quillet://localhost/no-room"});
-        expectFatalAlert("Error", "Could not parse server URL: quillet://localhost/no-room");
-    }
-}
-
 TEST_F(FatalAlert, LinkWithEmptyHostIsShown) {
     startAgent({"quillet://?roomId=1"});
     expectFatalAlert("Error checking for Quillet updates", "no host is given");

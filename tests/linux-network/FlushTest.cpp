@@ -2,12 +2,19 @@
 // The end of the process: what was handed to a WebSocket goes out first.
 #include "platform/linux/net/LinuxNetwork.h"
 #include "tests/linux-network/TestServer.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestApplication.h"
 
+#include <atomic>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
+#include <cstdlib>
+#include <fcntl.h>
 #include <future>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -145,6 +152,26 @@ TEST_F(FlushTest, SilentServerHoldsTheCloseNoLongerThanItsLimit) {
     network.flush(patience);
     EXPECT_LT(steady_clock::now() - start, patience / 2);
     over.set_value();
+}
+
+TEST_F(FlushTest, NothingIsBeingPreparedAfterwards) {
+    const TemporaryFolder folder;
+    const std::string authorities = (folder / "authorities").string();
+    ASSERT_EQ(mkfifo(authorities.c_str(), S_IRWXU), 0); // whose reading waits for a writer
+    const std::string usual = std::getenv("SSL_CERT_FILE");
+    setenv("SSL_CERT_FILE", authorities.c_str(), 1);
+    LinuxNetwork network(m_application);
+    network.prepare();
+    std::atomic<bool> isRead = false;
+    std::thread writing([&] {
+        std::this_thread::sleep_for(milliseconds(200));
+        isRead = true;
+        ::close(::open(authorities.c_str(), O_WRONLY | O_CLOEXEC));
+    });
+    network.flush(patience);
+    EXPECT_TRUE(isRead);
+    writing.join();
+    setenv("SSL_CERT_FILE", usual.c_str(), 1);
 }
 
 TEST_F(FlushTest, ConnectionInTheMakingWithNothingToSendIsGivenUp) {
