@@ -10,7 +10,7 @@
 #include "foundation/Base64.h"
 #include "platform/linux/LinuxSystem.h"
 #include "platform/linux/security/NssSecurity.h"
-#include "tests/e2e/AgentProcess.h"
+#include "tests/e2e/AgentHome.h"
 #include "tests/support/MemoryPlatform.h"
 #include "tests/support/StompText.h"
 
