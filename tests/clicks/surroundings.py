@@ -97,11 +97,11 @@ class Surroundings:
                 "no window manager")
 
     def start_server(self, program):
-        output = self.folder / "server"
-        with output.open("w") as file:
+        self.server_log = self.folder / "server"
+        with self.server_log.open("w") as file:
             self.start([program, "--port", "0", "--authority", self.folder / "authority"],
                        stdout=file)
-        found = eventually(lambda: re.search(r"page +(https://\S+)", output.read_text()))
+        found = eventually(lambda: re.search(r"page +(https://\S+)", self.server_log.read_text()))
         self.page = require(found, "no signing server")[1].rstrip("/")
         database = f"sql:{self.home}/.pki/nssdb"
         self.run("certutil", "-N", "--empty-password", "-d", database)
@@ -141,6 +141,10 @@ class Surroundings:
 
     def is_connected(self, room):
         return self.post(f"/rooms/{room}/certificates")[0] == 202
+
+    def joins(self, room):
+        """How often an agent has joined it."""
+        return self.server_log.read_text().count(f"an agent joined room {room}")
 
     # The agent
 

@@ -64,11 +64,13 @@ makeIdentity() {
     certutil -N -d sql:$HOME/.pki/nssdb --empty-password
     pk12util -i id.p12 -d sql:$HOME/.pki/nssdb -W x -K ""'
 }
-# A copy of the sources that was once started leaves its entry; it is gone, or it is there.
+# A copy of the sources that was once started leaves its entry, and that it is the default; the copy
+# is gone, or it is there.
 olderCopy() {
   user sh -ec "mkdir -p ~/.local/share/applications; printf '%s\n' '[Desktop Entry]' 'Type=Application' \
     'Name=Quillet' 'Exec=$1 --link %u' 'NoDisplay=true' 'MimeType=x-scheme-handler/quillet;' \
-    >~/.local/share/applications/$entry"
+    >~/.local/share/applications/$entry
+    xdg-mime default $entry x-scheme-handler/quillet"
 }
 # session OPENER: the server as a user's program, with the system's trust; the link is opened as
 # browsers and desktops do.

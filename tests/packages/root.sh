@@ -9,11 +9,20 @@ skip() {
   exit 77
 }
 
+# A process that is left keeps the system's folders mounted.
+endProcessesInside() {
+  local folder
+  for folder in /proc/[0-9]*; do
+    [ "$(readlink "$folder/root")" != "$root" ] || kill -KILL "${folder#/proc/}" || true
+  done 2>/dev/null
+}
+
 cleanUp() {
   local process
   for process in "${processes[@]}"; do
     { kill "$process" && wait "$process"; } 2>/dev/null || true
   done
+  endProcessesInside
   umount "$root/proc" "$root/dev/pts" "$root/dev" 2>/dev/null || true
   ! mountpoint -q "$root/dev" || { echo "$root/dev is still mounted" >&2; return; }
   ! mountpoint -q "$root" || umount "$root"
