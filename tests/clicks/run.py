@@ -81,7 +81,8 @@ def click_by(opener, environment, desktop, situation):
     if situation == "same link again":
         clicks.append(desktop.start(command, environment))
     if len(clicks) > 1:  # only then may it end: a link that comes later begins another one
-        require(eventually(lambda: desktop.joins(room) == len(clicks), 30), "a click is lost")
+        require(eventually(lambda: desktop.has_taken(room, len(clicks)), 30),
+                "a click is lost")
         require(eventually(lambda: desktop.is_connected(room), 30), "no session any more")
     require_outcome(desktop)
     desktop.run("xdotool", "set_desktop", "0")

@@ -142,10 +142,6 @@ class Surroundings:
     def is_connected(self, room):
         return self.post(f"/rooms/{room}/certificates")[0] == 202
 
-    def joins(self, room):
-        """How often an agent has joined it."""
-        return self.server_log.read_text().count(f"an agent joined room {room}")
-
     # The agent
 
     def agents(self):
@@ -163,6 +159,27 @@ class Surroundings:
         self.start([self.program])
         require(eventually(lambda: len(self.agents()) == 1 and self.is_on_bus()
                            and self.is_in_front()), "no waiting agent")
+
+    def own_log(self, pid):
+        """The agent's lines of the log that all agents share, even where others removed it."""
+        try:
+            with open(f"/proc/{pid}/fd/2", "rb") as log:
+                log.seek(max(0, os.fstat(log.fileno()).st_size - 4_000_000))
+                lines = log.read().decode(errors="replace").splitlines(True)
+        except OSError:  # it has handed its link over, and is gone
+            return ""
+        return "".join(line for line in lines if f" ZqMacClient[{pid}:" in line)
+
+    def has_taken(self, room, links):
+        """Whether the one agent has taken so many links to the room, and the session that the server
+        knows of is that of the last one. A link that comes while the one before connects takes
+        its place, so there may be fewer sessions than links."""
+        log = "".join(self.own_log(pid) for pid in self.agents())
+        launches = re.findall(r"Launching with custom URL: .*roomId=" + room, log)
+        subscribed = f'Subscribing to messages on room Optional("{room}")'
+        joins = self.server_log.read_text().count(f"an agent joined room {room}")
+        return (len(launches) == links and subscribed in log[log.rindex(launches[-1]):]
+                and joins == log.count(subscribed))
 
     def is_on_bus(self):
         return "true" in self.run(
