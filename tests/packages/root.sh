@@ -23,7 +23,10 @@ cleanUp() {
     { kill "$process" && wait "$process"; } 2>/dev/null || true
   done
   endProcessesInside
-  umount "$root/proc" "$root/dev/pts" "$root/dev" 2>/dev/null || true
+  for _ in 1 2 3 4 5; do # what is killed takes a moment to end
+    umount "$root/proc" "$root/dev/pts" "$root/dev" 2>/dev/null || true
+    ! mountpoint -q "$root/dev" || sleep 1
+  done
   ! mountpoint -q "$root/dev" || { echo "$root/dev is still mounted" >&2; return; }
   ! mountpoint -q "$root" || umount "$root"
   rm -rf --one-file-system "$work"
