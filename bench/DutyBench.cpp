@@ -111,15 +111,25 @@ public:
         if (m_isAgent) {
             session.startAgent();
         } else {
-            std::filesystem::remove(log());
             session.startOther(
                 QUILLET_DUTY_PEER, {session.port(), "bench", session.authority(), log().string()});
         }
     }
 
+    /// The log is one that goes before it is written to the disk, whoever's it is.
+    void startWithLog(PeerSession& session) const {
+        writeFile(log(), "");
+        if (m_isAgent) {
+            session.startAgentWithLog(log().string());
+        } else {
+            start(session);
+        }
+    }
+
     /// So that its shortness is not what makes a program quick.
-    void requireLog(std::size_t size) const {
-        require(m_isAgent || std::filesystem::file_size(log()) >= size, "the log is not complete");
+    void endLog(std::size_t size) const {
+        require(std::filesystem::file_size(log()) >= size, "the log is not complete");
+        std::filesystem::remove(log());
     }
 
     double size() const {
@@ -208,7 +218,7 @@ void measureLarge(const AgentHome& home, const Program& program, std::size_t siz
     warmMemory(home, size * 4 * count);
     const std::string document = devserver::base64Encoded(sample(size / 4 * 3, 2));
     PeerSession session(home);
-    program.start(session);
+    program.startWithLog(session);
     std::string list;
     session.roundTrip(listRequest, &list);
     std::vector<double> times;
@@ -221,11 +231,11 @@ void measureLarge(const AgentHome& home, const Program& program, std::size_t siz
         work += session.workingTime() - before;
         request.verify(answer);
     }
-    program.requireLog(3 * size * count);
     const std::string what = "SIGN_PDF of " + std::to_string(size / mebi) + " MiB";
     figures[what] = median(times);
     figures[what + ", " + std::to_string(count) + ", work of the CPU"] = work;
     figures[what + ", peak memory"] = static_cast<double>(session.end());
+    program.endLog(3 * size * count);
 }
 
 /// Both programs list the same.

@@ -6,6 +6,7 @@
 #include <boost/json.hpp>
 #include <ctime>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace json = boost::json;
 
@@ -31,6 +32,19 @@ void PeerSession::startAgent() {
     m_began = Clock::now();
     start(std::make_unique<AgentProcess>(m_home, std::vector{m_server.link("bench")},
         std::map<std::string, std::string>{{"SSL_CERT_FILE", authority()}}));
+}
+
+void PeerSession::startAgentWithLog(const std::string& log) {
+    constexpr const char* script = "mount --make-rprivate / && mount --bind \"$0\" /tmp/Quillet.log"
+                                   " && exec \"$@\"";
+    std::vector<std::string> words{"--mount"};
+    if (geteuid() != 0) {
+        words.push_back("--map-root-user");
+    }
+    words.insert(
+        words.end(), {"/bin/sh", "-c", script, log, QUILLET_AGENT, m_server.link("bench")});
+    start(std::make_unique<AgentProcess>(m_home, words,
+        std::map<std::string, std::string>{{"SSL_CERT_FILE", authority()}}, "/usr/bin/unshare"));
 }
 
 void PeerSession::startOther(

@@ -18,6 +18,8 @@ public:
     explicit PeerSession(const AgentHome& home);
 
     void startAgent();
+    /// With a log of its own, mounted over the one that all agents share; that must be there.
+    void startAgentWithLog(const std::string& log);
     void startOther(const std::string& program, const std::vector<std::string>& arguments);
 
     std::string port() const { return std::to_string(m_server.port()); }
