@@ -92,6 +92,10 @@ class Screen:
             self.run("xdotool", "key", "--clearmodifiers", key)
             time.sleep(0.4)
 
+    def click(self, x, y):
+        self.run("xdotool", "mousemove", str(x), str(y), "click", "1")
+        time.sleep(1)
+
     def type(self, text):
         self.run("xdotool", "type", "--clearmodifiers", "--delay", "15", text)
         time.sleep(0.3)
@@ -169,10 +173,36 @@ def walk(screen):
     screen.key("Tab", "Return")  # "Open signing agent", the first that can be pressed
     time.sleep(15)  # the question comes when Chromium has found out whose links these are
     screen.save("newcomer-5-question", page)
-    screen.run("xdotool", "mousemove", "716", "270", "click", "1")  # "Open Quillet"
+    screen.click(716, 270)  # "Open Quillet"
     eventually(lambda: has_log("Listing certificates"), "no session")
     screen.window("localhost:8443 - Quillet", "no window of the agent")
     screen.save("newcomer-6-session")
+    sign(screen, page)
+
+
+def sign(screen, page):
+    screen.run("xdotool", "windowactivate", "--sync", page)
+    screen.click(112, 790)  # "Choose File"
+    screen.window("^Open File$", "no dialog for files")
+    time.sleep(3)  # keys that come while it opens are lost
+    screen.key("ctrl+l")
+    screen.type(str(HOME / "contract.pdf"))  # has its folder shown
+    time.sleep(2)
+    screen.click(230, 109)  # the first file
+    screen.click(1075, 824)  # "Open"
+    screen.run("xdotool", "windowactivate", "--sync", page)
+    screen.key("Tab", "Tab")  # past "Send a PDF to the agent too", to "Sign"
+    screen.save("newcomer-7-choice", page)
+
+    screen.key("Return")
+    screen.window("^Quillet$", "no question for the password")
+    screen.save("newcomer-8-password")
+    screen.type("my password")
+    screen.key("Return")
+    eventually(lambda: has_log("Sending message: SIGN_PDF_RESPONSE"), "no signature")
+    screen.run("xdotool", "windowactivate", "--sync", page)
+    screen.key("Tab")  # to the signed file
+    screen.save("newcomer-9-signed", page)
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 # Walks the newcomer's way of README.md in a fresh Debian system, with a window manager, a terminal
-# and Chromium, from the packages of build/packages to the first session, and takes a picture of each
+# and Chromium, from the packages of build/packages to the first signature, and takes a picture of each
 # step into docs/screenshots. Needs half a gigabyte of Debian packages; run by hand:
 #   scripts/package.sh && tests/packages/newcomer.sh [BASE]
 # BASE is as for fresh-root.sh. Ends with 77 and a reason when no system can be made here.
