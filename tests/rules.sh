@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Proves that every test that docs/rules.md names exists.
+# Proves that every test that docs/rules.md names exists, and that every file of tests is compiled.
 #   rules.sh PROJECT_ROOT
 set -u
 cd "$1" || exit 2
@@ -22,3 +22,10 @@ if [ -n "$empty" ]; then
   echo "$empty"
   exit 1
 fi
+for file in $(find tests -name '*Test.cpp' -not -path '*/build/*'); do
+  grep -qF 'file(GLOB' "$(dirname "$file")/CMakeLists.txt" \
+    || grep -rqF "$(basename "$file")" tests --include=CMakeLists.txt || {
+    echo "$file is compiled by nobody"
+    exit 1
+  }
+done
