@@ -201,7 +201,7 @@ def sign(screen, page):
     screen.key("Return")
     eventually(lambda: has_log("Sending message: SIGN_PDF_RESPONSE"), "no signature")
     screen.run("xdotool", "windowactivate", "--sync", page)
-    screen.key("Tab")  # to the signed file
+    screen.key("End")  # of the page, where the signed file is
     screen.save("newcomer-9-signed", page)
 
 
