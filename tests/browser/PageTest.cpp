@@ -58,6 +58,17 @@ protected:
         browser->click("#sign");
     }
 
+    /// The file of that name, once the browser has put it in the place of the empty one that keeps
+    /// the name.
+    std::string downloaded(const std::string& name) {
+        const std::filesystem::path file = browser->downloads() / name;
+        std::error_code error;
+        EXPECT_TRUE(eventually([&] {
+            return std::filesystem::file_size(file, error) > 0 && !error;
+        })) << name;
+        return contentOf(file);
+    }
+
     /// Keeps a picture where the environment asks for them.
     void picture(const std::string& name, const std::string& shown = "h1") {
         if (const char* folder = std::getenv("QUILLET_SCREENSHOTS")) {
@@ -112,9 +123,8 @@ TEST_F(PageTest, DocumentsAreSignedByTheAgentOfTheLink) {
     browser->resize(1280, 900);
 
     browser->click("#signed a");
-    const std::filesystem::path file = browser->downloads() / "contract-signed.pdf";
-    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file); }));
-    EXPECT_THAT(pdfsig(contentOf(file)).validations, ElementsAre("Signature is Valid."));
+    EXPECT_THAT(
+        pdfsig(downloaded("contract-signed.pdf")).validations, ElementsAre("Signature is Valid."));
 
     // SERVER_CONNECT to SIGN_XML_RESPONSE: the challenge for the certificate makes one pair more.
     EXPECT_EQ(browser->count("#messages li"), 12U);
@@ -237,10 +247,9 @@ TEST_F(PageTest, DamagedPdfIsWrittenAnewOnlyWhenItsUserSaysSo) {
     EXPECT_FALSE(browser->isShown("#damaged"));
     EXPECT_EQ(browser->count("#signed li"), 1U);
     browser->click("#signed a");
-    const std::filesystem::path result = browser->downloads() / "damaged-signed.pdf";
-    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(result); }));
-    EXPECT_THAT(pdfsig(contentOf(result)).validations, ElementsAre("Signature is Valid."));
-    EXPECT_EQ(qpdfCheck(contentOf(result)).status, 0);
+    const std::string result = downloaded("damaged-signed.pdf");
+    EXPECT_THAT(pdfsig(result).validations, ElementsAre("Signature is Valid."));
+    EXPECT_EQ(qpdfCheck(result).status, 0);
     EXPECT_EQ(contentOf(file), damaged);
     EXPECT_THAT(browser->consoleErrors(), IsEmpty());
 }
@@ -267,9 +276,7 @@ TEST_F(PageTest, WhatToDoWhenNothingHappensIsTold) {
     picture("help");
     browser->resize(1280, 900);
     browser->click("#help a");
-    const std::filesystem::path file = browser->downloads() / "quillet-devserver.pem";
-    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(file); }));
-    EXPECT_EQ(contentOf(file), contentOf(authority()));
+    EXPECT_EQ(downloaded("quillet-devserver.pem"), contentOf(authority()));
 }
 
 TEST_F(PageTest, AgentWithoutCertificatesGetsToldHowToGetOne) {
