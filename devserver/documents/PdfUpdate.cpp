@@ -47,6 +47,9 @@ public:
             throw PdfRefusal{
                 "the PDF is certified by its author, who allows no further signatures"};
         }
+        if (isLocked()) {
+            throw PdfRefusal{"the PDF has a signature that allows no further signatures"};
+        }
         const std::optional<PdfReference> page
             = firstPage(PdfFile::rawValue(m_file.object(m_catalog), "/Pages"), 0);
         if (!page) {
@@ -83,6 +86,24 @@ private:
                 ? m_file.value(reference, "/TransformParams")
                 : std::string_view();
             if (isPdfDictionary(parameters) && pdfInteger(m_file.value(parameters, "/P")) == 1) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// Whether a signature that is there forbids every change (/P of /Lock, ISO 32000-2, 12.7.5.5).
+    bool isLocked() const {
+        const std::string_view form = m_file.value(m_file.object(m_catalog), "/AcroForm");
+        const PdfElements fields = pdfElements(
+            isPdfDictionary(form) ? m_file.value(form, "/Fields") : std::string_view());
+        for (std::string_view field : fields) {
+            field = m_file.resolved(field);
+            if (!isPdfDictionary(field) || m_file.value(field, "/V").empty()) {
+                continue;
+            }
+            const std::string_view lock = m_file.value(field, "/Lock");
+            if (isPdfDictionary(lock) && pdfInteger(m_file.value(lock, "/P")) == 1) {
                 return true;
             }
         }

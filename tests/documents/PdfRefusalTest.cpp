@@ -70,6 +70,23 @@ TEST(PdfRefusalTest, CertifiedDocumentThatAllowsNoChanges) {
     EXPECT_EQ(refusalOf(certified(2)), "(none)");
 }
 
+TEST(PdfRefusalTest, SignatureThatAllowsNoChanges) {
+    const auto locked = [](const std::string& value, int level) {
+        return makePdf(PdfForm().changed([&](QPDF& pdf) {
+            pdf.getRoot().replaceKey("/AcroForm",
+                QPDFObjectHandle::parse(
+                    "<< /Fields [ << /FT /Sig /T (First) /Lock << /Type /SigFieldLock "
+                    "/Action /All /P "
+                    + std::to_string(level) + " >> " + value + " >> ] >>"));
+        }));
+    };
+    const std::string signature = "/V << /Type /Sig >>";
+    EXPECT_EQ(refusalOf(locked(signature, 1)),
+        "the PDF has a signature that allows no further signatures");
+    EXPECT_EQ(refusalOf(locked(signature, 2)), "(none)");
+    EXPECT_EQ(refusalOf(locked("", 1)), "(none)"); // nobody has signed there
+}
+
 TEST(PdfRefusalTest, NoByteOfATruncatedOrChangedDocumentDoesHarm) {
     const std::string pdf = makePdf(PdfForm().withXrefStream());
     const std::size_t whole = pdf.rfind("\n%%EOF"); // what is behind is not needed
