@@ -3,10 +3,8 @@
 #include "foundation/JsonReader.h"
 #include "foundation/JsonWriter.h"
 
-#include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
 
 using testing::HasSubstr;
 using testing::StartsWith;
