@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::uint64_t defaultPort = 443;
+constexpr std::uint64_t portUnlessTold = 443;
 constexpr std::uint64_t largestPort = 65535;
 constexpr std::string_view wildcard = "*.";
 constexpr std::string_view digits = "0123456789";
@@ -79,7 +79,7 @@ std::optional<std::string> ZqServerList::add(const std::string& text) {
     }
     Entry entry;
     if (parts->port != "*") {
-        entry.port = parts->port ? portOf(*parts->port) : defaultPort;
+        entry.port = parts->port ? portOf(*parts->port) : portUnlessTold;
         if (!entry.port) {
             return "the port is not a number from 1 to 65535, nor \"*\"";
         }

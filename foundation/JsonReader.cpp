@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/JsonReader.h"
 
+#include "foundation/Ascii.h"
 #include "foundation/JsonEscapes.h"
 
 #include <cstring>
@@ -57,10 +58,6 @@ constexpr const char* noMemory = "there is not enough memory";
 /// A vector that grows holds its elements thrice for a moment: in the old place and in twice the
 /// room.
 constexpr std::size_t growth = 3;
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 } // namespace
 

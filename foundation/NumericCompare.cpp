@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/NumericCompare.h"
 
+#include "foundation/Ascii.h"
 #include "foundation/Utf8.h"
 
 #include <compare>
@@ -26,10 +27,6 @@ std::u16string utf16(std::string_view text) {
         units += static_cast<char16_t>(code);
     }
     return units;
-}
-
-bool isDigit(char16_t unit) {
-    return unit >= u'0' && unit <= u'9';
 }
 
 /// Takes the run of digits at the start, without its leading zeros.

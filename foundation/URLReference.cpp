@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/URLReference.h"
 
+#include "foundation/Ascii.h"
+
 #include <algorithm>
 
 namespace {
@@ -8,10 +10,6 @@ namespace {
 using std::string_view;
 
 constexpr string_view subDelimiters = "!$&'()*+,;=";
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 char lowerCase(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
@@ -34,7 +32,7 @@ bool isUnreserved(char c) {
 }
 
 bool areDigits(string_view text) {
-    return std::all_of(text.begin(), text.end(), isDigit);
+    return std::all_of(text.begin(), text.end(), isDigit<char>);
 }
 
 /// Unreserved characters, sub-delimiters, whole escapes, and what is allowed besides.

@@ -32,6 +32,7 @@ tests=(
   clang-14 libclang-rt-14-dev # the fuzz targets; checks the code of macOS, which is not compiled here
   mount util-linux           # put an administrator's policy in place for one process
   clang-19 libc++-19-dev libc++abi-19-dev lld-19 # compile and link what macOS does
+  libclang-rt-19-dev         # sanitizers of tests that the same compiles
   xvfb dbus-daemon libx11-dev libxtst-dev # a display, a session bus, keys and clicks
 )
 corpus=(default-jdk-headless) # its validator of XML signatures; half a gigabyte

@@ -3,22 +3,18 @@
 // files alone.
 #pragma once
 
+#include "devserver/server/ByteStream.h"
 #include "devserver/server/ServerState.h"
 #include "devserver/server/WebHandler.h"
 
 #include <memory>
 #include <vector>
 
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 
 namespace devserver {
 
-using TlsStream = boost::beast::ssl_stream<boost::beast::tcp_stream>;
 using HttpRequest = boost::beast::http::request<boost::beast::http::string_body>;
 
 class Connection {
@@ -53,10 +49,10 @@ void serveHttp(boost::asio::ip::tcp::socket socket, boost::asio::ssl::context& t
     std::shared_ptr<ServerState> server, ConnectionList& connections);
 
 /// Takes over a connection whose upgrade request for `room` has been read.
-void serveWebSocket(TlsStream stream, HttpRequest request, RecordedRequest record, std::string room,
-    std::shared_ptr<ServerState> server, ConnectionList& connections);
+void serveWebSocket(ByteStream stream, HttpRequest request, RecordedRequest record,
+    std::string room, std::shared_ptr<ServerState> server, ConnectionList& connections);
 
 /// Streams a feed to a connection whose request has been read.
-void serveEvents(TlsStream stream, EventAnswer answer, ConnectionList& connections);
+void serveEvents(ByteStream stream, EventAnswer answer, ConnectionList& connections);
 
 } // namespace devserver

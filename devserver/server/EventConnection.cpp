@@ -22,7 +22,7 @@ constexpr std::string_view head = "HTTP/1.1 200 OK\r\n"
 class EventConnection final : public Connection,
                               public std::enable_shared_from_this<EventConnection> {
 public:
-    EventConnection(TlsStream stream, EventAnswer answer)
+    EventConnection(ByteStream stream, EventAnswer answer)
         : m_stream(std::move(stream))
         , m_executor(m_stream.get_executor())
         , m_feed(std::move(answer.feed))
@@ -30,7 +30,7 @@ public:
         , m_text(head) { }
 
     void start() {
-        boost::beast::get_lowest_layer(m_stream).expires_never();
+        m_stream.waitForever();
         m_watcher = m_feed->watch([weak = weak_from_this(), executor = m_executor] {
             asio::post(executor, [weak] {
                 if (const auto self = weak.lock()) {
@@ -45,7 +45,7 @@ public:
     void abort() override {
         m_feed->unwatch(m_watcher);
         m_hasEnded = true;
-        boost::beast::get_lowest_layer(m_stream).close();
+        m_stream.close();
     }
 
 private:
@@ -84,8 +84,8 @@ private:
             });
     }
 
-    TlsStream m_stream;
-    TlsStream::executor_type m_executor;
+    ByteStream m_stream;
+    ByteStream::executor_type m_executor;
     std::shared_ptr<EventFeed> m_feed;
     std::size_t m_position;
     std::string m_text; // being written
@@ -97,7 +97,7 @@ private:
 
 } // namespace
 
-void serveEvents(TlsStream stream, EventAnswer answer, ConnectionList& connections) {
+void serveEvents(ByteStream stream, EventAnswer answer, ConnectionList& connections) {
     const auto connection = std::make_shared<EventConnection>(std::move(stream), std::move(answer));
     connections.add(connection);
     connection->start();

@@ -43,29 +43,27 @@ public:
         , m_connections(connections) { }
 
     void start() {
-        lowest().expires_after(silenceLimit);
-        m_stream->async_handshake(
-            boost::asio::ssl::stream_base::server, [self = shared_from_this()](error_code error) {
+        m_stream->limitWaiting(silenceLimit);
+        m_stream->handshake(ByteStream::Role::server,
+            ByteStream::Done([self = shared_from_this()](error_code error, std::size_t) {
                 if (!error) {
                     self->readRequest();
                 }
-            });
+            }));
     }
 
     void abort() override {
         if (m_stream) {
-            lowest().close();
+            m_stream->close();
         }
     }
 
 private:
-    beast::tcp_stream& lowest() { return beast::get_lowest_layer(*m_stream); }
-
     void readRequest() {
         m_parser.emplace();
         const std::shared_ptr<WebHandler> handler = m_server->webHandler();
         m_parser->body_limit(handler ? handler->bodyLimit() : plainBodyLimit);
-        lowest().expires_after(silenceLimit);
+        m_stream->limitWaiting(silenceLimit);
         http::async_read(*m_stream, m_buffer, *m_parser,
             [self = shared_from_this()](error_code error, std::size_t) {
                 if (!error) {
@@ -125,7 +123,7 @@ private:
             answerFreely(std::move(request), record);
             return;
         }
-        TlsStream stream = std::move(*m_stream);
+        ByteStream stream = std::move(*m_stream);
         m_stream.reset();
         serveWebSocket(std::move(stream), std::move(request), std::move(record), std::move(*room),
             m_server, m_connections);
@@ -144,7 +142,7 @@ private:
             answer(request, {200, "", {{"Content-Type", "text/event-stream"}}});
             return;
         }
-        TlsStream stream = std::move(*m_stream);
+        ByteStream stream = std::move(*m_stream);
         m_stream.reset();
         serveEvents(std::move(stream), std::move(std::get<EventAnswer>(free)), m_connections);
     }
@@ -163,7 +161,7 @@ private:
         if (request.method() == http::verb::head) {
             m_response.body().clear(); // its length is told
         }
-        lowest().expires_after(silenceLimit);
+        m_stream->limitWaiting(silenceLimit);
         http::async_write(
             *m_stream, m_response, [self = shared_from_this()](error_code error, std::size_t) {
                 if (error) {
@@ -180,11 +178,12 @@ private:
     }
 
     void shutDown() {
-        lowest().expires_after(silenceLimit);
-        m_stream->async_shutdown([self = shared_from_this()](error_code) {});
+        m_stream->limitWaiting(silenceLimit);
+        m_stream->shutDown(
+            ByteStream::Done([self = shared_from_this()](error_code, std::size_t) {}));
     }
 
-    std::optional<TlsStream> m_stream; // absent once it is a WebSocket's
+    std::optional<ByteStream> m_stream; // absent once it is a WebSocket's
     std::shared_ptr<ServerState> m_server;
     ConnectionList& m_connections;
     beast::flat_buffer m_buffer;

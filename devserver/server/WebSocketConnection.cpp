@@ -9,10 +9,8 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/socket_base.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/http/rfc7230.hpp>
-#include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 
 namespace devserver {
@@ -43,7 +41,7 @@ class WebSocketConnection final : public Transport,
                                   public Connection,
                                   public std::enable_shared_from_this<WebSocketConnection> {
 public:
-    WebSocketConnection(TlsStream stream, HttpRequest request, RecordedRequest record,
+    WebSocketConnection(ByteStream stream, HttpRequest request, RecordedRequest record,
         std::string room, std::shared_ptr<ServerState> server)
         : m_socket(std::move(stream))
         , m_executor(m_socket.get_executor())
@@ -77,8 +75,7 @@ public:
     void close(std::uint16_t code) override { post(code); }
     void reset() override {
         asio::post(m_executor, [self = shared_from_this()] {
-            error_code ignored;
-            self->lowest().socket().set_option(asio::socket_base::linger(true, 0), ignored);
+            self->m_socket.next_layer().reset();
             self->abort();
         });
     }
@@ -90,10 +87,8 @@ public:
 private:
     using Work = std::variant<OutgoingMessage, std::uint16_t>;
 
-    beast::tcp_stream& lowest() { return beast::get_lowest_layer(m_socket); }
-
     void configure() {
-        lowest().expires_never(); // the WebSocket's own limits count from here
+        m_socket.next_layer().waitForever(); // the WebSocket's own limits count from here
         websocket::stream_base::timeout limits
             = websocket::stream_base::timeout::suggested(beast::role_type::server);
         limits.idle_timeout = websocket::stream_base::none(); // an agent may think for long
@@ -174,7 +169,7 @@ private:
         m_subscribeTimer.cancel();
         m_queue.clear();
         if (error != websocket::error::closed) {
-            lowest().close();
+            m_socket.next_layer().close();
         }
         const websocket::close_reason& reason = m_socket.reason();
         const bool handshake = error == websocket::error::closed;
@@ -182,8 +177,8 @@ private:
             reason.reason.empty() ? error.message() : std::string(reason.reason.c_str())});
     }
 
-    websocket::stream<TlsStream, false> m_socket; // without compression
-    TlsStream::executor_type m_executor;
+    websocket::stream<ByteStream, false> m_socket; // without compression
+    ByteStream::executor_type m_executor;
     HttpRequest m_request;
     asio::steady_timer m_subscribeTimer;
     StompPeer m_peer;
@@ -197,8 +192,8 @@ private:
 
 } // namespace
 
-void serveWebSocket(TlsStream stream, HttpRequest request, RecordedRequest record, std::string room,
-    std::shared_ptr<ServerState> server, ConnectionList& connections) {
+void serveWebSocket(ByteStream stream, HttpRequest request, RecordedRequest record,
+    std::string room, std::shared_ptr<ServerState> server, ConnectionList& connections) {
     const auto connection = std::make_shared<WebSocketConnection>(std::move(stream),
         std::move(request), std::move(record), std::move(room), std::move(server));
     connections.add(connection);

@@ -1,119 +1,30 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/TestClient.h"
+#include "tests/devserver/ClientConnection.h"
 
-#include <boost/asio/connect.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
-#include <boost/asio/ssl/host_name_verification.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
-#include <boost/beast/http/write.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
-#include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 
 namespace devserver::test {
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
-namespace http = beast::http;
 namespace websocket = beast::websocket;
 using boost::system::error_code;
 
-namespace {
-
-asio::ip::tcp::endpoint loopback(const std::string& host, std::uint16_t port) {
-    return host == "::1" ? asio::ip::tcp::endpoint(asio::ip::address_v6::loopback(), port)
-                         : asio::ip::tcp::endpoint(asio::ip::address_v4::loopback(), port);
-}
-
-asio::ssl::context trusting(const std::string& authorityPem) {
-    asio::ssl::context tls(asio::ssl::context::tls_client);
-    tls.set_verify_mode(asio::ssl::verify_peer);
-    tls.add_certificate_authority(asio::buffer(authorityPem));
-    return tls;
-}
-
-using Stream = beast::ssl_stream<beast::tcp_stream>;
-
-error_code connectTls(Stream& stream, const std::string& host, std::uint16_t port) {
-    error_code error;
-    stream.set_verify_callback(asio::ssl::host_name_verification(host), error);
-    if (!error) {
-        beast::get_lowest_layer(stream).connect(loopback(host, port), error);
-    }
-    if (!error) {
-        beast::get_lowest_layer(stream).socket().set_option(asio::ip::tcp::no_delay(true), error);
-    }
-    if (!error) {
-        stream.handshake(asio::ssl::stream_base::client, error);
-    }
-    return error;
-}
-
-} // namespace
-
-HttpReply request(const Server& server, const std::string& target, const std::string& host,
-    const std::string& method) {
-    asio::io_context context;
-    asio::ssl::context tls = trusting(server.authorityPem());
-    Stream stream(context, tls);
-    error_code error = connectTls(stream, host, server.port());
-    http::request<http::empty_body> query;
-    query.method_string(method);
-    query.target(target);
-    query.set(http::field::host, host);
-    query.set("X-Test", "yes");
-    if (!error) {
-        http::write(stream, query, error);
-    }
-    beast::flat_buffer buffer;
-    http::response<http::string_body> reply;
-    if (!error) {
-        http::read(stream, buffer, reply, error);
-    }
-    if (error) {
-        return {0, "", "", error.message()};
-    }
-    return {reply.result_int(), reply.body(), std::string(reply[http::field::location]), ""};
-}
-
 struct TestClient::Impl {
-    explicit Impl(asio::ssl::context context)
-        : tls(std::move(context))
-        , socket(io, tls) { }
+    explicit Impl(const std::string& authorityPem)
+        : connection(authorityPem) { }
 
-    /// Runs one started operation to its end; after `timeout` it goes on in the background.
-    bool run(const bool& done, std::chrono::milliseconds timeout) {
-        const auto end = std::chrono::steady_clock::now() + timeout;
-        while (!done && std::chrono::steady_clock::now() < end) {
-            io.restart();
-            io.run_one_until(end);
-        }
-        return done;
+    error_code finish(const Operation& operation) {
+        return connection.finish(operation, socket->next_layer());
     }
 
-    void startReading() {
-        reading = true;
-        arrived = false;
-        socket.async_read(buffer, [this](error_code code, std::size_t) {
-            reading = false;
-            arrived = true;
-            readError = code;
-        });
-    }
-
-    asio::io_context io;
-    asio::ssl::context tls;
-    websocket::stream<Stream, false> socket;
+    ClientConnection connection;
+    std::optional<websocket::stream<ByteStream, false>> socket; // once there is a connection
     beast::flat_buffer buffer;
-    bool reading = false;
-    bool arrived = false;
+    std::optional<Operation> reading; // of the next message, even while nobody waits for it
     error_code readError;
     std::string pending; // received and not yet decoded
     std::size_t messages = 0;
@@ -130,22 +41,25 @@ bool TestClient::open(
 
 bool TestClient::open(std::uint16_t port, const std::string& authorityPem,
     const std::string& target, const std::string& subprotocols) {
-    m_impl = std::make_unique<Impl>(trusting(authorityPem));
-    auto& socket = m_impl->socket;
-    error_code code = connectTls(socket.next_layer(), "127.0.0.1", port);
+    m_impl = std::make_unique<Impl>(authorityPem);
+    error_code code = m_impl->connection.connect(port, "127.0.0.1");
+    auto& socket = m_impl->socket.emplace(std::move(*m_impl->connection.stream));
     socket.read_message_max(0);
     socket.auto_fragment(false);
     socket.set_option(websocket::stream_base::decorator([&](websocket::request_type& query) {
         if (!subprotocols.empty()) {
-            query.set(http::field::sec_websocket_protocol, subprotocols);
+            query.set(beast::http::field::sec_websocket_protocol, subprotocols);
         }
     }));
     websocket::response_type response;
     if (!code) {
-        socket.handshake(response, "127.0.0.1:" + std::to_string(port), target, code);
+        Operation handshake;
+        socket.async_handshake(
+            response, "127.0.0.1:" + std::to_string(port), target, handshake.handler());
+        code = m_impl->finish(handshake);
     }
     status = response.result_int();
-    subprotocol = std::string(response[http::field::sec_websocket_protocol]);
+    subprotocol = std::string(response[beast::http::field::sec_websocket_protocol]);
     error = code ? code.message() : "";
     return !code;
 }
@@ -169,9 +83,9 @@ bool TestClient::join(
 }
 
 bool TestClient::sendText(std::string message) {
-    error_code code;
-    m_impl->socket.write(asio::buffer(message), code);
-    return !code;
+    Operation writing;
+    m_impl->socket->async_write(asio::buffer(message), writing.handler());
+    return !m_impl->finish(writing);
 }
 
 bool TestClient::send(const stomp::Frame& frame, stomp::Version version) {
@@ -193,10 +107,19 @@ std::optional<stomp::Frame> TestClient::receive(std::chrono::milliseconds timeou
             return result == stomp::FrameDecoder::Result::frame ? std::optional(std::move(frame))
                                                                 : std::nullopt;
         }
-        if (!m_impl->reading && !m_impl->readError) {
-            m_impl->startReading();
+        if (m_impl->readError) {
+            return std::nullopt;
         }
-        if (!m_impl->run(m_impl->arrived, timeout) || m_impl->readError) {
+        if (!m_impl->reading) {
+            Operation& reading = m_impl->reading.emplace();
+            m_impl->socket->async_read(m_impl->buffer, reading.handler());
+        }
+        if (!m_impl->connection.wait(*m_impl->reading, timeout)) {
+            return std::nullopt;
+        }
+        m_impl->readError = m_impl->reading->error;
+        m_impl->reading.reset();
+        if (m_impl->readError) {
             return std::nullopt;
         }
         m_impl->pending += beast::buffers_to_string(m_impl->buffer.data());
@@ -210,13 +133,9 @@ std::size_t TestClient::messageCount() const {
 }
 
 bool TestClient::close() {
-    bool done = false;
-    error_code result;
-    m_impl->socket.async_close(websocket::close_code::normal, [&](error_code code) {
-        done = true;
-        result = code;
-    });
-    return m_impl->run(done, patience) && !result;
+    Operation closing;
+    m_impl->socket->async_close(websocket::close_code::normal, closing.handler());
+    return !m_impl->finish(closing);
 }
 
 std::optional<unsigned> TestClient::waitForClose(std::chrono::milliseconds timeout) {
@@ -225,11 +144,11 @@ std::optional<unsigned> TestClient::waitForClose(std::chrono::milliseconds timeo
         return std::nullopt;
     }
     error = m_impl->readError.message();
-    return m_impl->readError == websocket::error::closed ? m_impl->socket.reason().code : 0U;
+    return m_impl->readError == websocket::error::closed ? m_impl->socket->reason().code : 0U;
 }
 
 void TestClient::drop() {
-    beast::get_lowest_layer(m_impl->socket).close();
+    m_impl->socket->next_layer().close();
 }
 
 } // namespace devserver::test

@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "tests/devserver/WebClient.h"
 
+#include "tests/devserver/ClientConnection.h"
+
+#include <algorithm>
 #include <array>
 
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/ssl/context.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 
 namespace devserver::test {
 
@@ -25,53 +23,34 @@ using boost::system::error_code;
 
 namespace {
 
-struct Connection {
-    explicit Connection(const std::string& authorityPem) {
-        tls.set_verify_mode(asio::ssl::verify_peer);
-        tls.add_certificate_authority(asio::buffer(authorityPem));
-    }
+using Request = http::request<http::string_body>;
 
-    error_code connect(std::uint16_t port) {
-        error_code error;
-        stream.next_layer().connect({asio::ip::address_v4::loopback(), port}, error);
-        if (!error) {
-            stream.handshake(asio::ssl::stream_base::client, error);
-        }
-        return error;
-    }
-
-    asio::io_context io;
-    asio::ssl::context tls{asio::ssl::context::tls_client};
-    beast::ssl_stream<beast::tcp_stream> stream{io, tls};
-};
-
-} // namespace
-
-WebReply call(std::uint16_t port, const std::string& authorityPem, const std::string& method,
-    const std::string& target, const std::string& body,
-    const std::map<std::string, std::string>& headers) {
-    Connection connection(authorityPem);
-    error_code error = connection.connect(port);
-    http::request<http::string_body> request;
+Request requestOf(const std::string& method, const std::string& target) {
+    Request request;
     request.method_string(method);
     request.target(target);
-    request.set(http::field::host, "localhost:" + std::to_string(port));
-    for (const auto& [name, value] : headers) {
-        request.set(name, value);
-    }
-    request.body() = body;
-    if (method != "GET") {
-        request.prepare_payload();
-    }
-    if (!error) {
-        http::write(connection.stream, request, error);
-    }
+    return request;
+}
+
+/// The answer to `request` from the server that `host` names; or the error, with what failed as its
+/// body.
+WebReply exchange(std::uint16_t port, const std::string& authorityPem, const std::string& host,
+    const Request& request) {
+    ClientConnection connection(authorityPem);
+    error_code error = connection.connect(port, host);
     beast::flat_buffer buffer;
     http::response_parser<http::string_body> parser;
     parser.body_limit(std::uint64_t{1} << 30);
-    parser.skip(method == "HEAD");
+    parser.skip(request.method() == http::verb::head);
     if (!error) {
-        http::read(connection.stream, buffer, parser, error);
+        Operation writing;
+        http::async_write(*connection.stream, request, writing.handler());
+        error = connection.finish(writing, *connection.stream, 3 * patience);
+    }
+    if (!error) {
+        Operation reading;
+        http::async_read(*connection.stream, buffer, parser, reading.handler());
+        error = connection.finish(reading, *connection.stream, 3 * patience);
     }
     WebReply reply;
     if (error) {
@@ -86,19 +65,49 @@ WebReply call(std::uint16_t port, const std::string& authorityPem, const std::st
     return reply;
 }
 
-struct EventReader::Impl : Connection {
-    using Connection::Connection;
+} // namespace
+
+HttpReply request(const Server& server, const std::string& target, const std::string& host,
+    const std::string& method) {
+    Request query = requestOf(method, target);
+    query.set(http::field::host, host);
+    query.set("X-Test", "yes");
+    WebReply reply = exchange(server.port(), server.authorityPem(), host, query);
+    if (reply.status == 0) {
+        return {0, "", "", reply.body};
+    }
+    return {reply.status, reply.body, reply.headers["Location"], ""};
+}
+
+WebReply call(std::uint16_t port, const std::string& authorityPem, const std::string& method,
+    const std::string& target, const std::string& body,
+    const std::map<std::string, std::string>& headers) {
+    Request query = requestOf(method, target);
+    query.set(http::field::host, "localhost:" + std::to_string(port));
+    for (const auto& [name, value] : headers) {
+        query.set(name, value);
+    }
+    query.body() = body;
+    if (method != "GET") {
+        query.prepare_payload();
+    }
+    return exchange(port, authorityPem, "localhost", query);
+}
+
+struct EventReader::Impl : ClientConnection {
+    using ClientConnection::ClientConnection;
     std::array<char, 4096> chunk{};
 };
 
 EventReader::EventReader(std::uint16_t port, const std::string& authorityPem,
     const std::string& target, const std::string& lastEventId)
     : m_impl(std::make_unique<Impl>(authorityPem)) {
-    error_code error = m_impl->connect(port);
     const std::string request = "GET " + target + " HTTP/1.1\r\nHost: localhost\r\n"
         + (lastEventId.empty() ? "" : "Last-Event-ID: " + lastEventId + "\r\n") + "\r\n";
-    if (!error) {
-        asio::write(m_impl->stream, asio::buffer(request), error);
+    if (!m_impl->connect(port, "localhost")) {
+        Operation writing;
+        asio::async_write(*m_impl->stream, asio::buffer(request), writing.handler());
+        m_impl->finish(writing, *m_impl->stream);
     }
 }
 
@@ -112,23 +121,14 @@ bool EventReader::waitFor(const std::string& text) {
             m_seen = found + text.size();
             return true;
         }
-        bool done = false;
-        bool failed = false;
-        m_impl->stream.async_read_some(
-            asio::buffer(m_impl->chunk), [&](error_code error, std::size_t length) {
-                done = true;
-                failed = static_cast<bool>(error);
-                m_text.append(m_impl->chunk.data(), length);
-            });
-        m_impl->io.restart();
-        while (!done && std::chrono::steady_clock::now() < limit) {
-            m_impl->io.run_one_until(limit);
-        }
-        if (!done) {
-            m_impl->stream.next_layer().close();
-            m_impl->io.run(); // the read ends here, while what it refers to is there
-        }
-        if (!done || failed) {
+        Operation reading;
+        m_impl->stream->async_read_some(asio::buffer(m_impl->chunk), reading.handler());
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            limit - std::chrono::steady_clock::now());
+        const error_code error = m_impl->finish(
+            reading, *m_impl->stream, std::max(left, std::chrono::milliseconds(0)));
+        m_text.append(m_impl->chunk.data(), reading.length);
+        if (error) {
             return false;
         }
     }

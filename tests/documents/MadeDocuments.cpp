@@ -140,8 +140,7 @@ void addXml(Maker& maker) {
             "<a xmlns='urn:a' xmlns:b='urn:b' xmlns:u='urn:unused'><b:c b:d='1' d='2' a='3'/></a>",
             "<a xmlns='urn:a'><b xmlns=''><c xmlns='urn:a'/><d/></b></a>",
             "<b:a xmlns:b='urn:1'><b:a xmlns:b='urn:2'><b:a xmlns:b='urn:1'/></b:a><b:a/></b:a>",
-            "<a xml:lang='de' xml:space='preserve' z='1' y:z='2' x:z='3' xmlns:x='urn:y' "
-            "xmlns:y='urn:x'/>",
+            "<a xml:lang='de' xml:space='preserve' z='1' y:z='2' x:z='3' xmlns:x='b' xmlns:y='a'/>",
             "<a xmlns:ds='urn:not-the-usual'><ds:b/></a>", "<a xmlns='relative'/>", "<a><b:c/></a>",
             "<!DOCTYPE a><a/>", "<a>\xF0\x9F\x96\x8B \xE2\x82\xAC</a>", "<\xC3\xA4 \xC3\xB6='1'/>",
             "<a><b></a></b>"};

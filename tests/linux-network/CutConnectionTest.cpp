@@ -38,7 +38,7 @@ void closeByReset(TlsSocket& tls) {
 }
 
 /// What the client still sends, until it ends the connection.
-void readToTheEnd(TlsSocket& tls) {
+void readToItsEnd(TlsSocket& tls) {
     std::string rest;
     boost::system::error_code error;
     while (!error) {
@@ -126,7 +126,7 @@ TEST_F(CutConnection, SessionInSegmentsOfOneByteIsServed) {
         for (const char& byte : bytes) {
             writeTo(tls, {&byte, 1});
         }
-        readToTheEnd(tls);
+        readToItsEnd(tls);
     });
     EXPECT_EQ(cause, "the server closed the connection");
     for (const char* answer :
@@ -139,7 +139,7 @@ TEST_F(CutConnection, GarbageInsteadOfTheUpgradeIsNoWebServer) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
         readRequest(tls);
         writeTo(tls, std::string(4096, '\x16') + "\r\n\r\n");
-        readToTheEnd(tls);
+        readToItsEnd(tls);
     });
     EXPECT_THAT(cause, StartsWith("localhost does not answer as a web server does"));
 }
@@ -147,7 +147,7 @@ TEST_F(CutConnection, GarbageInsteadOfTheUpgradeIsNoWebServer) {
 TEST_F(CutConnection, GarbageAfterTheUpgradeBreaksTheWebSocketProtocol) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
         writeTo(tls, upgradeAnswer(readRequest(tls)) + std::string(4096, '\xFF'));
-        readToTheEnd(tls);
+        readToItsEnd(tls);
     });
     EXPECT_THAT(cause, StartsWith("localhost broke the WebSocket protocol"));
 }
@@ -156,7 +156,7 @@ TEST_F(CutConnection, GarbageInTheMessagesBreaksTheStompProtocol) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
         const std::string garbage = serverFrame(2, std::string(40'000, '\xFE'));
         writeTo(tls, upgradeAnswer(readRequest(tls)) + garbage + garbage);
-        readToTheEnd(tls);
+        readToItsEnd(tls);
     });
     EXPECT_EQ(
         cause, "the server broke the STOMP protocol: a header line is longer than 65536 bytes");
@@ -166,7 +166,7 @@ TEST_F(CutConnection, GarbageBeyondTlsIsALostConnection) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
         writeTo(tls, upgradeAnswer(readRequest(tls)) + serverFrame(1, connectedText()));
         asio::write(tcpOf(tls), asio::buffer(std::string(1000, 'g')));
-        readToTheEnd(tls);
+        readToItsEnd(tls);
     });
     EXPECT_THAT(cause, Not(EndsWith("was lost"))); // but what TLS has to say of it
     EXPECT_THAT(cause, testing::HasSubstr("localhost"));
@@ -176,7 +176,7 @@ TEST_F(CutConnection, HalfClosedConnectionIsLost) {
     const std::string cause = causeOfLoss([](TlsSocket& tls) {
         writeTo(tls, upgradeAnswer(readRequest(tls)) + serverFrame(1, connectedText()));
         tcpOf(tls).shutdown(asio::socket_base::shutdown_send);
-        readToTheEnd(tls);
+        readToItsEnd(tls);
     });
     EXPECT_EQ(cause, "the connection to localhost was lost");
 }
@@ -209,14 +209,14 @@ TEST_F(CutConnection, EveryCloseCodeEndsTheSession) {
             writeTo(tls,
                 upgradeAnswer(readRequest(tls)) + serverFrame(1, connectedText())
                     + closeBytes(code));
-            readToTheEnd(tls);
+            readToItsEnd(tls);
         });
         EXPECT_THAT(cause, StartsWith("the server closed the connection")) << code;
     }
     for (const unsigned code : {0U, 999U, 1004U, 1005U, 1006U, 1015U, 2999U}) {
         const std::string cause = causeOfLoss([&](TlsSocket& tls) {
             writeTo(tls, upgradeAnswer(readRequest(tls)) + closeBytes(code));
-            readToTheEnd(tls);
+            readToItsEnd(tls);
         });
         EXPECT_THAT(cause, StartsWith("localhost broke the WebSocket protocol")) << code;
     }

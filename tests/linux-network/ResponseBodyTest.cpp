@@ -11,18 +11,18 @@ using State = ResponseBody::State;
 
 constexpr std::size_t limit = 1000;
 
-struct Outcome {
+struct BodyOutcome {
     State state;
     std::string body;
-    friend bool operator==(const Outcome&, const Outcome&) = default;
-    friend void PrintTo(const Outcome& outcome, std::ostream* out) {
+    friend bool operator==(const BodyOutcome&, const BodyOutcome&) = default;
+    friend void PrintTo(const BodyOutcome& outcome, std::ostream* out) {
         *out << static_cast<int>(outcome.state) << " \"" << outcome.body << '"';
     }
 };
 
 /// The outcome of a stream, which must be the same in pieces of every size.
-Outcome outcomeOf(const ResponseBody& fresh, const std::string& stream) {
-    std::optional<Outcome> first;
+BodyOutcome outcomeOf(const ResponseBody& fresh, const std::string& stream) {
+    std::optional<BodyOutcome> first;
     for (std::size_t size = std::max<std::size_t>(stream.size(), 1); size > 0; --size) {
         ResponseBody body = fresh;
         for (std::size_t at = 0; at < stream.size(); at += size) {
@@ -30,7 +30,7 @@ Outcome outcomeOf(const ResponseBody& fresh, const std::string& stream) {
         }
         body.endOfStream();
         const State state = body.state();
-        const Outcome outcome{state, state == State::complete ? body.release() : ""};
+        const BodyOutcome outcome{state, state == State::complete ? body.release() : ""};
         if (!first) {
             first = outcome;
         }
@@ -39,34 +39,35 @@ Outcome outcomeOf(const ResponseBody& fresh, const std::string& stream) {
     return first.value();
 }
 
-Outcome chunked(const std::string& stream) {
+BodyOutcome chunked(const std::string& stream) {
     return outcomeOf(ResponseBody::chunked(limit), stream);
 }
 
-Outcome plain(std::optional<std::uint64_t> length, const std::string& stream) {
+BodyOutcome plain(std::optional<std::uint64_t> length, const std::string& stream) {
     return outcomeOf(ResponseBody::plain(length, limit), stream);
 }
 
 TEST(ResponseBodyTest, LengthEndsTheBody) {
-    EXPECT_EQ(plain(3, "abcdef"), (Outcome{State::complete, "abc"}));
-    EXPECT_EQ(plain(0, "abc"), (Outcome{State::complete, ""}));
-    EXPECT_EQ(plain(4, "abc"), (Outcome{State::reading, ""}));
+    EXPECT_EQ(plain(3, "abcdef"), (BodyOutcome{State::complete, "abc"}));
+    EXPECT_EQ(plain(0, "abc"), (BodyOutcome{State::complete, ""}));
+    EXPECT_EQ(plain(4, "abc"), (BodyOutcome{State::reading, ""}));
 }
 
 TEST(ResponseBodyTest, EndOfTheStreamEndsABodyWithoutLength) {
-    EXPECT_EQ(plain(std::nullopt, "abc"), (Outcome{State::complete, "abc"}));
-    EXPECT_EQ(plain(std::nullopt, ""), (Outcome{State::complete, ""}));
+    EXPECT_EQ(plain(std::nullopt, "abc"), (BodyOutcome{State::complete, "abc"}));
+    EXPECT_EQ(plain(std::nullopt, ""), (BodyOutcome{State::complete, ""}));
 }
 
 TEST(ResponseBodyTest, ChunksAreJoined) {
-    EXPECT_EQ(chunked("3\r\nabc\r\n2\r\nde\r\n0\r\n\r\nrest"), (Outcome{State::complete, "abcde"}));
-    EXPECT_EQ(chunked("0\r\n\r\n"), (Outcome{State::complete, ""}));
+    EXPECT_EQ(
+        chunked("3\r\nabc\r\n2\r\nde\r\n0\r\n\r\nrest"), (BodyOutcome{State::complete, "abcde"}));
+    EXPECT_EQ(chunked("0\r\n\r\n"), (BodyOutcome{State::complete, ""}));
     EXPECT_EQ(chunked("00A;x=\"y\"\r\n0123456789\r\n0 \r\nTrailer: x\r\n\r\n"),
-        (Outcome{State::complete, "0123456789"}));
+        (BodyOutcome{State::complete, "0123456789"}));
 }
 
 TEST(ResponseBodyTest, TrailerMayBeBrokenButNotEndless) {
-    EXPECT_EQ(chunked("0\r\nhe\r\n\r\n"), (Outcome{State::complete, ""}));
+    EXPECT_EQ(chunked("0\r\nhe\r\n\r\n"), (BodyOutcome{State::complete, ""}));
     std::string trailer;
     for (int i = 0; i < 70; ++i) {
         trailer += std::string(1000, 't') + "\r\n";
@@ -94,11 +95,11 @@ TEST(ResponseBodyTest, CutChunksAreNotComplete) {
 
 TEST(ResponseBodyTest, LimitHolds) {
     const std::string most(limit, 'x');
-    EXPECT_EQ(plain(limit, most), (Outcome{State::complete, most}));
+    EXPECT_EQ(plain(limit, most), (BodyOutcome{State::complete, most}));
     EXPECT_EQ(plain(limit + 1, "").state, State::tooLong);
-    EXPECT_EQ(plain(std::nullopt, most), (Outcome{State::complete, most}));
+    EXPECT_EQ(plain(std::nullopt, most), (BodyOutcome{State::complete, most}));
     EXPECT_EQ(plain(std::nullopt, most + "x").state, State::tooLong);
-    EXPECT_EQ(chunked("3E8\r\n" + most + "\r\n0\r\n\r\n"), (Outcome{State::complete, most}));
+    EXPECT_EQ(chunked("3E8\r\n" + most + "\r\n0\r\n\r\n"), (BodyOutcome{State::complete, most}));
     EXPECT_EQ(chunked("3E9\r\n").state, State::tooLong);
     EXPECT_EQ(chunked("1\r\nx\r\n3E8\r\n").state, State::tooLong);
     EXPECT_EQ(chunked("ffffffffffffffff\r\n").state, State::tooLong);
