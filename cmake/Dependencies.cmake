@@ -29,6 +29,9 @@ target_compile_definitions(quillet_asio PUBLIC
 target_link_libraries(quillet_asio
   PUBLIC Boost::headers OpenSSL::SSL OpenSSL::Crypto Threads::Threads
   PRIVATE quillet_options)
+if(QUILLET_FUZZ) # something else
+  set_source_files_properties(cmake/AsioBeast.cpp PROPERTIES COMPILE_OPTIONS "-fno-sanitize=all;-O0")
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND QUILLET_SANITIZERS MATCHES "undefined")
   # clang 14 cannot assemble coroutines with this check ("difference across sections").
   target_compile_options(quillet_asio PUBLIC -fno-sanitize=function)

@@ -2,6 +2,7 @@
 #include "tests/e2e/AgentProcess.h"
 
 #include "foundation/WordPointers.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <array>
 #include <csignal>
@@ -32,18 +33,12 @@ std::uintmax_t sizeOrZero(const fs::path& path) {
     return error ? 0 : size;
 }
 
-std::string contentFrom(const fs::path& path, std::uintmax_t offset) {
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(offset));
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 /// What the log was given since it had this size, also when an agent put it aside in the meantime.
 std::string logSince(std::uintmax_t size) {
     if (sizeOrZero(logFile) < size) {
-        return contentFrom(std::string(logFile) + ".1", size) + contentFrom(logFile, 0);
+        return contentOf(std::string(logFile) + ".1", size) + contentOf(logFile, 0);
     }
-    return contentFrom(logFile, size);
+    return contentOf(logFile, size);
 }
 
 /// Whether a line begins like "2026-11-21 10:00:00.123 ZqMacClient[".

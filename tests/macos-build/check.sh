@@ -5,6 +5,7 @@
 # linker, against the headers and libraries that sdk.sh makes.
 #   check.sh PROJECT_ROOT [FILES [FOLDER]]
 # FILES is a regular expression: these are compiled, also of tests and fuzz targets, and nothing is linked.
+# "tests/" compiles those of a folder together, which is quicker.
 # FOLDER is where all is done, and reused next time; one that is removed unless told otherwise.
 set -euo pipefail
 root=$(cd "$1" && pwd)
@@ -26,7 +27,9 @@ processor=${processor/aarch64/arm64}
 compiler=$(command -v clang++-19) || fail "clang++-19 is not installed"
 
 # As Apple's compiler, beside the project's own flags. The C library here speaks to GNU's compiler.
-cxx="-isystem $here/libc -U__nonnull -D_GNU_SOURCE -Qunused-arguments"
+cxx="-isystem $here/libc -U__nonnull -D_GNU_SOURCE -Qunused-arguments -Wshadow"
+# Headers that include no more than they must, as newer libraries have them: half of the compiler's time.
+cxx+=" -D_LIBCPP_REMOVE_TRANSITIVE_INCLUDES -D_LIBCPP___CHRONO_FORMATTER_H -D_LIBCPP___CHRONO_OSTREAM_H"
 objectiveC="-Wexplicit-ownership-type -Wselector -Wundeclared-selector -Wnullable-to-nonnull-conversion"
 
 # configure NAME OPTION...: the tools of macOS that CMake asks for are there and say nothing.
@@ -85,18 +88,19 @@ exec "${arguments[@]}"
 END
 chmod +x "$work/tools/"{ar,ld,quickly}
 gtest=$(find /usr/lib -name GTestConfig.cmake | head -1)
-configure tests -DQUILLET_TESTS=ON "-DGTest_DIR=$(dirname "$gtest")"
+[ "$files" != tests/ ] || batches=ON
+configure whole -DQUILLET_TESTS=ON "-DQUILLET_BATCHES=${batches:-OFF}" "-DGTest_DIR=$(dirname "$gtest")"
 # No compiler here makes code for two processors, so none is asked.
 configure universal -DQUILLET_TESTS=OFF '-DCMAKE_OSX_ARCHITECTURES=arm64;x86_64' -DCMAKE_HAVE_LIBC_PTHREAD=1
 
 # Every framework whose header is included is linked, and no other.
 included=$(grep -hoE '^#(include|import) <[A-Z][A-Za-z]+/' -r "$root/platform/macos" \
   | sed 's/.*<//; s,/,,' | grep -v CommonCrypto | sort -u)
-linked=$(grep -oE 'framework [A-Za-z]+' "$work/tests/build.ninja" | sed 's/framework //' | sort -u)
+linked=$(grep -oE 'framework [A-Za-z]+' "$work/whole/build.ninja" | sed 's/framework //' | sort -u)
 [ "$included" = "$linked" ] || fail "the frameworks included ($(echo $included)) and linked ($(echo $linked)) differ"
 
 if [ -z "$files" ]; then
-  cd "$work/tests"
+  cd "$work/whole"
   find bin -name ZqMacClient -type f -delete # whose libraries are made anew
   ninja -j 2 -k 0 ZqMacClient >"$work/program.log" 2>&1 \
     || { grep -vE '^\[[0-9]+/' "$work/program.log"; fail "the program cannot be made"; }
@@ -115,11 +119,11 @@ if [ -z "$files" ]; then
 fi
 
 # One compiler call a line, without its output.
-sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$work/tests/compile_commands.json" \
+sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$work/whole/compile_commands.json" \
   | sed 's/\\"/"/g; s/\\\\/\\/g; s/ -o [^ ]* -c / /' >"$work/calls"
 ! grep -qe -fcf-protection "$work/calls" || fail "-fcf-protection is for one processor alone"
 # What is read before the headers of a test could hide what they lack, so they are read alone, too.
-test=$(grep -m1 " $root/tests/unit/" "$work/calls")
+test=$(grep -m1 -E " ($root|$work/whole)/tests/unit/" "$work/calls")
 tests=("$root"/tests/{unit,differential,platform-shared,fuzz,support})
 for file in "$root"/tests/{unit,differential,platform-shared,fuzz,support}/*.h; do
   ! grep -rqF "\"${file#"$root/"}\"" "${tests[@]}" \
@@ -128,8 +132,8 @@ done >>"$work/calls"
 # The headers that most tests begin with are read once. On Apple silicon BOOL is another type.
 printf '#include %s\n' '<gmock/gmock.h>' '<gtest/gtest.h>' '"tests/support/MemoryPlatform.h"' >"$work/tests.h"
 grep -E " [^ ]*(${files:-\.mm})[^ ]*$" "$work/calls" | sed -E \
-  -e "s,.* $root/tests/(unit|differential|platform-shared|support)/[^ ]*\.cpp$,& -include-pch $work/tests.pch," \
-  -e "s/.*\.mm$/${files:+&\\n}& -DQUILLET_APPLE_SILICON/" >"$work/wanted"
+  -e "s,.* ($root|$work/whole)/tests/(unit|differential|platform-shared|support)/[^ ]*\.c(pp|xx)$,& -include-pch $work/tests.pch," \
+  -e "s/.*\.mm$/${files:+&\\n}& -DQUILLET_APPLE_SILICON/" | sort -u >"$work/wanted"
 [ -s "$work/wanted" ] || fail "no file is like $files"
 if grep -q include-pch "$work/wanted"; then
   ${test% *} -x c++-header "$work/tests.h" -o "$work/tests.pch"

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 /// A folder of its own, gone at the end.
 class TemporaryFolder {
@@ -35,10 +37,13 @@ private:
     std::filesystem::path m_path;
 };
 
-/// The file's bytes; empty when there is no such file.
-inline std::string contentOf(const std::filesystem::path& path) {
+/// The file's bytes from one on; empty when there is no such file.
+inline std::string contentOf(const std::filesystem::path& path, std::uintmax_t offset = 0) {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    file.seekg(static_cast<std::streamoff>(offset));
+    std::ostringstream content;
+    content << file.rdbuf();
+    return std::move(content).str();
 }
 
 inline void writeFile(const std::filesystem::path& path, std::string_view content) {

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-const std::string url = "quillet://h/p?roomId=r1";
+const std::string link = "quillet://h/p?roomId=r1";
 const std::string versionUrl = "https://h:443/p/update/version?os=macos";
 
 /// A platform on which no link handler can be registered.
@@ -64,7 +64,7 @@ protected:
             statusLine("Running on macOS 13.6.0."),
             Events{"log: Command line parameters " + parameters});
     }
-    /// The update check and the connection for `url`.
+    /// The update check and the connection for `link`.
     static Events session() {
         return joined(statusLine("Checking for application updates..."),
             valueRequest(versionUrl, "checking for Quillet updates", "1.9"),
@@ -156,19 +156,19 @@ TEST_F(AppDelegateTest, WithoutViewTheStartLinesAreSkippedAndNoVersionIsNeeded) 
 }
 
 TEST_F(AppDelegateTest, WithoutViewACommandLineUrlIsOnlyLogged) {
-    pass(url);
+    pass(link);
     AppDelegate delegate;
     EXPECT_THAT(eventsOf([&] { delegate.applicationWillFinishLaunching(); }),
         ElementsAreArray(joined(registration(),
-            Events{"log: Command line parameters (2): /opt/ZqMacClient " + url + " ",
-                "log: Overriding custom URL with command line URL: " + url})));
+            Events{"log: Command line parameters (2): /opt/ZqMacClient " + link + " ",
+                "log: Overriding custom URL with command line URL: " + link})));
 }
 
 TEST_F(AppDelegateTest, WithoutViewACommandLineUrlStillSilencesEvents) {
-    pass(url);
+    pass(link);
     AppDelegate delegate;
     delegate.applicationWillFinishLaunching();
-    EXPECT_THAT(opening(url), IsEmpty());
+    EXPECT_THAT(opening(link), IsEmpty());
 }
 
 TEST_F(AppDelegateTest, InstallWithoutViewIsAnnounced) {
@@ -186,7 +186,7 @@ TEST_F(AppDelegateTest, ViewThatLoadsAfterStartUpIsNotTaken) {
     delegate.applicationWillFinishLaunching();
     ViewController late(memory.userInterface().statusTextView());
     late.viewDidLoad();
-    EXPECT_THAT(opening(url), ElementsAre("log: Launching with custom URL: " + url));
+    EXPECT_THAT(opening(link), ElementsAre("log: Launching with custom URL: " + link));
     EXPECT_EQ(late.client(), nullptr);
 }
 
@@ -203,7 +203,7 @@ TEST_F(AppDelegateTest, InstallTellsSoAndEndsWithStatusOne) {
 }
 
 TEST_F(AppDelegateTest, OnlyTheFirstArgumentCounts) {
-    for (const std::string& second : {std::string("install"), url}) {
+    for (const std::string& second : {std::string("install"), link}) {
         memory.system().processArguments = {"/opt/ZqMacClient", "other", second};
         EXPECT_THAT(
             launching(), ElementsAreArray(startUp("(3): /opt/ZqMacClient other " + second + " ")));
@@ -218,24 +218,24 @@ TEST_F(AppDelegateTest, ArgumentsThatOnlyResembleTheTwoAreIgnored) {
         EXPECT_THAT(
             launching(), ElementsAreArray(startUp("(2): /opt/ZqMacClient " + argument + " ")));
     }
-    EXPECT_THAT(opening(url),
-        ElementsAreArray(joined(Events{"log: Launching with custom URL: " + url}, session())));
+    EXPECT_THAT(opening(link),
+        ElementsAreArray(joined(Events{"log: Launching with custom URL: " + link}, session())));
 }
 
 // A URL on the command line
 
 TEST_F(AppDelegateTest, CommandLineUrlIsCheckedThenConnectedTo) {
-    pass(url);
+    pass(link);
     EXPECT_THAT(launching(),
-        ElementsAreArray(joined(startUp("(2): /opt/ZqMacClient " + url + " "),
-            Events{"log: Overriding custom URL with command line URL: " + url}, session())));
+        ElementsAreArray(joined(startUp("(2): /opt/ZqMacClient " + link + " "),
+            Events{"log: Overriding custom URL with command line URL: " + link}, session())));
 }
 
 TEST_F(AppDelegateTest, CommandLineUrlWinsOverEveryEvent) {
-    pass(url);
+    pass(link);
     launching();
     EXPECT_THAT(opening("quillet://other?roomId=2"), IsEmpty());
-    EXPECT_THAT(opening(url), IsEmpty());
+    EXPECT_THAT(opening(link), IsEmpty());
     EXPECT_THAT(receiving(nullptr), IsEmpty());
     EXPECT_EQ(memory.network().webSockets.size(), 1U);
 }
@@ -250,7 +250,7 @@ TEST_F(AppDelegateTest, EventDuringTheCommandLineUrlsPromptIsIgnored) {
         isShown = true;
         EXPECT_THAT(opening("quillet://other?roomId=2"), IsEmpty());
     };
-    pass(url);
+    pass(link);
     EXPECT_EQ(launching().back(), "connect: h:443/p/room/r1");
     EXPECT_TRUE(isShown);
 }
@@ -266,7 +266,7 @@ TEST_F(AppDelegateTest, MalformedCommandLineUrlIsShown) {
 
 TEST_F(AppDelegateTest, FailedUpdateCheckKeepsItFromConnecting) {
     memory.network().answers.clear();
-    pass(url);
+    pass(link);
     EXPECT_EQ(launching().back(), "exit: 1");
     EXPECT_THAT(memory.network().webSockets, IsEmpty());
 }
@@ -276,7 +276,7 @@ TEST_F(AppDelegateTest, DeclinedUpgradeConnectsRightAfter) {
     memory.network().answer(
         "https://h:443/p/update/bundle?os=macos&version=2.0", R"({"value":"https://page"})");
     memory.userInterface().responses = {platform::NSAlertFirstButtonReturn + 1};
-    pass(url);
+    pass(link);
     const Events events = launching();
     const auto dismissed = std::find(events.begin(), events.end(), "dismissed");
     ASSERT_NE(dismissed, events.end());
@@ -289,7 +289,7 @@ TEST_F(AppDelegateTest, AcceptedUpgradeDoesNotConnect) {
     memory.network().answer(versionUrl, R"({"value":"2.0"})");
     memory.network().answer(
         "https://h:443/p/update/bundle?os=macos&version=2.0", R"({"value":"https://page"})");
-    pass(url);
+    pass(link);
     EXPECT_EQ(launching().back(), "exit: 0");
     EXPECT_THAT(memory.network().webSockets, IsEmpty());
 }
@@ -298,16 +298,16 @@ TEST_F(AppDelegateTest, AcceptedUpgradeDoesNotConnect) {
 
 TEST_F(AppDelegateTest, UrlEventIsCheckedThenConnectedTo) {
     launching();
-    EXPECT_THAT(opening(url),
-        ElementsAreArray(joined(Events{"log: Launching with custom URL: " + url}, session())));
+    EXPECT_THAT(opening(link),
+        ElementsAreArray(joined(Events{"log: Launching with custom URL: " + link}, session())));
 }
 
 TEST_F(AppDelegateTest, SecondUrlEventChecksAgainAndReplacesTheSession) {
     launching();
-    opening(url);
+    opening(link);
     const std::weak_ptr<ZqClient> first = ViewController::viewController->client();
-    EXPECT_THAT(opening(url),
-        ElementsAreArray(joined(Events{"log: Launching with custom URL: " + url}, session())));
+    EXPECT_THAT(opening(link),
+        ElementsAreArray(joined(Events{"log: Launching with custom URL: " + link}, session())));
     EXPECT_TRUE(first.expired());
     EXPECT_EQ(memory.network().requestedUrls.size(), 2U);
     EXPECT_EQ(memory.network().webSockets.size(), 2U);
@@ -317,7 +317,7 @@ TEST_F(AppDelegateTest, SecondUrlEventChecksAgainAndReplacesTheSession) {
 TEST_F(AppDelegateTest, EventWithoutUrlStopsTheProgram) {
     launching();
     const AppleEventDescriptor noParameter{};
-    const AppleEventDescriptor otherParameter{{{platform::fourCharCode("othr"), {url}}}};
+    const AppleEventDescriptor otherParameter{{{platform::fourCharCode("othr"), {link}}}};
     const AppleEventDescriptor noString{{{platform::keyDirectObject, AppleEventParameter()}}};
     EXPECT_THAT(receiving(nullptr), AbortsAfter(Events{}));
     for (const auto* event : {&noParameter, &otherParameter, &noString}) {

@@ -9,24 +9,24 @@ using platform::TransportError;
 using platform::URLResponse;
 using testing::ElementsAreArray;
 
-const std::string url = "https://h:443/update/version?os=macos";
+const std::string resource = "https://h:443/update/version?os=macos";
 
 class ZqRestApiClientTest : public PlatformTest {
 protected:
-    std::optional<std::string> getValue() { return ZqRestApiClient(url).getValue("doing it"); }
+    std::optional<std::string> getValue() { return ZqRestApiClient(resource).getValue("doing it"); }
 
     /// The value that an answer with this body yields.
     std::optional<std::string> valueOf(const std::string& body) {
-        memory.network().answer(url, body);
+        memory.network().answer(resource, body);
         return getValue();
     }
     Events eventsOfAnswer(const std::string& body) {
-        memory.network().answer(url, body);
+        memory.network().answer(resource, body);
         return eventsOf([this] { getValue(); });
     }
     /// Everything up to the arrival of the answer.
     static Events beginning(const std::string& body) {
-        return joined(requestStarts(url, "doing it"), answerArrives(url, body));
+        return joined(requestStarts(resource, "doing it"), answerArrives(resource, body));
     }
     static std::string completeWithError(const std::string& details) {
         return "log: Task 'doing it' complete with: value=nil, error=Optional(Error doing it: "
@@ -36,9 +36,9 @@ protected:
 
 TEST_F(ZqRestApiClientTest, TextUnderValueIsReturnedAndLogged) {
     std::optional<std::string> value;
-    memory.network().answer(url, R"({"value":"2.0"})");
+    memory.network().answer(resource, R"({"value":"2.0"})");
     EXPECT_THAT(eventsOf([&] { value = getValue(); }),
-        ElementsAreArray(valueRequest(url, "doing it", "2.0")));
+        ElementsAreArray(valueRequest(resource, "doing it", "2.0")));
     EXPECT_EQ(value, "2.0");
 }
 
@@ -64,15 +64,16 @@ TEST_F(ZqRestApiClientTest, MissingValueIsAbsentWithoutAnError) {
 }
 
 TEST_F(ZqRestApiClientTest, HttpStatusDoesNotCount) {
-    memory.network().answers[url] = {R"({"value":"2.0"})", URLResponse{url, 500}, std::nullopt};
+    memory.network().answers[resource]
+        = {R"({"value":"2.0"})", URLResponse{resource, 500}, std::nullopt};
     EXPECT_EQ(getValue(), "2.0");
 }
 
 TEST_F(ZqRestApiClientTest, TransportErrorIsShownAfterTheWait) {
-    memory.network().answers[url]
+    memory.network().answers[resource]
         = {std::nullopt, std::nullopt, TransportError{"name h could not be found"}};
     EXPECT_THAT(eventsOf([this] { getValue(); }),
-        ElementsAreArray(joined(requestStarts(url, "doing it"),
+        ElementsAreArray(joined(requestStarts(resource, "doing it"),
             Events{"log: REST client completion handler running for: data=nil, response=nil, "
                    "error=Optional(name h could not be found)",
                 completeWithError("name h could not be found")},
@@ -80,23 +81,23 @@ TEST_F(ZqRestApiClientTest, TransportErrorIsShownAfterTheWait) {
 }
 
 TEST_F(ZqRestApiClientTest, TransportErrorCountsBeforeTheData) {
-    memory.network().answers[url]
-        = {R"({"value":"2.0"})", URLResponse{url, 200}, TransportError{"connection lost"}};
+    memory.network().answers[resource]
+        = {R"({"value":"2.0"})", URLResponse{resource, 200}, TransportError{"connection lost"}};
     EXPECT_THAT(eventsOf([this] { getValue(); }),
-        ElementsAreArray(joined(requestStarts(url, "doing it"),
+        ElementsAreArray(joined(requestStarts(resource, "doing it"),
             Events{"log: REST client completion handler running for: data=Optional(15 bytes), "
                    "response=Optional("
-                    + url + ", status 200), error=Optional(connection lost)",
+                    + resource + ", status 200), error=Optional(connection lost)",
                 completeWithError("connection lost")},
             fatalAlert("Error doing it", "connection lost"))));
 }
 
 TEST_F(ZqRestApiClientTest, NeitherDataNorErrorStopsTheProgram) {
-    memory.network().answers[url] = {std::nullopt, URLResponse{url, 200}, std::nullopt};
+    memory.network().answers[resource] = {std::nullopt, URLResponse{resource, 200}, std::nullopt};
     EXPECT_THAT(eventsOf([this] { getValue(); }),
-        AbortsAfter(joined(requestStarts(url, "doing it"),
+        AbortsAfter(joined(requestStarts(resource, "doing it"),
             Events{"log: REST client completion handler running for: data=nil, response=Optional("
-                + url + ", status 200), error=nil"})));
+                + resource + ", status 200), error=nil"})));
 }
 
 TEST_F(ZqRestApiClientTest, BodyThatIsNotJsonIsShownAtOnce) {
@@ -155,16 +156,16 @@ TEST_F(ZqRestApiClientTest, MessageOfAnyKindIsPrinted) {
 }
 
 TEST_F(ZqRestApiClientTest, EachCallMakesARequestOfItsOwn) {
-    const ZqRestApiClient client(url);
-    memory.network().answer(url, R"({"value":"1"})");
+    const ZqRestApiClient client(resource);
+    memory.network().answer(resource, R"({"value":"1"})");
     EXPECT_EQ(client.getValue("doing it"), "1");
-    memory.network().answer(url, "{}");
+    memory.network().answer(resource, "{}");
     EXPECT_FALSE(client.getValue("doing it"));
-    EXPECT_THAT(memory.network().requestedUrls, testing::ElementsAre(url, url));
+    EXPECT_THAT(memory.network().requestedUrls, testing::ElementsAre(resource, resource));
 }
 
 TEST_F(ZqRestApiClientTest, CreatingAClientRequestsNothing) {
-    EXPECT_THAT(eventsOf([] { ZqRestApiClient client(url); }), testing::IsEmpty());
+    EXPECT_THAT(eventsOf([] { ZqRestApiClient client(resource); }), testing::IsEmpty());
 }
 
 } // namespace
