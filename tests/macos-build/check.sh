@@ -88,10 +88,13 @@ exec "${arguments[@]}"
 END
 chmod +x "$work/tools/"{ar,ld,quickly}
 gtest=$(find /usr/lib -name GTestConfig.cmake | head -1)
-[ "$files" != tests/ ] || batches=ON
+if [ "$files" = tests/ ]; then
+  batches=ON
+  files="($root|$work/whole)/tests/"
+fi
 configure whole -DQUILLET_TESTS=ON "-DQUILLET_BATCHES=${batches:-OFF}" "-DGTest_DIR=$(dirname "$gtest")"
 # No compiler here makes code for two processors, so none is asked.
-configure universal -DQUILLET_TESTS=OFF '-DCMAKE_OSX_ARCHITECTURES=arm64;x86_64' -DCMAKE_HAVE_LIBC_PTHREAD=1
+[ -n "$files" ] || configure universal -DQUILLET_TESTS=OFF '-DCMAKE_OSX_ARCHITECTURES=arm64;x86_64' -DCMAKE_HAVE_LIBC_PTHREAD=1
 
 # Every framework whose header is included is linked, and no other.
 included=$(grep -hoE '^#(include|import) <[A-Z][A-Za-z]+/' -r "$root/platform/macos" \
@@ -132,7 +135,7 @@ done >>"$work/calls"
 # The headers that most tests begin with are read once. On Apple silicon BOOL is another type.
 printf '#include %s\n' '<gmock/gmock.h>' '<gtest/gtest.h>' '"tests/support/MemoryPlatform.h"' >"$work/tests.h"
 grep -E " [^ ]*(${files:-\.mm})[^ ]*$" "$work/calls" | sed -E \
-  -e "s,.* ($root|$work/whole)/tests/(unit|differential|platform-shared|support)/[^ ]*\.c(pp|xx)$,& -include-pch $work/tests.pch," \
+  -e "s,.* ($root|$work/whole)/tests/(unit|differential|platform-shared|fuzz|support)/[^ ]*\.c(pp|xx)$,& -include-pch $work/tests.pch," \
   -e "s/.*\.mm$/${files:+&\\n}& -DQUILLET_APPLE_SILICON/" | sort -u >"$work/wanted"
 [ -s "$work/wanted" ] || fail "no file is like $files"
 if grep -q include-pch "$work/wanted"; then
