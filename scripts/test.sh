@@ -18,9 +18,9 @@ if [ "$preset" = release ]; then
   [ -e build/release/CMakeCache.txt ] || options+=(-DQUILLET_BATCHES=ON)
 fi
 cmake --preset "$preset" "${options[@]}" >/dev/null
-cmake --build --preset "$preset"
+cmake --build --preset "$preset" -j "$(nproc)"
 if [ "$preset" = release ]; then
-  scripts/fuzz.sh 3 || fuzzed=$?
+  QUILLET_QUICK_FUZZ=ON scripts/fuzz.sh 3 || fuzzed=$?
 fi
 ctest --preset "$preset" --schedule-random "$@"
 exit "$fuzzed"

@@ -128,7 +128,10 @@ sed -n 's/^ *"command": "\(.*\)",$/\1/p' "$work/whole/compile_commands.json" \
 # What is read before the headers of a test could hide what they lack, so they are read alone, too.
 test=$(grep -m1 -E " ($root|$work/whole)/tests/unit/" "$work/calls")
 tests=("$root"/tests/{unit,differential,platform-shared,fuzz,support})
+# One that another begins with is read alone with that one.
+begins=$([ -z "${batches:-}" ] || grep -hm1 '^#include' "$root"/tests/{differential,platform-shared,fuzz,support}/*.h)
 for file in "$root"/tests/{unit,differential,platform-shared,fuzz,support}/*.h; do
+  [[ $begins != *"\"${file#"$root/"}\""* ]] || continue
   ! grep -rqF "\"${file#"$root/"}\"" "${tests[@]}" \
     || printf '%s -x c++ -Wno-pragma-once-outside-header %s\n' "${test% *}" "$file"
 done >>"$work/calls"
