@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 # Runs every fuzz target for a while, two at a time, from the corpora in the tree.
 #   fuzz.sh [SECONDS [TARGET...]]     10 seconds each unless told otherwise
-#   QUILLET_QUICK_FUZZ=ON fuzz.sh 3   not optimised, for when building takes longer than running
+#   QUILLET_QUICK_FUZZ=ON fuzz.sh 5   not optimised, for when building takes longer than running
 # New inputs are collected in build/fuzz/corpus, crashes in build/fuzz/crashes. Ends with 0 only if
 # nothing was found.
 set -euo pipefail

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Builds everything, fuzzes each target for three seconds, runs all tests. Further arguments go to ctest.
+# Builds everything, fuzzes each target for five seconds, runs all tests. Further arguments go to ctest.
 #   QUILLET_PRESET=asan scripts/test.sh    the same in another build (see CMakePresets.json)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -20,7 +20,7 @@ fi
 cmake --preset "$preset" "${options[@]}" >/dev/null
 cmake --build --preset "$preset" -j "$(nproc)"
 if [ "$preset" = release ]; then
-  QUILLET_QUICK_FUZZ=ON scripts/fuzz.sh 3 || fuzzed=$?
+  QUILLET_QUICK_FUZZ=ON scripts/fuzz.sh 5 || fuzzed=$?
 fi
 ctest --preset "$preset" --schedule-random "$@"
 exit "$fuzzed"
