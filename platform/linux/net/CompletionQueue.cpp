@@ -12,15 +12,24 @@ CompletionQueue::~CompletionQueue() {
     }
 }
 
+void CompletionQueue::begin() {
+    const std::lock_guard lock(m_mutex);
+    beginLocked();
+}
+
+void CompletionQueue::beginLocked() {
+    if (!m_shut && !m_thread.joinable()) {
+        m_thread = std::thread([this] { run(); });
+    }
+}
+
 void CompletionQueue::push(std::function<void()> completion) {
     const std::lock_guard lock(m_mutex);
     if (m_shut) {
         return;
     }
     m_completions.push_back(std::move(completion));
-    if (!m_thread.joinable()) {
-        m_thread = std::thread([this] { run(); });
-    }
+    beginLocked();
     m_changed.notify_one();
 }
 

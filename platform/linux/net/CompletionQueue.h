@@ -18,6 +18,8 @@ public:
     CompletionQueue(const CompletionQueue&) = delete;
     CompletionQueue& operator=(const CompletionQueue&) = delete;
 
+    /// Starts the thread, which takes a moment, before there is a completion.
+    void begin();
     void push(std::function<void()> completion);
     /// What has not begun yet is dropped, now and from now on.
     void shut();
@@ -26,6 +28,7 @@ public:
     void joinUnlessBusy();
 
 private:
+    void beginLocked();
     void run();
 
     std::mutex m_mutex;

@@ -122,6 +122,18 @@ asio::awaitable<Expected<TcpStream>> Connector::connectTransport(
 
 asio::awaitable<Expected<TcpStream>> Connector::connectTcp(
     HostName host, Peer peer, AbortSignal& abort) {
+    const RaceLimits limits{m_settings.stallLimit, m_settings.nextAddressDelay};
+    const PeerMemory::Place place{host.ascii, peer.port};
+    if (auto known = m_memory->endpoints(place); !known.empty()) {
+        RaceResult race = co_await connectToFirst(std::move(known), limits, abort);
+        if (race.socket) {
+            co_return TcpStream(std::move(*race.socket));
+        }
+        m_memory->forgetEndpoints(place); // they may be others by now
+        if (abort.isRaised() || race.error == asio::error::timed_out) {
+            co_return abort.isRaised() ? aborted : Failure{networkErrorText(peer, race.error)};
+        }
+    }
     const LookupResult found
         = co_await lookUp(m_gate, host, peer.port, m_settings.stallLimit, abort);
     if (found.error == asio::error::timed_out) {
@@ -131,11 +143,12 @@ asio::awaitable<Expected<TcpStream>> Connector::connectTcp(
     if (found.error || abort.isRaised()) {
         co_return found.error ? Failure{networkErrorText(peer, found.error)} : aborted;
     }
-    const RaceLimits limits{m_settings.stallLimit, m_settings.nextAddressDelay};
     RaceResult race = co_await connectToFirst(found.endpoints, limits, abort);
     if (!race.socket) {
         co_return Failure{networkErrorText(peer, race.error)};
     }
+    error_code ignored;
+    m_memory->keepEndpoints(place, found.endpoints, race.socket->remote_endpoint(ignored));
     co_return TcpStream(std::move(*race.socket));
 }
 
@@ -184,6 +197,10 @@ asio::awaitable<Expected<ClientStream>> Connector::startTls(
     if (!expectHost(tls->handle(), destination.host)) {
         co_return Failure{destination.host.display + " cannot be the name of a TLS server"};
     }
+    const PeerMemory::Place place{destination.host.ascii, destination.port};
+    tls->resume(m_memory->takeSession(place), [memory = m_memory, place](TlsSession session) {
+        memory->keepSession(place, std::move(session));
+    });
     const AbortSignal::Scope scope(abort, [&tls] { tls->close(); });
     tls->expireAfter(m_settings.stallLimit);
     if (const error_code error = co_await tls->shakeHands()) {

@@ -7,6 +7,7 @@
 #include "platform/linux/net/Expected.h"
 #include "platform/linux/net/IoThread.h"
 #include "platform/linux/net/NetworkErrorText.h"
+#include "platform/linux/net/PeerMemory.h"
 #include "platform/linux/net/ProxySettings.h"
 #include "platform/linux/net/TlsContext.h"
 
@@ -55,6 +56,7 @@ public:
     void setRule(ConnectionRule rule);
 
     const Settings& settings() const { return m_settings; }
+    PeerMemory& memory() { return *m_memory; }
     Peer peerFor(const Destination& destination) const;
 
 private:
@@ -71,6 +73,7 @@ private:
     std::shared_ptr<IoGate> m_gate;
     Settings m_settings;
     SharedTlsContext m_tlsContext;
+    const std::shared_ptr<PeerMemory> m_memory = std::make_shared<PeerMemory>();
     std::mutex m_ruleMutex;
     ConnectionRule m_rule;
 };

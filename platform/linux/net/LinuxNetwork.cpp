@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -118,6 +119,7 @@ void LinuxNetwork::Impl::get(const std::string& url, DataTaskCompletion completi
               };
         boost::asio::co_spawn(
             m_io.context(), httpsGet(m_connector, url, m_options.requestLimit), done);
+        boost::asio::post(m_io.context(), [this] { m_completions.begin(); }); // while it waits
     });
 }
 

@@ -82,6 +82,30 @@ TlsLayer::TlsLayer(tcp::socket socket, SSL_CTX& context)
     SSL_set_connect_state(m_ssl.get());
 }
 
+/// OpenSSL would make the session useless of a connection that was not shut down, as SSL 3 wanted
+/// it.
+TlsLayer::~TlsLayer() {
+    SSL_set_shutdown(m_ssl.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+}
+
+void TlsLayer::resume(TlsSession session, std::function<void(TlsSession)> keep) {
+    if (session) {
+        SSL_set_session(m_ssl.get(), session.get());
+    }
+    m_keepSession = std::move(keep);
+}
+
+/// As SSL_CTX_sess_set_new_cb has it: 1 if the session has been taken.
+int TlsLayer::sessionCame(SSL* ssl, SSL_SESSION* session) {
+    const TlsLayer& layer = layerOf(SSL_get_rbio(ssl));
+    const bool isWanted = layer.m_keepSession && SSL_version(ssl) == TLS1_3_VERSION
+        && SSL_session_reused(ssl) == 0 && SSL_get_verify_result(ssl) == X509_V_OK;
+    if (isWanted) {
+        layer.m_keepSession(TlsSession(session));
+    }
+    return isWanted ? 1 : 0;
+}
+
 /// Bytes that have come in; 0 when none will, and less when none have yet.
 int TlsLayer::receive(char* data, std::size_t size) {
     ssize_t length = -1;

@@ -5,6 +5,7 @@
 
 #include "foundation/Handle.h"
 #include "platform/linux/net/ByteLayer.h"
+#include "platform/linux/net/PeerMemory.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -19,8 +20,15 @@ namespace platform::linux_ {
 class TlsLayer : public ByteLayer, public std::enable_shared_from_this<TlsLayer> {
 public:
     TlsLayer(boost::asio::ip::tcp::socket socket, SSL_CTX& context);
+    ~TlsLayer() override;
+    TlsLayer(const TlsLayer&) = delete;
+    TlsLayer& operator=(const TlsLayer&) = delete;
 
     SSL* handle() { return m_ssl.get(); }
+    /// Offers the server to go on with a session, which may be null; what it offers after a
+    /// handshake with its certificate comes to `keep`, while this lives. TLS 1.3 alone, whose later
+    /// keys do not follow from earlier ones (RFC 8446, section 2.2).
+    void resume(TlsSession session, std::function<void(TlsSession)> keep);
     /// Before all else.
     boost::asio::awaitable<ErrorCode> shakeHands();
 
@@ -36,6 +44,7 @@ public:
     // What OpenSSL asks of the socket.
     int receive(char* data, std::size_t size);
     int keep(const char* data, std::size_t size);
+    static int sessionCame(SSL* ssl, SSL_SESSION* session);
 
 private:
     using Drained = std::function<void(const ErrorCode& error)>;
@@ -52,6 +61,7 @@ private:
     boost::asio::steady_timer m_timer;
     bool m_isExpired = false;
     Handle<SSL, SSL_free> m_ssl;
+    std::function<void(TlsSession)> m_keepSession;
     ErrorCode m_receiveError; // of the socket; eof at its end
     ErrorCode m_readError; // after which nothing can be read
     std::string m_output; // encrypted
