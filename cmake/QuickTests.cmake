@@ -24,9 +24,6 @@ function(quillet_compile_quickly directory)
     if(NOT type STREQUAL "UTILITY" AND NOT type STREQUAL "INTERFACE_LIBRARY")
       set_target_properties(${target} PROPERTIES QUILLET_QUICK ON)
       target_compile_options(${target} PRIVATE -O0)
-      if(QUILLET_BATCHES) # which nobody looks at with a debugger
-        target_compile_options(${target} PRIVATE -g0)
-      endif()
       get_target_property(own ${target} QUILLET_OWN_COMPILER)
       if(QUILLET_QUICK_COMPILER AND NOT own)
         set_target_properties(${target} PROPERTIES CXX_COMPILER_LAUNCHER

@@ -54,12 +54,13 @@ std::vector<std::string> AgentHome::launcher() const {
     if (!m_hasPolicy) {
         return {};
     }
-    constexpr const char* script = "mount --make-rprivate / && mount --rbind /etc $0/old"
-                                   " && rm -rf $0/etc/* && ln -s $0/old/* $0/etc/"
-                                   " && rm -f $0/etc/quillet && mkdir $0/etc/quillet"
-                                   " && cp $0/policy.json $0/etc/quillet/ && cd $0/etc/quillet"
-                                   " && chmod 755 . && chmod 644 policy.json && . $0/change"
-                                   " && mount --bind $0/etc /etc && cd / && exec \"$@\"";
+    constexpr const char* script
+        = "mount --make-rprivate / && mount --rbind /etc $0/old"
+          " && mount -t tmpfs -o mode=755 policy $0/etc && ln -s $0/old/* $0/etc/"
+          " && rm -f $0/etc/quillet && mkdir $0/etc/quillet"
+          " && cp $0/policy.json $0/etc/quillet/ && cd $0/etc/quillet"
+          " && chmod 755 . && chmod 644 policy.json && . $0/change"
+          " && mount --bind $0/etc /etc && cd / && exec \"$@\"";
     std::vector<std::string> words{"/usr/bin/unshare", "--mount"};
     if (const std::string option = userNamespace(); !option.empty()) {
         words.push_back(option);

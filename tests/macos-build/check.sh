@@ -28,9 +28,6 @@ compiler=$(command -v clang++-19) || fail "clang++-19 is not installed"
 
 # As Apple's compiler, beside the project's own flags. The C library here speaks to GNU's compiler.
 cxx="-isystem $here/libc -U__nonnull -D_GNU_SOURCE -Qunused-arguments -Wshadow"
-# Headers that include no more than they must, as newer libraries have them, and do not format times,
-# which nothing here does: a quarter of the compiler's time.
-cxx+=" -D_LIBCPP_REMOVE_TRANSITIVE_INCLUDES -D_LIBCPP___CHRONO_FORMATTER_H -D_LIBCPP___CHRONO_OSTREAM_H"
 objectiveC="-Wexplicit-ownership-type -Wselector -Wundeclared-selector -Wnullable-to-nonnull-conversion"
 
 # configure NAME OPTION...: the tools of macOS that CMake asks for are there and say nothing.

@@ -11,6 +11,9 @@ here=$root/tests/macos-build
 declarations=$root/tests/macos-declarations
 frameworks=System/Library/Frameworks
 include=$sdk/usr/include
+# What was made of the same before is left.
+sources=$(cat "$here"/{sdk.sh,lib*.txt} "$declarations"/*/*.h | sha256sum)
+[ "$sources" != "$(cat "$sdk/sources" 2>/dev/null)" ] || exit 0
 rm -rf "$sdk"
 mkdir -p "$sdk/$frameworks" "$sdk/usr/lib" "$sdk/usr/local/include" "$include"
 
@@ -71,3 +74,4 @@ for header in "${headers[@]/%/.h}" "${included[@]}"; do
   ln -s "$found" "$include/$header"
 done
 ln -s /usr/include/gtest /usr/include/gmock "$sdk/usr/local/include/"
+echo "$sources" >"$sdk/sources"

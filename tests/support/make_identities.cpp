@@ -4,6 +4,7 @@
 //
 // Keys for tests only: they share primes, because a thousand good keys would take minutes.
 #include "foundation/Handle.h"
+#include "tests/keys/RsaKeys.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -26,7 +27,7 @@ namespace {
 
 using Number = Handle<BIGNUM, BN_free>;
 using NumberContext = Handle<BN_CTX, BN_CTX_free>;
-using Key = Handle<EVP_PKEY, EVP_PKEY_free>;
+using Key = RsaKeys::Key;
 using KeyContext = Handle<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using Certificate = Handle<X509, X509_free>;
 using Pkcs8 = Handle<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
@@ -52,18 +53,20 @@ Number number() {
     return Number(checked(BN_new(), "out of memory"));
 }
 
-/// As many 1024-bit primes as give `pairs` pairs.
-std::vector<Number> primesForPairs(std::size_t pairs, BN_CTX* context) {
-    const Number exponent = number();
-    BN_set_word(exponent.get(), publicExponent);
+Number parameterOf(const EVP_PKEY* key, const char* name) {
+    BIGNUM* value = nullptr;
+    checked(EVP_PKEY_get_bn_param(key, name, &value), "no parameter of a key");
+    return Number(value);
+}
+
+/// As many 1024-bit primes as give `pairs` pairs, those of good keys.
+std::vector<Number> primesForPairs(std::size_t pairs) {
+    RsaKeys keys(QUILLET_RSA_KEYS);
     std::vector<Number> primes;
     while (primes.size() * (primes.size() - std::min<std::size_t>(primes.size(), 1)) / 2 < pairs) {
-        Number prime = number();
-        checked(BN_generate_prime_ex2(prime.get(), 1024, 0, nullptr, nullptr, nullptr, context),
-            "no prime");
-        if (BN_mod_word(prime.get(), publicExponent) != 1) {
-            primes.push_back(std::move(prime));
-        }
+        const Key key = checked(keys.next(), "no key");
+        primes.push_back(parameterOf(key.get(), OSSL_PKEY_PARAM_RSA_FACTOR1));
+        primes.push_back(parameterOf(key.get(), OSSL_PKEY_PARAM_RSA_FACTOR2));
     }
     return primes;
 }
@@ -133,11 +136,9 @@ void store(PK11SlotInfo* slot, EVP_PKEY* key, std::size_t index) {
     unsigned char* out = keyDer.data();
     i2d_PKCS8_PRIV_KEY_INFO(pkcs8.get(), &out);
 
-    BIGNUM* modulus = nullptr;
-    EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_N, &modulus);
-    const Number owner(modulus);
-    Der modulusBytes(static_cast<std::size_t>(BN_num_bytes(modulus)));
-    BN_bn2bin(modulus, modulusBytes.data());
+    const Number modulus = parameterOf(key, OSSL_PKEY_PARAM_RSA_N);
+    Der modulusBytes(static_cast<std::size_t>(BN_num_bytes(modulus.get())));
+    BN_bn2bin(modulus.get(), modulusBytes.data());
 
     SECItem keyItem = itemOf(keyDer);
     SECItem modulusItem = itemOf(modulusBytes);
@@ -165,7 +166,7 @@ void storeIdentities(std::size_t count) {
         PK11_InitPin(slot.get(), nullptr, nullptr);
     }
     const NumberContext context(BN_CTX_new());
-    const std::vector<Number> primes = primesForPairs(count, context.get());
+    const std::vector<Number> primes = primesForPairs(count);
     std::size_t index = 0;
     for (std::size_t i = 0; i < primes.size(); ++i) {
         for (std::size_t j = 0; j < i && index < count; ++j) {
