@@ -227,7 +227,7 @@ TEST_F(HttpsGetTest, UnknownNameCouldNotBeFoundOrLookedUp) {
 }
 
 TEST_F(HttpsGetTest, PercentEncodedHostIsDecoded) {
-    const TestServer server(m_context, answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"));
+    const TestServer server(m_context, sayOk);
     EXPECT_EQ(get("https://%6cocalhost:" + std::to_string(server.port()) + "/").data, "ok");
 }
 
@@ -268,7 +268,7 @@ TEST_F(HttpsGetTest, LimitOfTheWholeRequestHoldsOverRedirectsToo) {
 }
 
 TEST_F(HttpsGetTest, CompletionMayFlushTheNetwork) {
-    const TestServer server(m_context, answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok"));
+    const TestServer server(m_context, sayOk);
     LinuxNetwork network(m_application);
     std::promise<void> flushed;
     network

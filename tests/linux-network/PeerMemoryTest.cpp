@@ -19,8 +19,6 @@ using testing::IsEmpty;
 
 using Endpoint = PeerMemory::Endpoint;
 
-const TlsScript sayOk = answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-
 class PeerMemoryTest : public testing::Test {
 protected:
     static Endpoint endpoint(std::uint16_t port) {

@@ -55,7 +55,7 @@ protected:
             asio::write(socket, asio::buffer("HTTP/1.1 200 Connected\r\n\r\n", 26));
             TlsSocket tls(std::move(socket), *context);
             tls.handshake(asio::ssl::stream_base::server);
-            answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok")(tls);
+            sayOk(tls);
         };
     }
 

@@ -65,6 +65,7 @@ std::string readRequest(Stream& stream);
 
 /// Reads a request, writes `response` as it stands, ends the TLS connection.
 TlsScript answering(std::string response);
+inline const TlsScript sayOk = answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
 
 /// The next message, whole.
 std::string readMessage(ServerWebSocket& socket);

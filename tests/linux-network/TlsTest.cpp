@@ -30,8 +30,6 @@ std::string get(const std::string& url) {
     return future.get();
 }
 
-const TlsScript sayOk = answering("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-
 std::string getFrom(const ServerContext& context, const std::string& host = "localhost") {
     const TestServer server(context, sayOk);
     return get("https://" + host + ':' + std::to_string(server.port()) + "/");

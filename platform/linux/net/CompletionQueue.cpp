@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/linux/net/CompletionQueue.h"
 
+#include <system_error>
 #include <utility>
 
 namespace platform::linux_ {
@@ -14,7 +15,11 @@ CompletionQueue::~CompletionQueue() {
 
 void CompletionQueue::begin() {
     const std::lock_guard lock(m_mutex);
-    beginLocked();
+    try {
+        beginLocked();
+    } catch (const std::system_error&) {
+        // The first completion tries again.
+    }
 }
 
 void CompletionQueue::beginLocked() {
