@@ -208,7 +208,9 @@ void TlsLayer::writeSome(asio::const_buffer buffer, Done done) {
             break; // the next call meets the same
         }
         if (!needsMore(result)) {
-            const ErrorCode error = errorOf(result);
+            // OpenSSL tells no reason after a failure to read, which came first.
+            const bool hasFailed = m_readError && m_readError != asio::error::eof;
+            const ErrorCode error = hasFailed ? m_readError : errorOf(result);
             drain([self, error, done](const ErrorCode&) { self->finish(done, error, 0); });
             return;
         }
