@@ -11,16 +11,30 @@
 
 namespace platform {
 
-/// Does one thing after the other. The thread begins with the first, and is not waited for at the
-/// end: a card may hold it for ever.
+/// Does one thing after the other. The thread begins with the first. Its end is waited for, so that
+/// libraries take back what they keep for it, but for a moment only: a card may hold it for ever.
 class SideWork::Thread {
 public:
-    ~Thread() { give(nullptr); }
+    ~Thread() {
+        if (m_place == nullptr) {
+            return;
+        }
+        give(nullptr);
+        std::unique_lock lock(m_place->mutex);
+        const bool hasEnded = m_place->changed.wait_for(
+            lock, std::chrono::milliseconds(200), [this] { return m_place->hasEnded; });
+        lock.unlock();
+        if (hasEnded) {
+            m_thread.join();
+        } else {
+            m_thread.detach();
+        }
+    }
 
     void run(std::function<void()> work) {
         if (m_place == nullptr) {
             const auto place = std::make_shared<Place>();
-            std::thread([place] { serve(*place); }).detach();
+            m_thread = std::thread([place] { serve(*place); });
             m_place = place;
         }
         give(std::move(work));
@@ -31,16 +45,15 @@ private:
         std::mutex mutex;
         std::condition_variable changed;
         bool isTaken = true;
+        bool hasEnded = false;
         std::function<void()> work; // empty at the end
     };
 
     void give(std::function<void()> work) {
-        if (m_place != nullptr) {
-            const std::lock_guard lock(m_place->mutex);
-            m_place->work = std::move(work);
-            m_place->isTaken = false;
-            m_place->changed.notify_one();
-        }
+        const std::lock_guard lock(m_place->mutex);
+        m_place->work = std::move(work);
+        m_place->isTaken = false;
+        m_place->changed.notify_one();
     }
 
     static void serve(Place& place) {
@@ -50,6 +63,8 @@ private:
             const std::function<void()> work = std::exchange(place.work, nullptr);
             place.isTaken = true;
             if (!work) {
+                place.hasEnded = true;
+                place.changed.notify_one();
                 return;
             }
             lock.unlock();
@@ -59,6 +74,7 @@ private:
     }
 
     std::shared_ptr<Place> m_place;
+    std::thread m_thread;
 };
 
 /// Calls what it was set to, on a thread of its own, unless it is set back before its time. The

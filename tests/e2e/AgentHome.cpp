@@ -32,9 +32,10 @@ bool AgentHome::isUnderPolicy() {
 }
 
 bool AgentHome::canSetPolicy() {
-    static const bool can = std::system(("unshare --mount " + userNamespace()
-                                + " mount --make-rprivate / >/dev/null 2>&1")
-                                            .c_str())
+    static const bool can
+        = std::system(("unshare --mount " + userNamespace()
+              + " sh -c 'mount --make-rprivate / && mount -t tmpfs policy /mnt' >/dev/null 2>&1")
+                          .c_str())
         == 0;
     return can;
 }

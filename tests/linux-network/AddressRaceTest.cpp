@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Several addresses of one name.
 #include "platform/linux/net/AddressRace.h"
+#include "tests/linux-network/DeafListener.h"
 #include "tests/linux-network/TestServer.h"
 
 #include <boost/asio/co_spawn.hpp>
@@ -8,6 +9,8 @@
 #include <boost/asio/use_future.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -24,6 +27,7 @@ struct Outcome {
     tcp::endpoint answered;
     steady_clock::duration time{};
     int descriptorFlags = 0;
+    int stall = 0; // milliseconds
 };
 
 Outcome race(const std::vector<tcp::endpoint>& endpoints, RaceLimits limits) {
@@ -36,37 +40,25 @@ Outcome race(const std::vector<tcp::endpoint>& endpoints, RaceLimits limits) {
     RaceResult result = future.get();
     const auto time = steady_clock::now() - start;
     if (!result.socket) {
-        return {result.error, {}, time, 0};
+        return {result.error, {}, time};
     }
-    return {
-        {}, result.socket->remote_endpoint(), time, fcntl(result.socket->native_handle(), F_GETFD)};
+    const int descriptor = result.socket->native_handle();
+    int stall = 0;
+    socklen_t size = sizeof stall;
+    getsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &stall, &size);
+    return {{}, result.socket->remote_endpoint(), time, fcntl(descriptor, F_GETFD), stall};
 }
 
 const auto loopback = make_address("127.0.0.1");
 const RaceLimits usual{milliseconds(20000), milliseconds(250)};
 
-/// A listener whose queue is full, so that the system leaves further attempts without an answer.
-class DeafListener {
-public:
-    DeafListener()
-        : m_acceptor(m_io) {
-        m_acceptor.open(tcp::v4());
-        m_acceptor.bind({loopback, 0});
-        m_acceptor.listen(0);
-        m_fillers.reserve(4);
-        for (int i = 0; i < 4; ++i) {
-            m_fillers.emplace_back(m_io, tcp::v4());
-            m_fillers.back().async_connect(endpoint(), [](boost::system::error_code) {});
-        }
-    }
-
-    tcp::endpoint endpoint() const { return m_acceptor.local_endpoint(); }
-
-private:
-    asio::io_context m_io;
-    tcp::acceptor m_acceptor;
-    std::vector<tcp::socket> m_fillers;
-};
+TEST(AddressRaceTest, ShortRaceLeavesTheConnectionItsTime) {
+    const TestServer server([](TcpSocket&) {});
+    const std::vector<tcp::endpoint> alive{{loopback, server.port()}};
+    EXPECT_EQ(race(alive, usual).stall, 20000);
+    EXPECT_EQ(
+        race(alive, {milliseconds(2000), milliseconds(250), milliseconds(60000)}).stall, 60000);
+}
 
 TEST(AddressRaceTest, DeadFirstAddressCostsUnderASecond) {
     const DeafListener deaf;

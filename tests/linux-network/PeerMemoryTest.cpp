@@ -2,10 +2,13 @@
 // What one connection leaves for the next to the same place, and what it must not.
 #include "platform/linux/net/HttpsGet.h"
 #include "platform/linux/net/LinuxNetwork.h"
+#include "tests/linux-network/DeafListener.h"
 #include "tests/linux-network/TestServer.h"
 #include "tests/support/TestApplication.h"
 
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -26,7 +29,7 @@ protected:
     }
     static TlsSession session() { return TlsSession(SSL_SESSION_new()); }
 
-    PeerMemory::Clock::time_point m_time = PeerMemory::Clock::now();
+    PeerMemory::Time m_time = std::chrono::hours(1);
     PeerMemory m_memory{[this] { return m_time; }};
     const PeerMemory::Place m_place{"sign.example.org", 443};
 };
@@ -40,7 +43,7 @@ TEST_F(PeerMemoryTest, TheAddressThatAnsweredComesFirst) {
 
 TEST_F(PeerMemoryTest, NothingIsKeptForMoreThanAMinute) {
     m_memory.keepEndpoints(m_place, {endpoint(1)}, endpoint(1));
-    m_memory.keepSession(m_place, session());
+    m_memory.keepSession(m_place, session(), m_time);
     m_time += std::chrono::seconds(59);
     EXPECT_THAT(m_memory.endpoints(m_place), ElementsAre(endpoint(1)));
     m_time += std::chrono::seconds(1);
@@ -48,15 +51,41 @@ TEST_F(PeerMemoryTest, NothingIsKeptForMoreThanAMinute) {
     EXPECT_FALSE(m_memory.takeSession(m_place));
 }
 
+TEST_F(PeerMemoryTest, TheMinuteOfASessionBeginsWithItsHandshake) {
+    const PeerMemory::Time handshake = m_time;
+    m_time += std::chrono::seconds(59);
+    m_memory.keepSession(m_place, session(), handshake);
+    EXPECT_TRUE(m_memory.takeSession(m_place));
+    m_time += std::chrono::seconds(1);
+    m_memory.keepSession(m_place, session(), handshake);
+    EXPECT_FALSE(m_memory.takeSession(m_place));
+}
+
+TEST_F(PeerMemoryTest, WhatIsOverIsFreed) {
+    SSL_SESSION* const kept = SSL_SESSION_new();
+    SSL_SESSION_up_ref(kept);
+    static int freed = 0;
+    SSL_SESSION_set_ex_data(kept,
+        SSL_SESSION_get_ex_new_index(0, nullptr, nullptr, nullptr,
+            [](void*, void*, CRYPTO_EX_DATA*, int, long, void*) { ++freed; }),
+        &freed);
+    m_memory.keepSession(m_place, TlsSession(kept), m_time);
+    SSL_SESSION_free(kept);
+    EXPECT_EQ(freed, 0);
+    m_time += PeerMemory::lifetime;
+    m_memory.endpoints({"example.org", 443});
+    EXPECT_EQ(freed, 1);
+}
+
 TEST_F(PeerMemoryTest, ASessionIsUsedOnce) {
-    m_memory.keepSession(m_place, session());
+    m_memory.keepSession(m_place, session(), m_time);
     EXPECT_TRUE(m_memory.takeSession(m_place));
     EXPECT_FALSE(m_memory.takeSession(m_place));
 }
 
 TEST_F(PeerMemoryTest, AnotherHostOrPortIsAnotherPlace) {
     m_memory.keepEndpoints(m_place, {endpoint(1)}, endpoint(1));
-    m_memory.keepSession(m_place, session());
+    m_memory.keepSession(m_place, session(), m_time);
     for (const PeerMemory::Place& other :
         {PeerMemory::Place{"sign.example.org", 8443}, PeerMemory::Place{"example.org", 443}}) {
         EXPECT_THAT(m_memory.endpoints(other), IsEmpty());
@@ -134,6 +163,39 @@ TEST_F(ResumptionTest, WhatOneNameProvedCountsForNoOther) {
         "certificate does not belong to 127.0.0.1");
 }
 
+TEST_F(ResumptionTest, WhatOnePortProvedCountsForNoOther) {
+    const ServerContext context = serverContext(trustedIdentity());
+    const TestServer first(context, m_script);
+    const TestServer second(context, m_script); // which knows the tickets of the first
+    EXPECT_EQ(get(first.url("/")), "ok");
+    EXPECT_EQ(get(second.url("/")), "ok");
+    EXPECT_THAT(resumed(), ElementsAre(0, 0));
+}
+
+TEST_F(ResumptionTest, AServerThatBreaksOnASessionIsAskedAgainWithoutOne) {
+    const ServerContext context = serverContext(trustedIdentity());
+    int connections = 0;
+    const TestServer server([&](TcpSocket& socket) {
+        if (++connections == 2) {
+            char hello[1];
+            asio::read(socket, asio::buffer(hello));
+            const std::string_view handshakeFailure("\x15\x03\x03\x00\x02\x02\x28", 7);
+            asio::write(socket, asio::buffer(handshakeFailure));
+            boost::system::error_code ignored;
+            std::string rest;
+            asio::read(socket, asio::dynamic_buffer(rest), ignored);
+            return;
+        }
+        TlsSocket tls(std::move(socket), *context);
+        tls.handshake(asio::ssl::stream_base::server);
+        m_script(tls);
+    });
+    EXPECT_EQ(get(server.url("/")), "ok");
+    EXPECT_EQ(get(server.url("/")), "ok");
+    EXPECT_THAT(resumed(), ElementsAre(0, 0));
+    EXPECT_EQ(server.connections(), 3);
+}
+
 TEST_F(ResumptionTest, AServerThatTookThePlaceOfAnotherIsLookedAtLikeAnyOther) {
     const std::vector<ServerContext> contexts{serverContext(trustedIdentity()),
         serverContext(trustedIdentity()), serverContext(makeIdentity({}, nullptr))};
@@ -158,9 +220,10 @@ protected:
     KnownAddressTest(const KnownAddressTest&) = delete;
     KnownAddressTest& operator=(const KnownAddressTest&) = delete;
 
-    HttpsAnswer get(const std::string& url) {
+    HttpsAnswer get(
+        const std::string& url, std::chrono::milliseconds limit = std::chrono::minutes(1)) {
         HttpsAnswer answer;
-        asio::co_spawn(m_io, httpsGet(m_connector, url, std::chrono::minutes(1)),
+        asio::co_spawn(m_io, httpsGet(m_connector, url, limit),
             [&](const std::exception_ptr&, HttpsAnswer told) { answer = std::move(told); });
         m_io.restart();
         m_io.run();
@@ -170,6 +233,10 @@ protected:
     void keep(const std::string& host, std::uint16_t port, std::uint16_t answeringPort) {
         const Endpoint endpoint(asio::ip::address_v4::loopback(), answeringPort);
         m_connector.memory().keepEndpoints({host, port}, {endpoint}, endpoint);
+    }
+
+    bool isKnown(const std::string& host, std::uint16_t port) {
+        return !m_connector.memory().endpoints({host, port}).empty();
     }
 
     asio::io_context m_io;
@@ -202,7 +269,30 @@ TEST_F(KnownAddressTest, ThatDoesNotAnswerIsForgotten) {
     ASSERT_TRUE(answer.error);
     EXPECT_EQ(answer.error->localizedDescription,
         "localhost refused the connection on port " + std::to_string(port));
-    EXPECT_THAT(m_connector.memory().endpoints({"localhost", port}), IsEmpty());
+    EXPECT_FALSE(isKnown("localhost", port));
+}
+
+TEST_F(KnownAddressTest, ThatIsSilentIsLookedUpAgainBeforeLong) {
+    const DeafListener deaf;
+    const TestServer server(serverContext(trustedIdentity()), sayOk);
+    keep("localhost", server.port(), deaf.endpoint().port());
+    EXPECT_EQ(get(server.url("/"), std::chrono::seconds(30)).data, "ok");
+}
+
+TEST_F(KnownAddressTest, IsNotWaitedForAfterTheEnd) {
+    const DeafListener deaf;
+    const std::uint16_t port = unusedPort();
+    keep("localhost", port, deaf.endpoint().port());
+    const HttpsAnswer answer
+        = get("https://localhost:" + std::to_string(port) + "/", std::chrono::milliseconds(100));
+    ASSERT_TRUE(answer.error);
+    EXPECT_EQ(answer.error->localizedDescription, "localhost did not answer within 0.1 seconds");
+}
+
+TEST_F(KnownAddressTest, WhereTlsFailsIsForgotten) {
+    const TestServer server(serverContext(makeIdentity({}, nullptr)), sayOk);
+    EXPECT_TRUE(get(server.url("/")).error);
+    EXPECT_FALSE(isKnown("localhost", server.port()));
 }
 
 } // namespace

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Which certificates and TLS servers are accepted, and the words for those that are not.
 #include "platform/linux/net/LinuxNetwork.h"
+#include "platform/linux/net/TlsContext.h"
+#include "platform/linux/net/TlsLayer.h"
 #include "tests/linux-network/TestServer.h"
 #include "tests/support/TestApplication.h"
 
+#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <future>
@@ -182,6 +185,39 @@ TEST(TlsTest, ServerLearnsTheNameThatIsAskedFor) {
     });
     get(server.url("/"));
     EXPECT_EQ(name, "localhost");
+}
+
+TEST(TlsTest, WriteAfterAFailedReadTellsWhatTheReadTold) {
+    const TestServer server(serverContext(trustedIdentity()), [](TlsSocket& tls) {
+        boost::asio::write(tls.next_layer(), boost::asio::buffer(std::string(1000, 'g')));
+        boost::system::error_code ignored;
+        std::string rest;
+        boost::asio::read(tls.next_layer(), boost::asio::dynamic_buffer(rest), ignored);
+    });
+    boost::asio::io_context io;
+    TcpSocket socket(io);
+    socket.connect({boost::asio::ip::address_v4::loopback(), server.port()});
+    const auto context = platform::linux_::makeTlsContext();
+    ASSERT_TRUE(context);
+    const auto layer = std::make_shared<platform::linux_::TlsLayer>(std::move(socket), **context);
+    boost::system::error_code handshake, read, written;
+    boost::asio::co_spawn(io, layer->shakeHands(),
+        [&](const std::exception_ptr&, const boost::system::error_code& error) {
+            handshake = error;
+        });
+    io.run();
+    ASSERT_FALSE(handshake);
+    char byte = 0;
+    layer->readSome(boost::asio::buffer(&byte, 1),
+        [&](const boost::system::error_code& error, std::size_t) { read = error; });
+    io.restart();
+    io.run();
+    layer->writeSome(boost::asio::buffer(&byte, 1),
+        [&](const boost::system::error_code& error, std::size_t) { written = error; });
+    io.restart();
+    io.run();
+    EXPECT_EQ(read.category(), boost::asio::error::get_ssl_category());
+    EXPECT_EQ(written, read);
 }
 
 } // namespace

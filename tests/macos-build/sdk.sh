@@ -11,8 +11,9 @@ here=$root/tests/macos-build
 declarations=$root/tests/macos-declarations
 frameworks=System/Library/Frameworks
 include=$sdk/usr/include
+libraries=$(dirname "$(clang++-19 -print-file-name=libc++.so.1)")
 # What was made of the same before is left.
-sources=$(cat "$here"/{sdk.sh,lib*.txt} "$declarations"/*/*.h | sha256sum)
+sources=$(sha256sum "$here"/{sdk.sh,lib*.txt} "$declarations"/*/*.h "$libraries"/{libc++,libc++abi}.so.1)
 [ "$sources" != "$(cat "$sdk/sources" 2>/dev/null)" ] || exit 0
 rm -rf "$sdk"
 mkdir -p "$sdk/$frameworks" "$sdk/usr/lib" "$sdk/usr/local/include" "$include"
@@ -56,7 +57,6 @@ done
 } | library libSystem usr/lib
 sed 's/#.*//; s/ /\n/g' "$here/libobjc.txt" | grep . | library libobjc usr/lib
 # That of this compiler, whose headers tell what of it an older system lacks.
-libraries=$(dirname "$(clang++-19 -print-file-name=libc++.so.1)")
 nm -D --defined-only "$libraries"/libc++.so.1 "$libraries"/libc++abi.so.1 \
   | sed -n 's/^[0-9a-f]* [A-Z] \([^@]*\).*/\1/p' | library libc++ usr/lib
 

@@ -2,7 +2,8 @@
 // make_identities FOLDER COUNT: fills an NSS database with COUNT identities, each with an RSA-2048
 // key of its own and a certificate named "Identity 0001", "Identity 0002", ...
 //
-// Keys for tests only: they share primes, because a thousand good keys would take minutes.
+// Keys for tests only: they share primes, because a thousand good keys would take minutes, and all
+// databases of a build have the same ones.
 #include "foundation/Handle.h"
 #include "tests/keys/RsaKeys.h"
 

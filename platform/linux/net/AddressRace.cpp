@@ -156,7 +156,7 @@ asio::awaitable<RaceResult> connectToFirst(
     const AbortSignal::Scope scope(abort, [race] { race->abort(); });
     RaceResult result = co_await race->run();
     if (result.socket) {
-        setOptions(*result.socket, limits.total);
+        setOptions(*result.socket, limits.stall);
     }
     co_return result;
 }

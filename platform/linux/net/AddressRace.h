@@ -15,6 +15,7 @@ namespace platform::linux_ {
 struct RaceLimits {
     std::chrono::milliseconds total;
     std::chrono::milliseconds nextAddressDelay; // a failed attempt starts the next one at once
+    std::chrono::milliseconds stall = total; // of the connection: how long what was sent may stay
 };
 
 struct RaceResult {

@@ -6,7 +6,9 @@
 #include "platform/linux/net/NameLookup.h"
 #include "platform/linux/net/TlsLayer.h"
 
+#include <algorithm>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/ssl/error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -26,6 +28,8 @@ namespace http = beast::http;
 
 using boost::system::error_code;
 
+/// Of addresses that answered a moment ago; what takes longer is looked up anew.
+constexpr std::chrono::milliseconds knownAddressLimit{2000};
 constexpr std::uint32_t proxyHeaderLimit = 64 << 10; // bytes of a proxy's response header
 
 /// A signal may be raised when one phase has ended and the next has not begun: each looks itself.
@@ -102,14 +106,21 @@ asio::awaitable<Expected<ClientStream>> Connector::connect(
         proxy = std::move(*found);
         prepare(); // while the name is looked up
     }
-    auto tcp = co_await connectTransport(destination, std::move(proxy), abort);
-    if (!tcp || abort.isRaised()) {
-        co_return tcp ? aborted : tcp.failure();
+    while (true) {
+        auto tcp = co_await connectTransport(destination, proxy, abort);
+        if (!tcp || abort.isRaised()) {
+            co_return tcp ? aborted : tcp.failure();
+        }
+        if (!destination.secure) {
+            co_return ClientStream(makeLayer(std::move(*tcp)));
+        }
+        bool isSessionRefused = false;
+        auto stream = co_await startTls(std::move(*tcp), destination, abort, isSessionRefused);
+        if (stream || !isSessionRefused || abort.isRaised()) {
+            co_return stream;
+        }
+        // A session is used once, so the second time offers none.
     }
-    if (!destination.secure) {
-        co_return ClientStream(makeLayer(std::move(*tcp)));
-    }
-    co_return co_await startTls(std::move(*tcp), destination, abort);
 }
 
 asio::awaitable<Expected<TcpStream>> Connector::connectTransport(
@@ -125,13 +136,15 @@ asio::awaitable<Expected<TcpStream>> Connector::connectTcp(
     const RaceLimits limits{m_settings.stallLimit, m_settings.nextAddressDelay};
     const PeerMemory::Place place{host.ascii, peer.port};
     if (auto known = m_memory->endpoints(place); !known.empty()) {
-        RaceResult race = co_await connectToFirst(std::move(known), limits, abort);
+        const RaceLimits shorter{
+            std::min(limits.total, knownAddressLimit), limits.nextAddressDelay, limits.stall};
+        RaceResult race = co_await connectToFirst(std::move(known), shorter, abort);
         if (race.socket) {
             co_return TcpStream(std::move(*race.socket));
         }
         m_memory->forgetEndpoints(place); // they may be others by now
-        if (abort.isRaised() || race.error == asio::error::timed_out) {
-            co_return abort.isRaised() ? aborted : Failure{networkErrorText(peer, race.error)};
+        if (abort.isRaised()) {
+            co_return aborted;
         }
     }
     const LookupResult found
@@ -188,7 +201,7 @@ asio::awaitable<Expected<TcpStream>> Connector::connectByProxy(
 }
 
 asio::awaitable<Expected<ClientStream>> Connector::startTls(
-    TcpStream tcp, Destination destination, AbortSignal& abort) {
+    TcpStream tcp, Destination destination, AbortSignal& abort, bool& isSessionRefused) {
     const auto context = m_tlsContext.get();
     if (!context) {
         co_return context.failure();
@@ -198,13 +211,18 @@ asio::awaitable<Expected<ClientStream>> Connector::startTls(
         co_return Failure{destination.host.display + " cannot be the name of a TLS server"};
     }
     const PeerMemory::Place place{destination.host.ascii, destination.port};
-    tls->resume(m_memory->takeSession(place), [memory = m_memory, place](TlsSession session) {
-        memory->keepSession(place, std::move(session));
-    });
+    TlsSession session = m_memory->takeSession(place);
+    const bool offersSession = session != nullptr;
+    tls->resume(std::move(session),
+        [memory = m_memory, place, handshake = m_memory->now()](
+            TlsSession offered) { memory->keepSession(place, std::move(offered), handshake); });
     const AbortSignal::Scope scope(abort, [&tls] { tls->close(); });
     tls->expireAfter(m_settings.stallLimit);
     if (const error_code error = co_await tls->shakeHands()) {
         const long verifyResult = SSL_get_verify_result(tls->handle());
+        isSessionRefused = offersSession && verifyResult == X509_V_OK
+            && error.category() == asio::error::get_ssl_category();
+        m_memory->forgetEndpoints(place); // another may do better
         co_return Failure{networkErrorText(peerFor(destination), error, verifyResult)};
     }
     tls->expireNever();

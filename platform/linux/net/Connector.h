@@ -43,7 +43,8 @@ public:
     virtual ~Connector() = default;
 
     /// A stream on which requests may be sent. For a secure destination: TLS 1.2 or later, chain
-    /// trusted by the system, certificate for this host (RFC 9525).
+    /// trusted by the system, certificate for this host (RFC 9525); or the session of a connection
+    /// that had both within the last minute.
     virtual boost::asio::awaitable<Expected<ClientStream>> connect(
         Destination destination, AbortSignal& abort);
 
@@ -67,7 +68,7 @@ private:
     boost::asio::awaitable<Expected<TcpStream>> connectByProxy(
         Proxy proxy, Destination destination, AbortSignal& abort);
     boost::asio::awaitable<Expected<ClientStream>> startTls(
-        TcpStream tcp, Destination destination, AbortSignal& abort);
+        TcpStream tcp, Destination destination, AbortSignal& abort, bool& isSessionRefused);
     std::optional<Failure> refusal(const Destination& destination);
 
     std::shared_ptr<IoGate> m_gate;

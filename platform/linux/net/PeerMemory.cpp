@@ -2,11 +2,26 @@
 #include "platform/linux/net/PeerMemory.h"
 
 #include <algorithm>
-#include <utility>
+#include <ctime>
 
 namespace platform::linux_ {
 
+PeerMemory::Time PeerMemory::timeSinceBoot() {
+    timespec time{};
+    clock_gettime(CLOCK_BOOTTIME, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
 PeerMemory::Entry* PeerMemory::find(const Place& place) {
+    const Time now = m_now();
+    for (Entry& entry : m_entries) {
+        if (now >= entry.endpointsUntil) {
+            entry.endpoints.clear();
+        }
+        if (now >= entry.sessionUntil) {
+            entry.session = nullptr;
+        }
+    }
     const auto found = std::ranges::find(m_entries, place, &Entry::place);
     return found != m_entries.end() ? &*found : nullptr;
 }
@@ -33,7 +48,7 @@ void PeerMemory::keepEndpoints(const Place& place, Endpoints endpoints, const En
 
 PeerMemory::Endpoints PeerMemory::endpoints(const Place& place) {
     const Entry* const entry = find(place);
-    return entry != nullptr && m_now() < entry->endpointsUntil ? entry->endpoints : Endpoints{};
+    return entry != nullptr ? entry->endpoints : Endpoints{};
 }
 
 void PeerMemory::forgetEndpoints(const Place& place) {
@@ -42,16 +57,15 @@ void PeerMemory::forgetEndpoints(const Place& place) {
     }
 }
 
-void PeerMemory::keepSession(const Place& place, TlsSession session) {
+void PeerMemory::keepSession(const Place& place, TlsSession session, Time handshake) {
     Entry& entry = findOrAdd(place);
     entry.session = std::move(session);
-    entry.sessionUntil = m_now() + lifetime;
+    entry.sessionUntil = handshake + lifetime; // it may come long after the handshake
 }
 
 TlsSession PeerMemory::takeSession(const Place& place) {
     Entry* const entry = find(place);
-    TlsSession session = entry != nullptr ? std::move(entry->session) : nullptr;
-    return session && m_now() < entry->sessionUntil ? std::move(session) : nullptr;
+    return entry != nullptr ? std::move(entry->session) : nullptr;
 }
 
 } // namespace platform::linux_

@@ -8,9 +8,12 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <openssl/ssl.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace platform::linux_ {
@@ -21,7 +24,8 @@ using TlsSession = Handle<SSL_SESSION, SSL_SESSION_free>;
 /// thread.
 class PeerMemory {
 public:
-    using Clock = std::chrono::steady_clock;
+    /// Since the computer's start; goes on while it sleeps.
+    using Time = std::chrono::nanoseconds;
     using Endpoint = boost::asio::ip::tcp::endpoint;
     using Endpoints = std::vector<Endpoint>;
 
@@ -34,8 +38,10 @@ public:
     static constexpr std::chrono::seconds lifetime{60};
     static constexpr std::size_t placeLimit = 16;
 
-    explicit PeerMemory(std::function<Clock::time_point()> now = Clock::now)
+    explicit PeerMemory(std::function<Time()> now = timeSinceBoot)
         : m_now(std::move(now)) { }
+
+    Time now() const { return m_now(); }
 
     /// What a lookup told, that which answered first.
     void keepEndpoints(const Place& place, Endpoints endpoints, const Endpoint& answered);
@@ -44,24 +50,26 @@ public:
     void forgetEndpoints(const Place& place);
 
     /// What a handshake with a certificate told.
-    void keepSession(const Place& place, TlsSession session);
+    void keepSession(const Place& place, TlsSession session, Time handshake);
     /// Each is used once (RFC 8446, section C.4); null when there is none.
     TlsSession takeSession(const Place& place);
 
 private:
     struct Entry {
         Place place;
-        Clock::time_point endpointsUntil;
+        Time endpointsUntil{};
         Endpoints endpoints;
-        Clock::time_point sessionUntil;
+        Time sessionUntil{};
         TlsSession session;
     };
 
+    static Time timeSinceBoot();
+    /// Forgets what is over.
     Entry* find(const Place& place);
     Entry& findOrAdd(const Place& place);
 
-    std::function<Clock::time_point()> m_now;
-    std::vector<Entry> m_entries; // the newest last
+    std::function<Time()> m_now;
+    std::vector<Entry> m_entries; // in the order of their first use
 };
 
 } // namespace platform::linux_

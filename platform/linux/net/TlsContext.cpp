@@ -19,6 +19,8 @@ Expected<TlsContext> makeTlsContext() {
     }
     SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+    SSL_CTX_clear_options(
+        context.get(), SSL_OP_ALLOW_NO_DHE_KEX); // each connection has keys of its own
     SSL_CTX_set_session_cache_mode(
         context.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
     SSL_CTX_sess_set_new_cb(context.get(), TlsLayer::sessionCame);

@@ -13,7 +13,8 @@ namespace platform::linux_ {
 
 using TlsContext = Handle<SSL_CTX, SSL_CTX_free>;
 
-/// TLS 1.2 or later; trusts whom the system trusts, or whom SSL_CERT_DIR and SSL_CERT_FILE name.
+/// For a TlsLayer alone. TLS 1.2 or later; trusts whom the system trusts, or whom SSL_CERT_DIR and
+/// SSL_CERT_FILE name.
 Expected<TlsContext> makeTlsContext();
 
 /// Makes it on a thread of its own, since reading the system's authorities takes tens of

@@ -96,10 +96,11 @@ void TlsLayer::resume(TlsSession session, std::function<void(TlsSession)> keep) 
 }
 
 /// As SSL_CTX_sess_set_new_cb has it: 1 if the session has been taken.
-int TlsLayer::sessionCame(SSL* ssl, SSL_SESSION* session) {
+int TlsLayer::sessionCame(SSL* ssl, SSL_SESSION* session) noexcept {
     const TlsLayer& layer = layerOf(SSL_get_rbio(ssl));
     const bool isWanted = layer.m_keepSession && SSL_version(ssl) == TLS1_3_VERSION
-        && SSL_session_reused(ssl) == 0 && SSL_get_verify_result(ssl) == X509_V_OK;
+        && SSL_SESSION_get_ticket_lifetime_hint(session) > 0 && SSL_session_reused(ssl) == 0
+        && SSL_get_verify_result(ssl) == X509_V_OK;
     if (isWanted) {
         layer.m_keepSession(TlsSession(session));
     }

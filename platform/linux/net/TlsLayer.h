@@ -44,7 +44,7 @@ public:
     // What OpenSSL asks of the socket.
     int receive(char* data, std::size_t size);
     int keep(const char* data, std::size_t size);
-    static int sessionCame(SSL* ssl, SSL_SESSION* session);
+    static int sessionCame(SSL* ssl, SSL_SESSION* session) noexcept;
 
 private:
     using Drained = std::function<void(const ErrorCode& error)>;
