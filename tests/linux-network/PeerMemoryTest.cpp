@@ -64,11 +64,14 @@ TEST_F(PeerMemoryTest, TheMinuteOfASessionBeginsWithItsHandshake) {
 TEST_F(PeerMemoryTest, WhatIsOverIsFreed) {
     SSL_SESSION* const kept = SSL_SESSION_new();
     SSL_SESSION_up_ref(kept);
-    static int freed = 0;
-    SSL_SESSION_set_ex_data(kept,
-        SSL_SESSION_get_ex_new_index(0, nullptr, nullptr, nullptr,
-            [](void*, void*, CRYPTO_EX_DATA*, int, long, void*) { ++freed; }),
-        &freed);
+    const int index = SSL_SESSION_get_ex_new_index(
+        0, nullptr, nullptr, nullptr, [](void*, void* counter, CRYPTO_EX_DATA*, int, long, void*) {
+            if (counter != nullptr) { // sessions of other tests have none
+                ++*static_cast<int*>(counter);
+            }
+        });
+    int freed = 0;
+    SSL_SESSION_set_ex_data(kept, index, &freed);
     m_memory.keepSession(m_place, TlsSession(kept), m_time);
     SSL_SESSION_free(kept);
     EXPECT_EQ(freed, 0);
