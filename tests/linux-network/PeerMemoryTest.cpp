@@ -9,8 +9,10 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <mutex>
 
 namespace {
 
